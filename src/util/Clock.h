@@ -1,0 +1,21 @@
+#pragma once
+// Time helpers of the threading layer: the 32-bit millisecond clock (the timeGetTime of
+// spec.md, from CLOCK_MONOTONIC, wrapping after 49.7 days like the original) and Sleep.
+
+#include <cstdint>
+
+namespace Velmora::Utility {
+
+// Milliseconds of CLOCK_MONOTONIC, truncated to 32 bits. Only differences are meaningful;
+// compute them in uint32_t (`now - last`) so that they survive the wrap.
+uint32_t TickCountMs();
+
+// Milliseconds of the steady clock as a 64-bit count (does not wrap).
+uint64_t SteadyMs();
+
+// Waits at least `ms` whole milliseconds, measured on the steady clock. The deadline is
+// clamped when it would overflow a signed 64-bit nanosecond count; an interrupted wait goes
+// on until the deadline has passed. Zero or negative returns at once.
+void Sleep(int64_t ms);
+
+}  // namespace Velmora::Utility
