@@ -1,0 +1,257 @@
+#include "u3d/BitStreamReader.h"
+
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using Utility::Logger;
+
+namespace {
+
+constexpr std::array<uint8_t, 256> MakeReverseTable() {
+    std::array<uint8_t, 256> table{};
+    for (uint32_t i = 0; i < 256; ++i) {
+        uint32_t r = 0;
+        for (uint32_t b = 0; b < 8; ++b)
+            if (i & (1u << b)) r |= 0x80u >> b;
+        table[i] = static_cast<uint8_t>(r);
+    }
+    return table;
+}
+constexpr std::array<uint8_t, 256> kReverse8 = MakeReverseTable();
+
+inline uint32_t Reverse16(uint32_t v) {
+    return (uint32_t(kReverse8[v & 0xFF]) << 8) | kReverse8[(v >> 8) & 0xFF];
+}
+
+}  // namespace
+
+BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noCompression,
+                                 std::shared_ptr<RawDataBlock> block)
+    : noCompression_(noCompression), byteSize_(size), block_(std::move(block)) {
+    if (data == nullptr) byteSize_ = 0;
+    try {
+        // Five zero words behind the data: the coder looks up to 16 + underflow bits ahead.
+        words_.assign((size_t(byteSize_) + 3) / 4 + 5, 0u);
+        if (byteSize_) std::memcpy(words_.data(), data, byteSize_);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "BitStreamReader::AllocateDataBuffer() - OUT OF MEMORY!");
+        words_.clear();
+        byteSize_ = 0;
+    }
+}
+
+BitStreamReader::~BitStreamReader() = default;
+
+uint32_t BitStreamReader::PeekBits32(uint64_t bitPosition) const {
+    const uint64_t index = bitPosition >> 5;
+    const uint32_t offset = static_cast<uint32_t>(bitPosition & 31);
+    const uint64_t count = words_.size();
+    const uint64_t lowWord = index < count ? words_[index] : 0;
+    const uint64_t highWord = index + 1 < count ? words_[index + 1] : 0;
+    return static_cast<uint32_t>(((highWord << 32) | lowWord) >> offset);
+}
+
+uint32_t BitStreamReader::ReadBits(uint32_t count) {
+    uint32_t value = PeekBits32(bitPosition_);
+    if (count < 32) value &= (1u << count) - 1;
+    bitPosition_ += count;
+    return value;
+}
+
+uint8_t BitStreamReader::ReadU8() {
+    if (AtRest()) return static_cast<uint8_t>(ReadBits(8));
+    // Coder not at rest: the byte is a uniform 256-symbol read whose bits come out in the
+    // opposite order of the raw path.
+    const uint32_t symbol = ReadStaticSymbol(kUniform8) - 1;
+    return kReverse8[symbol & 0xFF];
+}
+
+uint16_t BitStreamReader::ReadU16() {
+    if (AtRest()) return static_cast<uint16_t>(ReadBits(16));
+    const uint32_t b0 = ReadU8();
+    const uint32_t b1 = ReadU8();
+    return static_cast<uint16_t>(b0 | (b1 << 8));
+}
+
+uint32_t BitStreamReader::ReadU32() {
+    if (AtRest()) return ReadBits(32);
+    uint32_t value = 0;
+    for (uint32_t i = 0; i < 4; ++i) value |= uint32_t(ReadU8()) << (8 * i);
+    return value;
+}
+
+uint64_t BitStreamReader::ReadU64() {
+    const uint64_t lo = ReadU32();
+    const uint64_t hi = ReadU32();
+    return lo | (hi << 32);
+}
+
+float BitStreamReader::ReadF32() {
+    const uint32_t bits = ReadU32();
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+double BitStreamReader::ReadF64() {
+    const uint64_t bits = ReadU64();
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+void BitStreamReader::ReadString(std::string& out) {
+    const uint32_t length = ReadU16();
+    try {
+        out.resize(length);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "BitStreamReader::ReadString() - OUT OF MEMORY!");
+        out.clear();
+        for (uint32_t i = 0; i < length; ++i) ReadU8();
+        return;
+    }
+    for (uint32_t i = 0; i < length; ++i) out[i] = static_cast<char>(ReadU8());
+}
+
+std::string BitStreamReader::ReadString() {
+    std::string text;
+    ReadString(text);
+    return text;
+}
+
+uint32_t BitStreamReader::CurrentByteOffset() const {
+    return static_cast<uint32_t>(std::min<uint64_t>((bitPosition_ + 7) / 8, uint64_t(words_.size()) * 4));
+}
+
+const uint8_t* BitStreamReader::CurrentBytePointer() const {
+    if (words_.empty()) return nullptr;
+    return Data() + CurrentByteOffset();
+}
+
+uint32_t BitStreamReader::BytesLeft() const {
+    const uint32_t offset = CurrentByteOffset();
+    return offset < byteSize_ ? byteSize_ - offset : 0;
+}
+
+ContextManager* BitStreamReader::Context(uint32_t context) {
+    if (context == 0 || context > kStaticFull) return nullptr;
+    if (context >= contexts_.size()) {
+        try {
+            contexts_.resize(context + 37);
+        } catch (const std::bad_alloc&) {
+            Logger::Log(1, "ContextManager::ContextManager() - OUT OF MEMORY!");
+            return nullptr;
+        }
+    }
+    std::unique_ptr<ContextManager>& slot = contexts_[context];
+    if (!slot) slot.reset(new (std::nothrow) ContextManager());
+    return slot.get();
+}
+
+uint32_t BitStreamReader::ReadCodeBits() {
+    // One bit, then the pending underflow bits are skipped, then 15 bits most significant
+    // first: the coder emits its interval bits from the top.
+    uint64_t position = bitPosition_;
+    const uint32_t top = PeekBits32(position) & 1;
+    position += 1 + uint64_t(underflow_);
+    const uint32_t rest = Reverse16(PeekBits32(position) & 0x7FFF) >> 1;
+    return (top << 15) | rest;
+}
+
+uint32_t BitStreamReader::ReadStaticSymbol(uint32_t context) {
+    const uint32_t total = context - kStaticFull;
+    code_ = ReadCodeBits();
+    const uint32_t range = high_ - low_ + 1;
+    uint32_t cumulative = ((code_ - low_ + 1) * total - 1) / range;
+    if (cumulative >= total) cumulative = total - 1;  // only a corrupt state gets here
+    high_ = low_ - 1 + (cumulative + 1) * range / total;
+    low_ = low_ + cumulative * range / total;
+    Renormalize(bitPosition_);
+    return cumulative + 1;
+}
+
+uint32_t BitStreamReader::ReadDynamicSymbol(uint32_t context) {
+    ContextManager* manager = Context(context);
+    code_ = ReadCodeBits();
+    if (manager == nullptr) {
+        // Escape-only context: the escape spans the whole interval and consumes nothing.
+        Renormalize(bitPosition_);
+        return 0;
+    }
+    const uint32_t total = manager->Total();
+    const uint32_t range = high_ - low_ + 1;
+    uint32_t target = ((code_ - low_ + 1) * total - 1) / range;
+    if (target >= total) target = total - 1;
+    uint32_t cumulative = 0;
+    const uint32_t symbol = manager->FindSymbol(target, cumulative);
+    const uint32_t frequency = manager->Frequency(symbol);
+    high_ = (cumulative + frequency) * range / total - 1 + low_;
+    low_ = low_ + cumulative * range / total;
+    Renormalize(bitPosition_);
+    manager->AddSymbol(symbol);
+    return symbol;
+}
+
+void BitStreamReader::Renormalize(uint64_t savedPosition) {
+    // Shift out the leading bits on which low and high agree: ones into high, zeros into low.
+    const uint32_t differ = (low_ ^ high_) & 0xFFFF;
+    uint32_t consumed = differ ? static_cast<uint32_t>(__builtin_clz(differ)) - 16 : 16;
+    if (consumed) {
+        low_ = (low_ << consumed) & 0xFFFF;
+        high_ = ((high_ << consumed) | ((1u << consumed) - 1)) & 0xFFFF;
+        consumed += underflow_;
+        underflow_ = 0;
+    }
+    // Underflow: low is 01..., high is 10...; drop the second bit of both, keep the top bits.
+    while ((low_ & 0x4000) && !(high_ & 0x4000)) {
+        low_ = (low_ << 1) & 0x7FFF;
+        high_ = ((high_ << 1) | 0x8001) & 0xFFFF;
+        ++underflow_;
+    }
+    bitPosition_ = savedPosition + consumed;
+}
+
+uint8_t BitStreamReader::ReadCompressedU8(uint32_t context) {
+    if (noCompression_ || context == 0 || context >= kMaxRange) return ReadU8();
+    const bool dynamic = context <= kStaticFull;
+    const uint32_t symbol = dynamic ? ReadDynamicSymbol(context) : ReadStaticSymbol(context);
+    if (symbol != 0) return static_cast<uint8_t>(symbol - 1);
+    const uint8_t value = ReadU8();
+    if (dynamic) {
+        if (ContextManager* manager = Context(context)) manager->AddSymbol(uint32_t(value) + 1);
+    }
+    return value;
+}
+
+uint16_t BitStreamReader::ReadCompressedU16(uint32_t context) {
+    if (noCompression_) return ReadU16();
+    // Contexts 0 and 17407+ are never passed here; they take safe forms rather than plain ones.
+    if (context >= kMaxRange) return ReadU16();
+    const bool dynamic = context <= kStaticFull;
+    const uint32_t symbol = dynamic ? ReadDynamicSymbol(context) : ReadStaticSymbol(context);
+    if (symbol != 0) return static_cast<uint16_t>(symbol - 1);
+    const uint16_t value = ReadU16();
+    if (dynamic) {
+        if (ContextManager* manager = Context(context)) manager->AddSymbol(uint32_t(value) + 1);
+    }
+    return value;
+}
+
+uint32_t BitStreamReader::ReadCompressedU32(uint32_t context) {
+    if (noCompression_ || context == 0 || context >= kMaxRange) return ReadU32();
+    const bool dynamic = context <= kStaticFull;
+    const uint32_t symbol = dynamic ? ReadDynamicSymbol(context) : ReadStaticSymbol(context);
+    if (symbol != 0) return symbol - 1;
+    const uint32_t value = ReadU32();
+    if (dynamic && value < ContextManager::kMaxSymbol) {
+        if (ContextManager* manager = Context(context)) manager->AddSymbol(value + 1);
+    }
+    return value;
+}
+
+}  // namespace Velmora::U3D

@@ -1,0 +1,247 @@
+#include "support/U3DWriter.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace Velmora::U3D::Test {
+
+namespace {
+constexpr uint32_t kStaticFull = 1024;
+constexpr uint32_t kMaxRange = 17407;
+constexpr uint32_t kElephant = 0x1FFF;
+
+uint8_t Reverse8(uint8_t v) {
+    uint8_t r = 0;
+    for (int b = 0; b < 8; ++b)
+        if (v & (1u << b)) r = static_cast<uint8_t>(r | (0x80u >> b));
+    return r;
+}
+
+void PutU32(std::vector<uint8_t>& out, uint32_t v) {
+    for (int i = 0; i < 4; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+}  // namespace
+
+void BitStreamWriter::EmitBit(uint32_t bit) {
+    if ((bitCount_ & 7) == 0) bytes_.push_back(0);
+    if (bit) bytes_.back() = static_cast<uint8_t>(bytes_.back() | (1u << (bitCount_ & 7)));
+    ++bitCount_;
+}
+
+void BitStreamWriter::EncodeRange(uint32_t cumulative, uint32_t frequency, uint32_t total) {
+    const uint32_t range = high_ - low_ + 1;
+    high_ = low_ - 1 + range * (cumulative + frequency) / total;
+    low_ = low_ + range * cumulative / total;
+    for (;;) {
+        if (((high_ ^ low_) & 0x8000) == 0) {
+            const uint32_t bit = high_ >> 15;
+            EmitBit(bit);
+            for (; underflow_ > 0; --underflow_) EmitBit(bit ^ 1);
+            low_ = (low_ << 1) & 0xFFFF;
+            high_ = ((high_ << 1) | 1) & 0xFFFF;
+        } else if ((low_ & 0x4000) && !(high_ & 0x4000)) {
+            ++underflow_;
+            low_ = (low_ << 1) & 0x7FFF;
+            high_ = ((high_ << 1) | 0x8001) & 0xFFFF;
+        } else {
+            break;
+        }
+    }
+}
+
+void BitStreamWriter::EncodeStatic(uint32_t context, uint32_t value) {
+    const uint32_t total = context - kStaticFull;
+    if (value >= total) {
+        failed_ = true;
+        value = 0;
+    }
+    EncodeRange(value, 1, total);
+}
+
+void BitStreamWriter::Learn(Histogram& h, uint64_t symbol) {
+    if (symbol >= 0x10000) return;
+    if (h.total >= kElephant) {
+        h.total = 0;
+        for (uint32_t& f : h.frequencies) {
+            f >>= 1;
+            h.total += f;
+        }
+        ++h.frequencies[0];
+        ++h.total;
+    }
+    if (symbol >= h.frequencies.size()) h.frequencies.resize(symbol + 1, 0);
+    ++h.frequencies[symbol];
+    ++h.total;
+}
+
+bool BitStreamWriter::EncodeDynamic(uint32_t context, uint64_t value) {
+    Histogram& h = histograms_[context];
+    const uint64_t symbol = value + 1;
+    if (symbol < h.frequencies.size() && h.frequencies[symbol] > 0) {
+        uint32_t cumulative = 0;
+        for (uint64_t s = 0; s < symbol; ++s) cumulative += h.frequencies[s];
+        EncodeRange(cumulative, h.frequencies[symbol], h.total);
+        Learn(h, symbol);
+        return false;
+    }
+    EncodeRange(0, h.frequencies[0], h.total);
+    Learn(h, 0);
+    return true;
+}
+
+void BitStreamWriter::WriteU8(uint8_t value) {
+    // At rest this emits the 8 bits of the value from bit 0 up, exactly the raw form.
+    EncodeRange(Reverse8(value), 1, 256);
+}
+
+void BitStreamWriter::WriteU16(uint16_t value) {
+    WriteU8(static_cast<uint8_t>(value));
+    WriteU8(static_cast<uint8_t>(value >> 8));
+}
+
+void BitStreamWriter::WriteU32(uint32_t value) {
+    for (int i = 0; i < 4; ++i) WriteU8(static_cast<uint8_t>(value >> (8 * i)));
+}
+
+void BitStreamWriter::WriteU64(uint64_t value) {
+    WriteU32(static_cast<uint32_t>(value));
+    WriteU32(static_cast<uint32_t>(value >> 32));
+}
+
+void BitStreamWriter::WriteF32(float value) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    WriteU32(bits);
+}
+
+void BitStreamWriter::WriteF64(double value) {
+    uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    WriteU64(bits);
+}
+
+void BitStreamWriter::WriteString(std::string_view text) {
+    WriteU16(static_cast<uint16_t>(text.size()));
+    WriteBytes(text.data(), text.size());
+}
+
+void BitStreamWriter::WriteBytes(const void* data, size_t size) {
+    const auto* p = static_cast<const uint8_t*>(data);
+    for (size_t i = 0; i < size; ++i) WriteU8(p[i]);
+}
+
+void BitStreamWriter::WriteCompressedU8(uint32_t context, uint8_t value) {
+    if (noCompression_ || context == 0 || context >= kMaxRange) return WriteU8(value);
+    if (context > kStaticFull) return EncodeStatic(context, value);
+    if (EncodeDynamic(context, value)) {
+        WriteU8(value);
+        Learn(histograms_[context], uint64_t(value) + 1);
+    }
+}
+
+void BitStreamWriter::WriteCompressedU16(uint32_t context, uint16_t value) {
+    if (noCompression_ || context == 0 || context >= kMaxRange) return WriteU16(value);
+    if (context > kStaticFull) return EncodeStatic(context, value);
+    if (EncodeDynamic(context, value)) {
+        WriteU16(value);
+        Learn(histograms_[context], uint64_t(value) + 1);
+    }
+}
+
+void BitStreamWriter::WriteCompressedU32(uint32_t context, uint32_t value) {
+    if (noCompression_ || context == 0 || context >= kMaxRange) return WriteU32(value);
+    if (context > kStaticFull) return EncodeStatic(context, value);
+    if (EncodeDynamic(context, value)) {
+        WriteU32(value);
+        Learn(histograms_[context], uint64_t(value) + 1);
+    }
+}
+
+std::vector<uint8_t> BitStreamWriter::Finish() {
+    if (!AtRest()) {
+        // Emit low in full (its pending underflow bits after the top bit): the zeros behind
+        // the block then keep the code exactly at low, inside the final interval.
+        const uint32_t top = low_ >> 15;
+        EmitBit(top);
+        for (; underflow_ > 0; --underflow_) EmitBit(top ^ 1);
+        for (int b = 14; b >= 0; --b) EmitBit((low_ >> b) & 1);
+        high_ = 0xFFFF;
+        low_ = 0;
+    }
+    return std::move(bytes_);
+}
+
+std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data,
+                                const std::vector<uint8_t>& meta) {
+    std::vector<uint8_t> out;
+    PutU32(out, type);
+    PutU32(out, static_cast<uint32_t>(data.size()));
+    PutU32(out, static_cast<uint32_t>(meta.size()));
+    out.insert(out.end(), data.begin(), data.end());
+    out.resize(12 + Pad4(static_cast<uint32_t>(data.size())), 0);
+    out.insert(out.end(), meta.begin(), meta.end());
+    out.resize(12 + Pad4(static_cast<uint32_t>(data.size())) + Pad4(static_cast<uint32_t>(meta.size())), 0);
+    return out;
+}
+
+std::vector<uint8_t> FileHeaderData(uint32_t profile, uint32_t encoding, double scaleFactor,
+                                    int16_t versionA, int16_t versionB) {
+    BitStreamWriter w;
+    w.WriteI16(versionA);
+    w.WriteI16(versionB);
+    w.WriteU32(profile);
+    w.WriteU32(36);  // declaration size, never checked
+    w.WriteU64(0);   // file size, never checked
+    w.WriteU32(encoding);
+    if (profile & 0x8) w.WriteF64(scaleFactor);
+    return w.Finish();
+}
+
+void U3DFileWriter::AddBlock(uint32_t type, const std::vector<uint8_t>& data, const std::vector<uint8_t>& meta) {
+    AddRaw(FrameBlock(type, data, meta));
+}
+
+bool U3DFileWriter::WriteTo(const std::string& path) const {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f) return false;
+    const bool ok = std::fwrite(bytes_.data(), 1, bytes_.size(), f) == bytes_.size();
+    return std::fclose(f) == 0 && ok;
+}
+
+namespace {
+void WriteParents(BitStreamWriter& w, const std::vector<ParentEntry>& parents) {
+    w.WriteU32(static_cast<uint32_t>(parents.size()));
+    for (const ParentEntry& p : parents) {
+        w.WriteString(p.name);
+        for (float v : p.transform) w.WriteF32(v);
+    }
+}
+}  // namespace
+
+std::vector<uint8_t> GroupNodeData(const std::string& name, const std::vector<ParentEntry>& parents) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    WriteParents(w, parents);
+    return w.Finish();
+}
+
+std::vector<uint8_t> ModelNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+                                   const std::string& resource, uint32_t visibility) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    WriteParents(w, parents);
+    w.WriteString(resource);
+    w.WriteU32(visibility);
+    return w.Finish();
+}
+
+std::vector<uint8_t> LightNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+                                   const std::string& resource) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    WriteParents(w, parents);
+    w.WriteString(resource);
+    return w.Finish();
+}
+
+}  // namespace Velmora::U3D::Test

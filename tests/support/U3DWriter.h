@@ -1,0 +1,116 @@
+#pragma once
+// Test-side U3D writer: the arithmetic encoder of the U3D bit stream (static and dynamic
+// contexts, escapes, histogram halving) and the block framing of the file container, so
+// tests can build blocks value by value and check the decoder symbol for symbol.
+//
+// The encoder keeps its own plain histograms rather than reusing the library's
+// ContextManager, so that a fault in the decoder's quarter table cannot hide behind the same
+// fault in the writer.
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Velmora::U3D::Test {
+
+class BitStreamWriter {
+public:
+    // With noCompression every compressed write is a plain write, as the reader does it.
+    explicit BitStreamWriter(bool noCompression = false) : noCompression_(noCompression) {}
+
+    void WriteU8(uint8_t value);
+    void WriteU16(uint16_t value);
+    void WriteI16(int16_t value) { WriteU16(static_cast<uint16_t>(value)); }
+    void WriteU32(uint32_t value);
+    void WriteI32(int32_t value) { WriteU32(static_cast<uint32_t>(value)); }
+    void WriteU64(uint64_t value);
+    void WriteF32(float value);
+    void WriteF64(double value);
+    void WriteString(std::string_view text);
+    // Raw bytes as plain U8 values.
+    void WriteBytes(const void* data, size_t size);
+
+    // Context rules as in the reader: 0 and 17407+ plain (U8/U32), 1..1024 dynamic with
+    // escapes, 1025..17406 static uniform over (context - 1024) symbols. A value that a
+    // static context cannot hold marks the writer as failed (see Failed()).
+    void WriteCompressedU8(uint32_t context, uint8_t value);
+    void WriteCompressedU16(uint32_t context, uint16_t value);
+    void WriteCompressedU32(uint32_t context, uint32_t value);
+
+    // Flushes the coder (only when it is not at rest) and returns the block data; the
+    // writer can't be used afterwards.
+    std::vector<uint8_t> Finish();
+
+    bool Failed() const { return failed_; }
+    size_t BitCount() const { return bitCount_; }
+    bool AtRest() const { return high_ == 0xFFFF && low_ == 0 && underflow_ == 0; }
+
+private:
+    struct Histogram {
+        std::vector<uint32_t> frequencies{1};  // escape starts with count 1
+        uint32_t total = 1;
+    };
+    void EmitBit(uint32_t bit);
+    void EncodeRange(uint32_t cumulative, uint32_t frequency, uint32_t total);
+    void EncodeStatic(uint32_t context, uint32_t value);
+    // Encodes value on a dynamic context; returns true when it went out as an escape and the
+    // caller must write the plain form.
+    bool EncodeDynamic(uint32_t context, uint64_t value);
+    void Learn(Histogram& histogram, uint64_t symbol);
+
+    bool noCompression_;
+    bool failed_ = false;
+    std::vector<uint8_t> bytes_;
+    size_t bitCount_ = 0;
+    uint32_t high_ = 0xFFFF;
+    uint32_t low_ = 0;
+    uint32_t underflow_ = 0;
+    std::map<uint32_t, Histogram> histograms_;
+};
+
+// Pads n up to a multiple of 4.
+inline uint32_t Pad4(uint32_t n) { return (n + 3u) & ~3u; }
+
+// One block in file form: type, data size, meta size, data, padding, meta, padding.
+std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data,
+                                const std::vector<uint8_t>& meta = {});
+
+// Payload of a file header block (always plain: the header is read before any profile).
+std::vector<uint8_t> FileHeaderData(uint32_t profile = 0, uint32_t encoding = 106,
+                                    double scaleFactor = 1.0, int16_t versionA = 0,
+                                    int16_t versionB = 0);
+
+class U3DFileWriter {
+public:
+    // Starts with a file header block of the given profile.
+    explicit U3DFileWriter(uint32_t profile = 0) { AddBlock(0x00443355, FileHeaderData(profile)); }
+    // A file without the header, for tests of broken files.
+    static U3DFileWriter Headless() { return U3DFileWriter(HeadlessTag{}); }
+
+    void AddBlock(uint32_t type, const std::vector<uint8_t>& data, const std::vector<uint8_t>& meta = {});
+    void AddBlock(uint32_t type, BitStreamWriter& writer) { AddBlock(type, writer.Finish()); }
+    void AddRaw(const std::vector<uint8_t>& bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+
+    const std::vector<uint8_t>& Bytes() const { return bytes_; }
+    bool WriteTo(const std::string& path) const;
+
+private:
+    struct HeadlessTag {};
+    explicit U3DFileWriter(HeadlessTag) {}
+    std::vector<uint8_t> bytes_;
+};
+
+// Block payload builders for the common blocks, written in their plain form.
+struct ParentEntry {
+    std::string name;
+    float transform[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+};
+std::vector<uint8_t> GroupNodeData(const std::string& name, const std::vector<ParentEntry>& parents);
+std::vector<uint8_t> ModelNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+                                   const std::string& resource, uint32_t visibility = 3);
+std::vector<uint8_t> LightNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+                                   const std::string& resource);
+
+}  // namespace Velmora::U3D::Test
