@@ -1,10 +1,21 @@
 #pragma once
-// Process-wide root of rendering. Used on the render thread only.
-// (Provisional: initialises without a GL context until the context layer lands.)
+// Process-wide root of rendering: starts the GL context, measures what the driver can do,
+// keeps the list of render views, hands out uniform block binding points and tracks the blend
+// mode per drawable. Used on the render thread only.
 
 #include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "rendering/DeviceContext.h"
 
 namespace Velmora::Rendering {
+
+class RenderView;
 
 struct RendererCreationInfo {
     int32_t glMajor = 0;  // 0, 0: any version from 3.1 up
@@ -16,16 +27,52 @@ struct RendererCreationInfo {
     bool verticalSync = false;
 };
 
+struct AntiAliasingMode {
+    std::string name;
+    uint32_t coverageSamples = 0;
+    uint32_t colorSamples = 0;
+};
+
 class Renderer {
 public:
     static Renderer& Instance();
+
+    // The oldest context the renderer runs on.
+    static constexpr int32_t kMinimumMajor = 3;
+    static constexpr int32_t kMinimumMinor = 1;
 
     bool Init(const RendererCreationInfo& info);
     void Shutdown();
     bool IsInitialized() const { return initialised_; }
 
-    // Draws every registered view; called once per frame by the render thread.
+    bool AddRenderView(const std::shared_ptr<RenderView>& view);
+    void RemoveRenderView(const std::shared_ptr<RenderView>& view);
+    const std::list<std::shared_ptr<RenderView>>& RenderViews() const { return views_; }
+
+    // Draws every registered view in list order; called once per frame by the render thread.
     void RenderAllViews(uint64_t timeMs);
+
+    // 1 additive, 2 modulate, 3 alpha, 4 inverse alpha; skipped when the current drawable
+    // already has the mode.
+    void SetBlendMode(uint32_t mode);
+    void EnableVerticalSync(bool on);
+
+    int32_t GetAvailableUniformBlockBindingPoint();
+    void ReleaseBlockBindingPoint(int32_t point);
+
+    const std::vector<AntiAliasingMode>& GetAntiAliasingModes() const { return antiAliasingModes_; }
+    bool SupportsAntiAliasingMode(uint32_t colorSamples, uint32_t coverageSamples) const;
+
+    // Called when a drawable goes away, so that a new one at the same address starts afresh.
+    void ForgetDeviceContext(DeviceContext* dc) { blendModes_.erase(dc); }
+
+    bool UseFramebufferObject() const { return useFramebufferObject_; }
+    bool VerticalSync() const { return verticalSync_; }
+    uint32_t MaxAnisotropy() const { return maxAnisotropy_; }
+    uint32_t MaxSamples() const { return maxSamples_; }
+    bool HasCoverageSampling() const { return hasCoverageSampling_; }
+    int64_t MaxTextureBufferSize() const { return maxTextureBufferSize_; }
+    int32_t MaxBindingPoints() const { return maxBindingPoints_; }
 
     // Frame-rate window kept by the render thread's loop.
     uint64_t windowStart = 0;
@@ -34,15 +81,31 @@ public:
     double framesPerSecond = 0.0;
 
     // Context version and shading language version after a good start.
-    uint32_t ContextMajor() const { return contextMajor_; }
-    uint32_t ContextMinor() const { return contextMinor_; }
-    uint32_t ShaderMajor() const { return shaderMajor_; }
-    uint32_t ShaderMinor() const { return shaderMinor_; }
+    uint32_t ContextMajor() const;
+    uint32_t ContextMinor() const;
+    uint32_t ShaderMajor() const;
+    uint32_t ShaderMinor() const;
 
 private:
     Renderer() = default;
+    bool StartGL(const RendererCreationInfo& info);
+    void InitGLStates();
+    void EnumerateAntiAliasingModes();
+    void AddAntiAliasingMode(uint32_t coverageSamples, uint32_t colorSamples);
+
     bool initialised_ = false;
-    uint32_t contextMajor_ = 0, contextMinor_ = 0, shaderMajor_ = 0, shaderMinor_ = 0;
+    bool useFramebufferObject_ = true;
+    bool verticalSync_ = true;
+    uint32_t maxAnisotropy_ = 1;
+    uint32_t maxSamples_ = 1;
+    bool hasCoverageSampling_ = false;
+    std::vector<AntiAliasingMode> antiAliasingModes_;
+    int64_t maxTextureBufferSize_ = 0;
+    std::list<std::shared_ptr<RenderView>> views_;
+    std::set<int32_t> usedBindingPoints_;
+    int32_t maxBindingPoints_ = 0;
+    std::map<DeviceContext*, uint32_t> blendModes_;
+    bool vrActive_ = false;  // read by EnableVerticalSync; nothing sets it
 };
 
 }  // namespace Velmora::Rendering

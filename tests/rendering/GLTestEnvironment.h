@@ -1,0 +1,21 @@
+#pragma once
+// GL tests of the rendering program share one renderer: the first call starts it on the
+// calling thread (any version from 3.1 up, no window anti-aliasing, no vertical sync) and
+// makes its shared context current; later calls only make sure it is still current.
+// Tests must not keep GL objects from one test case to the next: a test of the start-up path
+// may shut the renderer down and start it again.
+
+#include <string>
+
+namespace kestrum_test {
+
+// True when a core context is current on this thread.
+bool EnsureGLContext();
+
+// Shuts the renderer down (if it runs); the next EnsureGLContext starts it afresh.
+void ResetGLContext();
+
+// Text of the first GL error since the last call, or empty; clears the error flags.
+std::string TakeGLError();
+
+}  // namespace kestrum_test
