@@ -1,0 +1,117 @@
+#pragma once
+// The two stream kinds behind Logger (spec.md Part 2.1): DebuggingLogStream (standard error
+// on the calling thread, plus a "LogThread" that writes a file) and HookableLogStream (a
+// "LogThread(Hook)" that hands each message to a sink). Writers never wait: a message goes on
+// a bounded queue (8192) and is dropped when it is full.
+//
+// Streams are made by their Create functions only, in a shared_ptr whose deleter stops the
+// thread (Stop) before deleting the stream.
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+
+#include "util/ConcurrentQueue.h"
+#include "util/Logger.h"
+#include "util/SimpleFile.h"
+#include "util/SimpleThread.h"
+
+namespace Velmora::Utility {
+
+struct LogRecord {
+    int32_t level = 0;
+    int64_t timestamp = 0;  // seconds since the epoch, taken when the message enters the stream
+    std::string text;
+};
+
+// Local time as "%Y-%m-%d %H:%M:%S".
+std::string FormatLogTime(int64_t secondsSinceEpoch);
+// One file line: "[<time>] [<WORD>] <text>" (the text keeps its own line end).
+std::string FormatLogLine(const LogRecord& record, bool timestamps = true);
+
+class DebuggingLogStream : public LogStream {
+public:
+    // Empty path: standard error only, no thread, no file. Otherwise starts "LogThread",
+    // which opens the file ("wt", or "at" with append) and writes "Session Start (...)".
+    // Null when the thread cannot be made.
+    static std::shared_ptr<DebuggingLogStream> Create(const std::string& pathUtf8, bool append);
+
+    // Standard error at once, on the calling thread; then, with a file, a queued record.
+    void Write(int32_t level, const std::string& text) override;
+
+    // Ends the writer: every pending record is written (drain on stop), then
+    // "\nSession End (...)\n". Idempotent; the deleter calls it.
+    void Stop();
+
+    bool Started() const { return started_.load(); }
+    bool ToFile() const { return toFile_; }
+    const std::string& Path() const { return path_; }
+    uint32_t Pending() const { return queue_.Pending(); }
+
+    // Whether Write echoes to standard error (the OutputDebugStringA of spec.md). On by
+    // default; process-wide. Not in spec.md's interface.
+    static void SetDebuggerOutput(bool enabled);
+    static bool DebuggerOutput();
+
+private:
+    DebuggingLogStream(std::string path, bool append);
+    ~DebuggingLogStream() override;
+    struct Deleter {
+        void operator()(DebuggingLogStream* s) const;
+    };
+    void ThreadMain();
+
+    std::atomic<bool> started_{false};
+    SimpleThread* thread_ = nullptr;
+    ConcurrentQueue<LogRecord> queue_;
+    std::string path_;
+    std::shared_ptr<SimpleFile> file_;
+    bool toFile_ = false;
+    bool append_ = false;
+    std::atomic<bool> stopRequested_{false};
+    bool drainOnStop_ = true;
+    bool timestamps_ = true;
+    std::atomic<bool> bodyEntered_{false};  // the body runs exactly once
+    std::mutex stopLock_;
+};
+
+class HookableLogStream : public LogStream {
+public:
+    using Sink = void (*)(int32_t level, const std::string& text);
+
+    // Starts "LogThread(Hook)". Null when the thread cannot be made.
+    static std::shared_ptr<HookableLogStream> Create(Sink sink);
+
+    // Queues a record only.
+    void Write(int32_t level, const std::string& text) override;
+
+    // Ends the dispatcher without draining: what is still queued is dropped. Idempotent.
+    void Stop();
+
+    void SetSink(Sink sink);
+    bool Started() const { return started_.load(); }
+    uint32_t Pending() const { return queue_.Pending(); }
+
+private:
+    explicit HookableLogStream(Sink sink) : sink_(sink) {}
+    ~HookableLogStream() override;
+    struct Deleter {
+        void operator()(HookableLogStream* s) const;
+    };
+    void ThreadMain();
+
+    std::atomic<bool> started_{false};
+    Sink sink_;
+    SimpleThread* thread_ = nullptr;
+    ConcurrentQueue<LogRecord> queue_;
+    std::atomic<bool> stopRequested_{false};
+    std::shared_mutex sinkLock_;
+    std::atomic<bool> bodyEntered_{false};
+    std::mutex stopLock_;
+};
+
+}  // namespace Velmora::Utility
