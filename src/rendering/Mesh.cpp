@@ -1,0 +1,309 @@
+#include "rendering/Mesh.h"
+
+#include <epoxy/egl.h>
+#include <epoxy/gl.h>
+
+#include <algorithm>
+#include <new>
+
+#include "util/Logger.h"
+
+// The shader generator supplies the attribute layout and the per-draw state. Until its header
+// is part of the tree a mesh can be built and read back, but not bound to a shader or drawn.
+#if __has_include("rendering/shaders/DynamicShader.h")
+#include "rendering/shaders/DynamicShader.h"
+#define KESTRUM_HAVE_DYNAMIC_SHADER 1
+#endif
+
+namespace Velmora::Rendering {
+
+using Utility::Logger;
+
+namespace {
+
+// GL objects are freed only where a context is current on this thread: a mesh that dies
+// elsewhere leaves its names to the context's end, which frees them with it.
+bool ContextIsCurrent() { return eglGetCurrentContext() != EGL_NO_CONTEXT; }
+
+void DeleteObjects(DrawInfo& draw) {
+    if (draw.vao) glDeleteVertexArrays(1, &draw.vao);
+    if (draw.vbo) glDeleteBuffers(1, &draw.vbo);
+    if (draw.ibo) glDeleteBuffers(1, &draw.ibo);
+    draw.vao = draw.vbo = draw.ibo = 0;
+}
+
+uint32_t VerticesPerPrimitive(uint32_t primitiveType) {
+    switch (primitiveType) {
+        case PrimitiveType::Triangles: return 3;
+        case PrimitiveType::Lines: return 2;
+        default: return 1;
+    }
+}
+
+uint32_t PrimitiveCountFor(uint32_t primitiveType, uint32_t drawCount) {
+    switch (primitiveType) {
+        case PrimitiveType::Triangles: return drawCount / 3;
+        case PrimitiveType::Lines: return drawCount >> 1;
+        default: return drawCount;
+    }
+}
+
+// An index at or past the vertex count would make the GPU fetch outside the VBO.
+bool IndicesInRange(const DataBuffer<uint32_t>& indices, uint32_t vertexCount) {
+    const uint32_t* p = indices.Data();
+    const size_t n = indices.ElementCount();
+    uint32_t maxIndex = 0;
+    for (size_t i = 0; i < n; ++i) maxIndex = std::max(maxIndex, p[i]);
+    return n == 0 || maxIndex < vertexCount;
+}
+
+}  // namespace
+
+std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info) {
+    std::shared_ptr<Mesh> mesh(new (std::nothrow) Mesh());
+    if (!mesh || !mesh->CreateBaseObjects(info)) {
+        Logger::Log(1, "Failed to create/init Mesh instance");
+        return {};
+    }
+    return mesh;
+}
+
+bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
+    if (info.name.empty() || info.subObjects.empty()) {
+        Logger::Log(1, "Mesh - Invalid creation info");
+        return false;
+    }
+    name_ = info.name;
+    primitiveType_ = info.primitiveType;
+    drawInfos_.assign(info.subObjects.size(), DrawInfo{});
+
+    bool anyDone = false;
+    for (size_t i = 0; i < info.subObjects.size(); ++i) {
+        const MeshSubObjectData& sub = info.subObjects[i];
+        DrawInfo& draw = drawInfos_[i];
+        if (sub.attributes == 0) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
+            return false;
+        }
+        if (!sub.vertices || sub.vertices->Stride() != VertexAttribute::FloatsPerVertex(sub.attributes)) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
+            return false;
+        }
+        draw.attributes = sub.attributes;
+        draw.indexed = sub.indices != nullptr;
+        if (draw.indexed && !IndicesInRange(*sub.indices, sub.vertices->Count())) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - index out of range!");
+            return false;
+        }
+        draw.drawCount = draw.indexed ? sub.indices->Count() : sub.vertices->Count();
+        draw.primitiveCount = PrimitiveCountFor(primitiveType_, draw.drawCount);
+
+        glGenVertexArrays(1, &draw.vao);
+        if (draw.vao == 0) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create VAO");
+            return false;
+        }
+        // The element binding is VAO state, so the IBO is attached while the VAO is bound.
+        glBindVertexArray(draw.vao);
+        glGenBuffers(1, &draw.vbo);
+        if (draw.vbo == 0) {
+            glBindVertexArray(0);
+            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create VBO");
+            DeleteObjects(draw);
+            return false;
+        }
+        glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
+        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(sub.vertices->ByteSize()), sub.vertices->Data(), GL_STATIC_DRAW);
+        if (draw.indexed) {
+            glGenBuffers(1, &draw.ibo);
+            if (draw.ibo == 0) {
+                glBindVertexArray(0);
+                glBindBuffer(GL_ARRAY_BUFFER, 0);
+                Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create IBO");
+                DeleteObjects(draw);
+                return false;
+            }
+            glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, draw.ibo);
+            glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(sub.indices->ByteSize()), sub.indices->Data(), GL_STATIC_DRAW);
+        }
+        glBindVertexArray(0);
+        glBindBuffer(GL_ARRAY_BUFFER, 0);
+        glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+
+        if (info.animateBuildUp) {
+            draw.buildUpTotal = draw.drawCount;
+            draw.animated = true;
+            draw.buildUpCurrent = 0;
+            draw.buildUpStep = VerticesPerPrimitive(primitiveType_);
+            draw.buildUpInterval = 0.05f;
+            draw.buildUpLastTime = 0.0f;
+            draw.buildUpLoop = false;
+        }
+        anyDone = true;
+    }
+    if (info.animateBuildUp && anyDone) buildUpState_ = BuildUpRunning;
+    if (info.calculateBoundingBox) CalculateBoundingBox(info);
+    return true;
+}
+
+void Mesh::CalculateBoundingBox(const MeshCreationInfo& info) {
+    bool first = true;
+    for (const MeshSubObjectData& sub : info.subObjects) {
+        // Only rows that begin with a position take part.
+        if (!(sub.attributes & VertexAttribute::Position)) continue;
+        const DataBuffer<float>& v = *sub.vertices;
+        for (uint32_t r = 0; r < v.Count(); ++r) {
+            const float* p = v.Row(r);
+            for (int k = 0; k < 3; ++k) {
+                if (first) {
+                    boundingBoxMin_[k] = boundingBoxMax_[k] = p[k];
+                } else {
+                    boundingBoxMin_[k] = std::min(boundingBoxMin_[k], p[k]);
+                    boundingBoxMax_[k] = std::max(boundingBoxMax_[k], p[k]);
+                }
+            }
+            first = false;
+        }
+    }
+    if (first) {
+        Logger::Log(1, "Cannot create bounding box for mesh '%s'", name_.c_str());
+        return;
+    }
+    boundingBoxValid_ = true;
+}
+
+Mesh::~Mesh() {
+    if (!ContextIsCurrent()) return;
+    for (DrawInfo& draw : drawInfos_) DeleteObjects(draw);
+}
+
+bool Mesh::SetShaderForSubObject(uint32_t index, const std::shared_ptr<DynamicShader>& shader) {
+    if (index >= drawInfos_.size() || !shader) return false;
+#ifdef KESTRUM_HAVE_DYNAMIC_SHADER
+    const DrawInfo& draw = drawInfos_[index];
+    glBindVertexArray(draw.vao);
+    glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
+    if (draw.indexed) glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, draw.ibo);
+    const bool ok = shader->InitVAOAttributes();
+    glBindVertexArray(0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    return ok;
+#else
+    Logger::Log(1, "Mesh::SetShaderForSubObject() - no shader support in this build");
+    return false;
+#endif
+}
+
+void Mesh::Draw(const RenderInfo& info, float time) {
+    if (info.shaderInfos.size() != drawInfos_.size()) {
+        Logger::Log(1, "Mismatching number of DrawInfos and RenderShaderInfos");
+        return;
+    }
+    for (size_t i = 0; i < drawInfos_.size(); ++i) {
+        DrawInfo& draw = drawInfos_[i];
+        glBindVertexArray(draw.vao);
+#ifdef KESTRUM_HAVE_DYNAMIC_SHADER
+        if (info.shaderInfos[i].shader) info.shaderInfos[i].shader->Activate(info, uint32_t(i));
+#endif
+        if (!draw.animated) {
+            draw.buildUpCurrent = draw.drawCount;
+        } else if (buildUpState_ == BuildUpRunning && draw.buildUpInterval + draw.buildUpLastTime <= time) {
+            draw.buildUpCurrent += draw.buildUpStep;
+            if (draw.buildUpCurrent > draw.buildUpTotal) {
+                if (draw.buildUpLoop) {
+                    draw.buildUpCurrent = 0;
+                } else {
+                    buildUpState_ = BuildUpFinished;
+                    draw.buildUpCurrent = draw.buildUpTotal;
+                }
+            }
+            draw.buildUpLastTime = time;
+        }
+        if (draw.indexed)
+            glDrawElements(GLenum(primitiveType_), GLsizei(draw.buildUpCurrent), GL_UNSIGNED_INT, nullptr);
+        else
+            glDrawArrays(GLenum(primitiveType_), 0, GLsizei(draw.buildUpCurrent));
+        glBindVertexArray(0);
+    }
+}
+
+uint32_t Mesh::GetNumberOfPrimitivesForSubObject(uint32_t index) const {
+    if (index >= drawInfos_.size()) {
+        Logger::Log(1, "Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!");
+        return 0;
+    }
+    return drawInfos_[index].primitiveCount;
+}
+
+uint32_t Mesh::GetVertexAttributes(uint32_t index) const {
+    if (index >= drawInfos_.size()) {
+        Logger::Log(1, "Mesh::GetVertexAttributes() - INVALID OBJECT INDEX!");
+        return 0;
+    }
+    return drawInfos_[index].attributes;
+}
+
+bool Mesh::GetBoundingBox(Vec3& min, Vec3& max) const {
+    if (!boundingBoxValid_) return false;
+    min = boundingBoxMin_;
+    max = boundingBoxMax_;
+    return true;
+}
+
+std::shared_ptr<DataBuffer<float>> Mesh::GetVertexDataForSubObject(uint32_t index) const {
+    if (index >= drawInfos_.size()) {
+        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - INVALID OBJECT INDEX!");
+        return {};
+    }
+    const DrawInfo& draw = drawInfos_[index];
+    if (draw.vbo == 0) {
+        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - INVALID VBO INDEX!");
+        return {};
+    }
+    const uint32_t vertices = draw.primitiveCount * VerticesPerPrimitive(primitiveType_);
+    const uint32_t floats = VertexAttribute::FloatsPerVertex(draw.attributes);
+    std::shared_ptr<DataBuffer<float>> result = DataBuffer<float>::Create(vertices, floats);
+    if (!result) {
+        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - OUT OF MEMORY");
+        return {};
+    }
+    glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
+    GLint64 size = 0;
+    glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &size);
+    if (uint64_t(size) != result->ByteSize()) {
+        glBindBuffer(GL_ARRAY_BUFFER, 0);
+        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
+        return {};
+    }
+    if (size > 0) glGetBufferSubData(GL_ARRAY_BUFFER, 0, GLsizeiptr(size), result->Data());
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    return result;
+}
+
+std::shared_ptr<DataBuffer<uint32_t>> Mesh::GetIndexDataForSubObject(uint32_t index) const {
+    if (index >= drawInfos_.size()) {
+        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - INVALID OBJECT INDEX!");
+        return {};
+    }
+    const DrawInfo& draw = drawInfos_[index];
+    if (!draw.indexed || draw.ibo == 0) return {};
+    std::shared_ptr<DataBuffer<uint32_t>> result = DataBuffer<uint32_t>::Create(draw.drawCount, 1);
+    if (!result) {
+        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - OUT OF MEMORY");
+        return {};
+    }
+    // The copy-read target leaves the VAO's element binding alone.
+    glBindBuffer(GL_COPY_READ_BUFFER, draw.ibo);
+    GLint64 size = 0;
+    glGetBufferParameteri64v(GL_COPY_READ_BUFFER, GL_BUFFER_SIZE, &size);
+    if (uint64_t(size) != result->ByteSize()) {
+        glBindBuffer(GL_COPY_READ_BUFFER, 0);
+        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
+        return {};
+    }
+    if (size > 0) glGetBufferSubData(GL_COPY_READ_BUFFER, 0, GLsizeiptr(size), result->Data());
+    glBindBuffer(GL_COPY_READ_BUFFER, 0);
+    return result;
+}
+
+}  // namespace Velmora::Rendering
