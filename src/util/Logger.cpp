@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 namespace Velmora::Utility {
 
@@ -24,7 +25,12 @@ Logger& Logger::Instance() {
 }
 
 void Logger::SetStream(std::shared_ptr<LogStream> stream) {
+    // Serialised so that the flag always matches the pointer after concurrent swaps.
+    static std::mutex swapLock;
+    std::lock_guard<std::mutex> lock(swapLock);
+    const bool has = stream != nullptr;
     std::atomic_store(&stream_, std::move(stream));
+    hasStream_.store(has, std::memory_order_release);
 }
 
 std::shared_ptr<LogStream> Logger::Stream() const {
@@ -33,12 +39,14 @@ std::shared_ptr<LogStream> Logger::Stream() const {
 
 bool Logger::Passes(int32_t level) {
     Logger& self = Instance();
-    return level <= self.MaxLevel() && std::atomic_load(&self.stream_) != nullptr;
+    return level <= self.MaxLevel() && self.hasStream_.load(std::memory_order_acquire) &&
+           std::atomic_load(&self.stream_) != nullptr;
 }
 
 void Logger::WriteText(int32_t level, std::string_view text) {
     Logger& self = Instance();
     if (level > self.MaxLevel()) return;
+    if (!self.hasStream_.load(std::memory_order_acquire)) return;
     std::shared_ptr<LogStream> stream = self.Stream();
     if (!stream) return;
     // Same shape as a printf-formatted message: at most 8191 bytes, "\n" only when not cut.
@@ -51,6 +59,7 @@ void Logger::Log(int32_t level, const char* format, ...) {
     if (format == nullptr) return;
     Logger& self = Instance();
     if (level > self.MaxLevel()) return;
+    if (!self.hasStream_.load(std::memory_order_acquire)) return;
     std::shared_ptr<LogStream> stream = self.Stream();
     if (!stream) return;
 
