@@ -1,0 +1,203 @@
+#include "KestrumLibrary.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
+
+namespace KestrumTool {
+
+namespace {
+
+// Folder of this executable, with a trailing '/'; empty when it cannot be found.
+std::string ExecutableFolder() {
+    char buffer[PATH_MAX];
+    ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+    if (n <= 0) return {};
+    std::string path(buffer, static_cast<size_t>(n));
+    size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+}
+
+template <typename F>
+bool ResolveOne(void* handle, const char* name, F& target, std::string& error) {
+    void* symbol = dlsym(handle, name);
+    if (!symbol) {
+        error += error.empty() ? "missing exports:" : "";
+        error += ' ';
+        error += name;
+        return false;
+    }
+    target = reinterpret_cast<F>(symbol);
+    return true;
+}
+
+bool ResolveAll(Library& l, std::string& error) {
+    bool ok = true;
+#define KESTRUM_RESOLVE(name) ok &= ResolveOne(l.handle, #name, l.name, error)
+    KESTRUM_RESOLVE(StartLoggingToDefault);
+    KESTRUM_RESOLVE(StopLoggingToDefault);
+    KESTRUM_RESOLVE(IsLoggingToDefault);
+    KESTRUM_RESOLVE(SetLogLevel);
+    KESTRUM_RESOLVE(GetLogLevel);
+    KESTRUM_RESOLVE(Log);
+    KESTRUM_RESOLVE(SetLoggingHook);
+    KESTRUM_RESOLVE(GetLoggingHook);
+    KESTRUM_RESOLVE(SetCompanyName);
+    KESTRUM_RESOLVE(GetCompanyName);
+    KESTRUM_RESOLVE(SetApplicationName);
+    KESTRUM_RESOLVE(GetApplicationName);
+    KESTRUM_RESOLVE(SetupRenderer);
+    KESTRUM_RESOLVE(ShutdownRenderer);
+    KESTRUM_RESOLVE(GetLibraryVersion);
+    KESTRUM_RESOLVE(LoadCaptureScene);
+    KESTRUM_RESOLVE(UnloadCaptureScene);
+    KESTRUM_RESOLVE(UnloadAllCaptureScenes);
+    KESTRUM_RESOLVE(CaptureScene);
+    KESTRUM_RESOLVE(CreateRenderProxy);
+    KESTRUM_RESOLVE(DestroyRenderProxy);
+    KESTRUM_RESOLVE(GetRenderProxyHwnd);
+    KESTRUM_RESOLVE(LoadScene);
+    KESTRUM_RESOLVE(CloseScene);
+    KESTRUM_RESOLVE(IsSceneLoaded);
+    KESTRUM_RESOLVE(InterruptCurrentImport);
+    KESTRUM_RESOLVE(ActivateCamera);
+    KESTRUM_RESOLVE(GetAvailableCameras);
+    KESTRUM_RESOLVE(Screenshot);
+    KESTRUM_RESOLVE(LoadViewInfoFromFile);
+    KESTRUM_RESOLVE(LoadViewInfoFromString);
+    KESTRUM_RESOLVE(ExportScene);
+    KESTRUM_RESOLVE(SetProperty_Bool);
+    KESTRUM_RESOLVE(SetProperty_Int32);
+    KESTRUM_RESOLVE(SetProperty_Int64);
+    KESTRUM_RESOLVE(SetProperty_Double);
+    KESTRUM_RESOLVE(SetProperty_String);
+    KESTRUM_RESOLVE(GetProperty_Bool);
+    KESTRUM_RESOLVE(GetProperty_Int32);
+    KESTRUM_RESOLVE(GetProperty_Int64);
+    KESTRUM_RESOLVE(GetProperty_Double);
+    KESTRUM_RESOLVE(GetProperty_String);
+    KESTRUM_RESOLVE(FreeSystemString);
+#undef KESTRUM_RESOLVE
+    return ok;
+}
+
+}  // namespace
+
+std::vector<std::string> CandidateLibraryPaths() {
+    std::vector<std::string> paths;
+    std::string folder = ExecutableFolder();
+    if (!folder.empty()) {
+        paths.push_back(folder + "../src/" KESTRUM_LIBRARY_NAME);
+        paths.push_back(folder + "../lib/" KESTRUM_LIBRARY_NAME);
+        paths.push_back(folder + KESTRUM_LIBRARY_NAME);
+    }
+    paths.push_back(KESTRUM_LIBRARY_NAME);  // LD_LIBRARY_PATH and the system folders
+    return paths;
+}
+
+bool LoadLibrary(const std::string& explicitPath, Library& library, std::string& error) {
+    std::vector<std::string> candidates;
+    if (!explicitPath.empty())
+        candidates.push_back(explicitPath);
+    else
+        candidates = CandidateLibraryPaths();
+
+    std::string tried;
+    for (const std::string& path : candidates) {
+        // A bare name goes to the loader's search; a path is tried only when it exists.
+        if (path.find('/') != std::string::npos && access(path.c_str(), F_OK) != 0) {
+            tried += "\n  " + path + ": not found";
+            continue;
+        }
+        void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (!handle) {
+            const char* why = dlerror();
+            tried += "\n  " + path + ": " + (why ? why : "cannot load");
+            continue;
+        }
+        library = Library{};
+        library.handle = handle;
+        library.path = path;
+        std::string missing;
+        if (!ResolveAll(library, missing)) {
+            error = path + ": " + missing;
+            dlclose(handle);
+            library = Library{};
+            return false;
+        }
+        return true;
+    }
+    error = "cannot load " KESTRUM_LIBRARY_NAME ", tried:" + tried;
+    return false;
+}
+
+std::u16string ToUtf16(const std::string& utf8) {
+    std::u16string out;
+    out.reserve(utf8.size());
+    const auto* s = reinterpret_cast<const unsigned char*>(utf8.data());
+    size_t n = utf8.size();
+    for (size_t i = 0; i < n;) {
+        unsigned char c = s[i];
+        uint32_t cp = 0xFFFD;
+        size_t len = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+        if (len == 0 || i + len > n) {
+            ++i;  // stray or truncated byte
+        } else {
+            cp = len == 1 ? c : c & (0x7F >> len);
+            bool ok = true;
+            for (size_t k = 1; k < len; ++k) {
+                if ((s[i + k] & 0xC0) != 0x80) { ok = false; break; }
+                cp = (cp << 6) | (s[i + k] & 0x3F);
+            }
+            static const uint32_t kMin[5] = {0, 0, 0x80, 0x800, 0x10000};
+            if (!ok || cp < kMin[len] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
+                cp = 0xFFFD;
+                ++i;
+            } else {
+                i += len;
+            }
+        }
+        if (cp >= 0x10000) {
+            cp -= 0x10000;
+            out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+        } else {
+            out.push_back(static_cast<char16_t>(cp));
+        }
+    }
+    return out;
+}
+
+std::string ToUtf8(const char16_t* text, size_t units) {
+    std::string out;
+    if (!text) return out;
+    out.reserve(units);
+    for (size_t i = 0; i < units; ++i) {
+        uint32_t cp = text[i];
+        if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < units && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+            cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+            ++i;
+        } else if (cp >= 0xD800 && cp <= 0xDFFF) {
+            cp = 0xFFFD;
+        }
+        if (cp < 0x80) {
+            out.push_back(static_cast<char>(cp));
+        } else if (cp < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else if (cp < 0x10000) {
+            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        }
+    }
+    return out;
+}
+
+}  // namespace KestrumTool
