@@ -1,0 +1,38 @@
+#pragma once
+// Named tree of timers for diagnostics only: its results never influence a scene.
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Velmora::Utility {
+
+class SimpleProfiler {
+public:
+    explicit SimpleProfiler(std::string name) : name_(std::move(name)) {}
+
+    void Start();
+    void Stop();
+    // The sub-timer of that name, created on first use (empty on allocation failure).
+    std::shared_ptr<SimpleProfiler> SubTimer(const std::string& name);
+
+    const std::string& Name() const { return name_; }
+    double Milliseconds() const;
+    // One line per timer: the name indented by depth, padded with blanks to column 70, and
+    // the time in milliseconds.
+    void Print(std::vector<std::string>& lines, int depth = 0) const;
+    std::string PrintText() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    std::string name_;
+    Clock::time_point start_{};
+    Clock::duration elapsed_{};
+    bool running_ = false;
+    std::map<std::string, std::shared_ptr<SimpleProfiler>> subTimers_;
+    std::vector<std::string> order_;
+};
+
+}  // namespace Velmora::Utility

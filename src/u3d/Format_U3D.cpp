@@ -1,0 +1,108 @@
+#include "u3d/Format_U3D.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "format/AuthoringInterrupt.h"
+#include "format/FormatManager.h"
+#include "format/PendingFormats.h"
+#include "format/SimpleProfiler.h"
+#include "u3d/AuthoringPool_U3D.h"
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using FormatGlue::AuthoringInterrupt;
+using FormatGlue::ImportDescriptor;
+using Utility::Logger;
+using Utility::SimpleProfiler;
+
+namespace {
+constexpr uint8_t kSignature[4] = {0x55, 0x33, 0x44, 0x00};  // "U3D\0", the header block type
+}  // namespace
+
+bool Format_U3D::CanLoad(const ImportDescriptor& descriptor) {
+    uint8_t head[4] = {};
+    if (descriptor.kind == ImportDescriptor::File) {
+        if (FormatGlue::FormatManager::ExtensionOf(descriptor.path) != ".u3d") return false;
+        std::FILE* file = std::fopen(descriptor.path.c_str(), "rb");
+        if (!file) return false;
+        const bool read = std::fread(head, 1, 4, file) == 4;
+        std::fclose(file);
+        return read && std::memcmp(head, kSignature, 4) == 0;
+    }
+    if (descriptor.kind == ImportDescriptor::Memory)
+        return descriptor.data && descriptor.dataSize >= 4 && std::memcmp(descriptor.data, kSignature, 4) == 0;
+    return false;
+}
+
+uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
+    importing_ = true;
+    std::shared_ptr<SimpleProfiler> root;
+    if (descriptor.profile) {
+        root.reset(new (std::nothrow) SimpleProfiler("CreateSceneGraphFromU3DFile"));
+        if (!root) Logger::Log(1, "Failed to create profile - OUT OF MEMORY");
+        else root->Start();
+    }
+    AuthoringInterrupt::Reset();
+    uint32_t scene = 0;
+    {
+        std::shared_ptr<AuthoringPool_U3D> pool = FormatGlue::AuthoringPool::Create(
+            new (std::nothrow) AuthoringPool_U3D(), descriptor.listener, descriptor.callbackSlot);
+        if (!pool) {
+            Logger::Log(1, "Failed to create AuthoringPool, unable to create SceneGraph!");
+        } else {
+            auto subTimer = [&](const char* name) -> std::shared_ptr<SimpleProfiler> {
+                if (!root) return nullptr;
+                auto timer = root->SubTimer(name);
+                if (!timer) Logger::Log(1, "Cannot create subtimer '%s'", name);
+                else timer->Start();
+                return timer;
+            };
+            auto loadTimer = subTimer("AuthoringPool::LoadFromFile");
+            const bool loaded = descriptor.kind == ImportDescriptor::File
+                                    ? pool->LoadFromFile(descriptor.path, loadTimer)
+                                    : pool->LoadFromMemory(descriptor.data, descriptor.dataSize, loadTimer);
+            if (loadTimer) loadTimer->Stop();
+            if (!loaded) {
+                Logger::Log(1, "Failed to load U3D data into AuthoringPool, unable to create SceneGraph!");
+            } else {
+                auto buildTimer = subTimer("AuthoringPool::BuildSceneGraph");
+                if (!pool->BuildSceneGraph(scene, buildTimer) || scene == 0) {
+                    scene = 0;
+                    Logger::Log(1, "Failed to create SceneGraph from AuthoringPool!");
+                }
+                if (buildTimer) buildTimer->Stop();
+            }
+        }
+    }
+    if (root) {
+        root->Stop();
+        Logger::WriteText(0, root->PrintText());
+    }
+    importing_ = false;
+    return scene;
+}
+
+}  // namespace Velmora::U3D
+
+namespace Velmora::FormatGlue {
+
+void RegisterStandardFormats() {
+    static const bool registered = [] {
+        FormatManager& manager = FormatManager::Instance();
+        manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
+        manager.RegisterFormat({"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
+        manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<PendingFormat>("OBJ", nullptr), false});
+        return true;
+    }();
+    (void)registered;
+}
+
+namespace {
+// Formats register at library start.
+const int kStartupRegistration = (RegisterStandardFormats(), 0);
+}  // namespace
+
+}  // namespace Velmora::FormatGlue
