@@ -8,12 +8,7 @@
 
 #include "util/Logger.h"
 
-// The shader generator supplies the attribute layout and the per-draw state. Until its header
-// is part of the tree a mesh can be built and read back, but not bound to a shader or drawn.
-#if __has_include("rendering/shaders/DynamicShader.h")
 #include "rendering/shaders/DynamicShader.h"
-#define KESTRUM_HAVE_DYNAMIC_SHADER 1
-#endif
 
 namespace Velmora::Rendering {
 
@@ -179,7 +174,6 @@ Mesh::~Mesh() {
 
 bool Mesh::SetShaderForSubObject(uint32_t index, const std::shared_ptr<DynamicShader>& shader) {
     if (index >= drawInfos_.size() || !shader) return false;
-#ifdef KESTRUM_HAVE_DYNAMIC_SHADER
     const DrawInfo& draw = drawInfos_[index];
     glBindVertexArray(draw.vao);
     glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
@@ -188,10 +182,6 @@ bool Mesh::SetShaderForSubObject(uint32_t index, const std::shared_ptr<DynamicSh
     glBindVertexArray(0);
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     return ok;
-#else
-    Logger::Log(1, "Mesh::SetShaderForSubObject() - no shader support in this build");
-    return false;
-#endif
 }
 
 void Mesh::Draw(const RenderInfo& info, float time) {
@@ -202,9 +192,7 @@ void Mesh::Draw(const RenderInfo& info, float time) {
     for (size_t i = 0; i < drawInfos_.size(); ++i) {
         DrawInfo& draw = drawInfos_[i];
         glBindVertexArray(draw.vao);
-#ifdef KESTRUM_HAVE_DYNAMIC_SHADER
         if (info.shaderInfos[i].shader) info.shaderInfos[i].shader->Activate(info, uint32_t(i));
-#endif
         if (!draw.animated) {
             draw.buildUpCurrent = draw.drawCount;
         } else if (buildUpState_ == BuildUpRunning && draw.buildUpInterval + draw.buildUpLastTime <= time) {

@@ -1,0 +1,104 @@
+#pragma once
+// Helpers shared by the image, texture, mesh and material tests: a log capture and synthetic
+// pictures with structure in every channel (so a swapped channel or flipped row shows).
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "util/Logger.h"
+
+namespace kestrum_test {
+
+// Collects every log line while alive; restores the previous stream and level afterwards.
+class LogCapture {
+public:
+    LogCapture() : previous_(Velmora::Utility::Logger::Instance().Stream()),
+                   previousLevel_(Velmora::Utility::Logger::Instance().MaxLevel()) {
+        stream_ = std::make_shared<Stream>();
+        Velmora::Utility::Logger::Instance().SetStream(stream_);
+        Velmora::Utility::Logger::Instance().SetMaxLevel(5);
+    }
+    ~LogCapture() {
+        Velmora::Utility::Logger::Instance().SetStream(previous_);
+        Velmora::Utility::Logger::Instance().SetMaxLevel(previousLevel_);
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // True when some line at this level contains text.
+    bool Contains(const std::string& text, int32_t level = -1) const {
+        std::lock_guard<std::mutex> lock(stream_->mutex);
+        for (const auto& [l, line] : stream_->lines)
+            if ((level < 0 || l == level) && line.find(text) != std::string::npos) return true;
+        return false;
+    }
+    size_t Count(const std::string& text) const {
+        std::lock_guard<std::mutex> lock(stream_->mutex);
+        size_t n = 0;
+        for (const auto& entry : stream_->lines)
+            if (entry.second.find(text) != std::string::npos) ++n;
+        return n;
+    }
+
+private:
+    struct Stream : Velmora::Utility::LogStream {
+        void Write(int32_t level, const std::string& text) override {
+            std::lock_guard<std::mutex> lock(mutex);
+            lines.emplace_back(level, text);
+        }
+        mutable std::mutex mutex;
+        std::vector<std::pair<int32_t, std::string>> lines;
+    };
+    std::shared_ptr<Stream> stream_;
+    std::shared_ptr<Velmora::Utility::LogStream> previous_;
+    int32_t previousLevel_;
+};
+
+// width x height RGBA pixels: gradients in R and G, a checker in B, alpha from a seeded noise
+// (or 255 when opaque).
+inline std::vector<uint8_t> MakePattern(uint32_t width, uint32_t height, bool opaque, uint32_t seed = 1) {
+    std::vector<uint8_t> p(size_t(width) * height * 4);
+    std::mt19937 random(seed);
+    for (uint32_t y = 0; y < height; ++y) {
+        for (uint32_t x = 0; x < width; ++x) {
+            uint8_t* px = &p[(size_t(y) * width + x) * 4];
+            px[0] = uint8_t(x * 255 / (width > 1 ? width - 1 : 1));
+            px[1] = uint8_t(y * 255 / (height > 1 ? height - 1 : 1));
+            px[2] = ((x / 4 + y / 4) & 1) ? 200 : 30;
+            px[3] = opaque ? 255 : uint8_t(random() & 0xFF);
+        }
+    }
+    return p;
+}
+
+// Smooth content for lossy codecs: no hard edges.
+inline std::vector<uint8_t> MakeSmooth(uint32_t width, uint32_t height) {
+    std::vector<uint8_t> p(size_t(width) * height * 4);
+    for (uint32_t y = 0; y < height; ++y)
+        for (uint32_t x = 0; x < width; ++x) {
+            uint8_t* px = &p[(size_t(y) * width + x) * 4];
+            px[0] = uint8_t(40 + x * 160 / width);
+            px[1] = uint8_t(60 + y * 120 / height);
+            px[2] = uint8_t(100 + (x + y) * 100 / (width + height));
+            px[3] = 255;
+        }
+    return p;
+}
+
+// RGBA top-first to BGRA bottom-first, the texture layout.
+inline std::vector<uint8_t> ToTextureLayout(const std::vector<uint8_t>& rgba, uint32_t width, uint32_t height) {
+    std::vector<uint8_t> out(rgba.size());
+    for (uint32_t y = 0; y < height; ++y)
+        for (uint32_t x = 0; x < width; ++x) {
+            const uint8_t* s = &rgba[(size_t(y) * width + x) * 4];
+            uint8_t* d = &out[(size_t(height - 1 - y) * width + x) * 4];
+            d[0] = s[2], d[1] = s[1], d[2] = s[0], d[3] = s[3];
+        }
+    return out;
+}
+
+}  // namespace kestrum_test
