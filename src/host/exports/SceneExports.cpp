@@ -4,6 +4,7 @@
 // back in). A null proxy is a silent no-op, callback included.
 
 #include "Kestrum.h"
+#include "format/FormatManager.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderProxy3D.h"
 #include "host/SceneParameters.h"
@@ -76,8 +77,8 @@ void CloseScene(RenderProxy3D* proxy, HandleCallback callback) {
 uint8_t IsSceneLoaded(RenderProxy3D* proxy) { return proxy != nullptr && proxy->IsSceneLoaded() ? 1 : 0; }
 
 void InterruptCurrentImport(void) {
-    // Only an import in progress can be interrupted; this build has no format importer that
-    // could be running, so there is never one to stop.
+    // Runs beside a load on purpose: it only raises the flag the importing pool polls.
+    Velmora::FormatGlue::FormatManager::InterruptCurrentImport();
 }
 
 void ActivateCamera(uint32_t, RenderProxy3D* proxy, ECameraActivationType type, const char16_t* name,
