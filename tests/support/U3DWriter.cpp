@@ -218,14 +218,14 @@ void WriteParents(BitStreamWriter& w, const std::vector<ParentEntry>& parents) {
 }
 }  // namespace
 
-std::vector<uint8_t> GroupNodeData(const std::string& name, const std::vector<ParentEntry>& parents) {
+std::vector<uint8_t> GroupNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents) {
     BitStreamWriter w;
     w.WriteString(name);
     WriteParents(w, parents);
     return w.Finish();
 }
 
-std::vector<uint8_t> ModelNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                    const std::string& resource, uint32_t visibility) {
     BitStreamWriter w;
     w.WriteString(name);
@@ -235,7 +235,7 @@ std::vector<uint8_t> ModelNodeData(const std::string& name, const std::vector<Pa
     return w.Finish();
 }
 
-std::vector<uint8_t> LightNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                    const std::string& resource) {
     BitStreamWriter w;
     w.WriteString(name);

@@ -107,10 +107,10 @@ struct ParentEntry {
     std::string name;
     float transform[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 };
-std::vector<uint8_t> GroupNodeData(const std::string& name, const std::vector<ParentEntry>& parents);
-std::vector<uint8_t> ModelNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+std::vector<uint8_t> GroupNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents);
+std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                    const std::string& resource, uint32_t visibility = 3);
-std::vector<uint8_t> LightNodeData(const std::string& name, const std::vector<ParentEntry>& parents,
+std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                    const std::string& resource);
 
 }  // namespace Velmora::U3D::Test

@@ -114,7 +114,7 @@ TEST(U3DFile, RefusesBrokenContainers) {
 TEST(BlockWalk, UnknownTypeFailsItsBlockOnly) {
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF60, {1, 2, 3, 4});
-    w.AddBlock(0xFFFFFF21, Velmora::U3D::Test::GroupNodeData("g", {{""}}));
+    w.AddBlock(0xFFFFFF21, Velmora::U3D::Test::GroupNodeBlock("g", {{""}}));
     auto pool = MakePool();
     LogCapture log;
     ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
@@ -155,12 +155,12 @@ std::vector<uint8_t> ChainData(const std::string& name, const std::vector<std::v
 }
 
 TEST(BlockWalk, ModifierChainsAreReadDepthFirstInFileOrder) {
-    using Velmora::U3D::Test::GroupNodeData;
-    const auto inner = ChainData("inner", {FrameBlock(0xFFFFFF21, GroupNodeData("b", {{"a"}})),
-                                            FrameBlock(0xFFFFFF21, GroupNodeData("c", {{"b"}}))});
-    const auto outer = ChainData("outer!", {FrameBlock(0xFFFFFF21, GroupNodeData("a", {{""}})),
+    using Velmora::U3D::Test::GroupNodeBlock;
+    const auto inner = ChainData("inner", {FrameBlock(0xFFFFFF21, GroupNodeBlock("b", {{"a"}})),
+                                            FrameBlock(0xFFFFFF21, GroupNodeBlock("c", {{"b"}}))});
+    const auto outer = ChainData("outer!", {FrameBlock(0xFFFFFF21, GroupNodeBlock("a", {{""}})),
                                             FrameBlock(0xFFFFFF14, inner),
-                                            FrameBlock(0xFFFFFF21, GroupNodeData("d", {{"c"}}))});
+                                            FrameBlock(0xFFFFFF21, GroupNodeBlock("d", {{"c"}}))});
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF14, outer);
     auto pool = MakePool();

@@ -1,0 +1,267 @@
+// Resource blocks: lights, materials, shaders, shading modifiers and textures.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/LogCapture.h"
+#include "support/U3DWriter.h"
+#include "u3d/AuthoringPool_U3D.h"
+
+namespace {
+
+using namespace Velmora::U3D;
+using Velmora::Test::LogCapture;
+using namespace Velmora::U3D::Test;
+
+std::shared_ptr<AuthoringPool_U3D> Load(const U3DFileWriter& w) {
+    auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+    if (!pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr)) return nullptr;
+    return pool;
+}
+
+std::vector<uint8_t> Light(const std::string& name, uint8_t type, uint32_t attributes, float angle, float intensity) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    w.WriteU32(attributes);
+    w.WriteU8(type);
+    for (float v : {0.25f, 0.5f, 0.75f, 9.0f}) w.WriteF32(v);
+    for (float v : {1.0f, 0.5f, 0.25f}) w.WriteF32(v);
+    w.WriteF32(angle);
+    w.WriteF32(intensity);
+    return w.Finish();
+}
+
+TEST(Lights, NinthLightIsRefusedAmbientReplaces) {
+    U3DFileWriter w;
+    for (int i = 0; i < 9; ++i) w.AddBlock(0xFFFFFF51, Light("l" + std::to_string(i), 2, 0, 0, 1.0f));
+    w.AddBlock(0xFFFFFF51, Light("amb1", 0, 0, 0, 1.0f));
+    w.AddBlock(0xFFFFFF51, Light("amb2", 0, 0, 0, 1.0f));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    const AuthorLightPool& lights = pool->LightPool();
+    EXPECT_EQ(lights.lightCount, 8u);
+    EXPECT_EQ(lights.droppedLights, 1u);
+    EXPECT_TRUE(log.Has("Failed to add light 'l8' to light pool -> TOO MANY LIGHTS", 2));
+    EXPECT_TRUE(log.Has("Multiple ambient lights, overriding 'amb1' with 'amb2'", 2));
+    EXPECT_EQ(lights.ambientName, "amb2");
+    EXPECT_EQ(lights.ambientColor[2], 0.75f);
+    EXPECT_EQ(lights.ambientColor[3], 0.0f);
+    EXPECT_EQ(lights.FindLight("l7")->lightIndex, 7u);
+}
+
+TEST(Lights, SpotAndIntensityRules) {
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF51, Light("spot", 3, 0x2 | 0x4, 60.0f, 2.0f));
+    w.AddBlock(0xFFFFFF51, Light("dir", 1, 0, 60.0f, 1.0f));
+    w.AddBlock(0xFFFFFF51, Light("bad", 7, 0, 0, 1.0f));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    const auto* spot = pool->LightPool().FindLight("spot");
+    ASSERT_TRUE(spot);
+    EXPECT_NEAR(spot->data.spotCutoff, 0.5f, 1e-5);  // cosine of the full angle, not halved
+    EXPECT_EQ(spot->data.spotExponent, 50.0f);
+    EXPECT_EQ(spot->data.specular[1], 0.5f);  // specular takes the colour with bit 0x2
+    EXPECT_EQ(spot->data.diffuse[3], 0.0f);  // the fourth value read is thrown away
+    EXPECT_EQ(spot->data.attenuation[2], 0.25f);
+    EXPECT_TRUE(log.Has("Light intensity for light 'spot' (2.000) IGNORED - check effect", 2));
+    const auto* dir = pool->LightPool().FindLight("dir");
+    ASSERT_TRUE(dir);
+    EXPECT_EQ(dir->data.spotCutoff, -1.0f);
+    EXPECT_EQ(dir->data.spotExponent, 10.0f);
+    EXPECT_EQ(dir->data.specular[0], 0.0f);
+    EXPECT_TRUE(log.Has("LightResource::Read: Invalid light type", 1));
+    EXPECT_EQ(pool->BlocksFailed(), 0u);
+}
+
+std::vector<uint8_t> Material(const std::string& name, uint32_t attributes, float reflectivity, float opacity) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    w.WriteU32(attributes);
+    for (int i = 0; i < 12; ++i) w.WriteF32(0.1f * float(i));
+    w.WriteF32(reflectivity);
+    w.WriteF32(opacity);
+    return w.Finish();
+}
+
+TEST(Materials, ClampingOpacityAndDuplicates) {
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF54, Material("shiny", 0x10 | 0x20, 3.0f, 3.0f));
+    w.AddBlock(0xFFFFFF54, Material("plain", 0, 0.5f, 0.2f));
+    w.AddBlock(0xFFFFFF54, Material("shiny", 0, 0.0f, 0.0f));
+    w.AddBlock(0xFFFFFF54, Material("", 0, 0.0f, 0.0f));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    const auto* shiny = pool->MaterialPool().FindMaterial("shiny");
+    ASSERT_TRUE(shiny);
+    EXPECT_EQ(shiny->reflectivity, 1.0f);
+    EXPECT_EQ(shiny->opacity, 3.0f);
+    EXPECT_FLOAT_EQ(shiny->diffuse[0], 0.3f);
+    EXPECT_EQ(shiny->emissive[3], 1.0f);
+    const auto* plain = pool->MaterialPool().FindMaterial("plain");
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->reflectivity, 0.0f);
+    EXPECT_EQ(plain->opacity, 1.0f);
+    EXPECT_TRUE(log.Has("Failed to add material shiny to material pool -> DUPLICATE", 1));
+    EXPECT_TRUE(log.Has("Trying to add invalid material to material pool", 1));
+}
+
+std::vector<uint8_t> Shader(const std::string& name, uint32_t channels, uint32_t layersWritten) {
+    BitStreamWriter w;
+    w.WriteString(name);
+    w.WriteU32(1);
+    w.WriteF32(0.5f);
+    w.WriteU32(0x617);
+    w.WriteU32(0x606);
+    w.WriteU32(1);
+    w.WriteU32(channels);
+    w.WriteU32(0);
+    w.WriteString("mat");
+    for (uint32_t i = 0; i < layersWritten; ++i) {
+        w.WriteString("tex" + std::to_string(i));
+        w.WriteF32(1.0f);
+        w.WriteU8(2);
+        w.WriteU8(0);
+        w.WriteF32(0.5f);
+        w.WriteU8(0);
+        for (int k = 0; k < 32; ++k) w.WriteF32(k == 0 ? 2.0f : 0.0f);
+        w.WriteU8(1);
+    }
+    return w.Finish();
+}
+
+TEST(Shaders, LayersArePackedFromTheLowEightChannels) {
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF53, Shader("s5", 0x5, 2));
+    w.AddBlock(0xFFFFFF53, Shader("s100", 0x100, 0));
+    w.AddBlock(0xFFFFFF53, Shader("s5", 0, 0));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    auto s5 = pool->ShaderPool().FindShader("s5");
+    ASSERT_TRUE(s5);
+    ASSERT_EQ(s5->layerCount, 2u);
+    EXPECT_EQ(s5->layers[1].textureName, "tex1");
+    EXPECT_EQ(s5->layers[1].blendFunction, 2u);
+    EXPECT_EQ(s5->layers[1].textureTransform[0], 2.0f);
+    EXPECT_EQ(s5->layers[1].repeat, 1u);
+    EXPECT_EQ(s5->materialName, "mat");
+    EXPECT_EQ(pool->ShaderPool().FindShader("s100")->layerCount, 0u);
+    EXPECT_TRUE(log.Has("AuthorShaderPool::AddShader('s5') -> cannot add, DUPLICATE", 1));
+    EXPECT_TRUE(log.Has("Failed to add shader 's5' to shader pool -> will not be available!", 1));
+    EXPECT_FALSE(pool->ShaderPool().FindShader("absent"));
+}
+
+TEST(Shaders, ShadingModifierListsAndBounds) {
+    BitStreamWriter good;
+    good.WriteString("node");
+    good.WriteU32(2);
+    good.WriteU32(1);
+    good.WriteU32(2);
+    good.WriteU32(2);
+    good.WriteString("a");
+    good.WriteString("b");
+    good.WriteU32(1);
+    good.WriteString("c");
+    BitStreamWriter absurd;
+    absurd.WriteString("other");
+    absurd.WriteU32(0);
+    absurd.WriteU32(0);
+    absurd.WriteU32(0xFFFFFFF0);
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF45, good);
+    w.AddBlock(0xFFFFFF45, absurd);
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    auto group = pool->ShaderPool().FindShadingModifier("node");
+    ASSERT_TRUE(group);
+    EXPECT_EQ(group->chainIndex, 2u);
+    ASSERT_EQ(group->shaderLists.size(), 2u);
+    EXPECT_EQ(group->shaderLists[0], (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(group->shaderLists[1], (std::vector<std::string>{"c"}));
+    EXPECT_FALSE(pool->ShaderPool().FindShadingModifier("other"));
+    EXPECT_EQ(pool->BlocksFailed(), 1u);
+}
+
+std::vector<uint8_t> TextureDecl(const std::string& name, uint32_t w, uint32_t h, uint8_t type,
+                                 const std::vector<uint32_t>& byteCounts) {
+    BitStreamWriter b;
+    b.WriteString(name);
+    b.WriteU32(h);
+    b.WriteU32(w);
+    b.WriteU8(type);
+    b.WriteU32(uint32_t(byteCounts.size()));
+    for (uint32_t count : byteCounts) {
+        b.WriteU8(2);
+        b.WriteU8(0x0E);
+        b.WriteU16(0);
+        b.WriteU32(count);
+    }
+    return b.Finish();
+}
+
+std::vector<uint8_t> TextureCont(const std::string& name, uint32_t index, const std::vector<uint8_t>& bytes) {
+    BitStreamWriter b;
+    b.WriteString(name);
+    b.WriteU32(index);
+    b.WriteBytes(bytes.data(), bytes.size());
+    return b.Finish();
+}
+
+TEST(Textures, PiecesJoinAndOverflowIsRefused) {
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF55, TextureDecl("t", 4, 4, 14, {6}));
+    w.AddBlock(0xFFFFFF5C, TextureCont("t", 0, {1, 2, 3}));
+    w.AddBlock(0xFFFFFF5C, TextureCont("t", 0, {4, 5, 6}));
+    w.AddBlock(0xFFFFFF5C, TextureCont("t", 0, {7}));
+    w.AddBlock(0xFFFFFF5C, TextureCont("t", 1, {7}));
+    w.AddBlock(0xFFFFFF5C, TextureCont("nope", 0, {7}));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    auto t = pool->TexturePool().FindTexture("t");
+    ASSERT_TRUE(t);
+    EXPECT_EQ(t->width, 4u);
+    EXPECT_EQ(t->rawImages[0].bytes, (std::vector<uint8_t>{1, 2, 3, 4, 5, 6}));
+    EXPECT_TRUE(t->Complete());
+    EXPECT_TRUE(log.Has("Continuing texture image 't'", 0));
+    EXPECT_TRUE(log.Has("TextureContinuation for AuthorTexture 't' too long", 1));
+    EXPECT_TRUE(log.Has("TextureContinuation for AuthorTexture 't' with invalid continuationIndex (1, max: 1)", 1));
+    EXPECT_TRUE(log.Has("TextureContinuation unable to find AuthorTexture 'nope'", 1));
+    EXPECT_EQ(pool->BlocksFailed(), 0u);
+}
+
+TEST(Textures, DeclarationsThatAreIgnored) {
+    U3DFileWriter w;
+    w.AddBlock(0xFFFFFF55, TextureDecl("flat", 0, 4, 14, {6}));
+    w.AddBlock(0xFFFFFF55, TextureDecl("type", 4, 4, 3, {6}));
+    w.AddBlock(0xFFFFFF55, TextureDecl("none", 4, 4, 14, {}));
+    w.AddBlock(0xFFFFFF55, TextureDecl("zero", 4, 4, 14, {0}));
+    w.AddBlock(0xFFFFFF55, TextureDecl("huge", 4, 4, 1, {0xFFFFFFFF}));
+    BitStreamWriter absurd;
+    absurd.WriteString("many");
+    absurd.WriteU32(4);
+    absurd.WriteU32(4);
+    absurd.WriteU8(14);
+    absurd.WriteU32(0x7FFFFFFF);
+    w.AddBlock(0xFFFFFF55, absurd);
+    w.AddBlock(0xFFFFFF5C, TextureCont("huge", 0, {1, 2, 3, 4}));
+    LogCapture log;
+    auto pool = Load(w);
+    ASSERT_TRUE(pool);
+    EXPECT_TRUE(log.Has("TextureDeclaration 'flat' with invalid dimensions (0x4) -> IGNORED", 1));
+    EXPECT_TRUE(log.Has("TextureDeclaration 'type' with invalid image type (3) -> IGNORED", 1));
+    EXPECT_TRUE(log.Has("TextureDeclaration 'none' has no continuation images -> IGNORED", 1));
+    EXPECT_TRUE(log.Has("Texture 'zero' with invalid byte count -> will not be available!", 1));
+    ASSERT_EQ(pool->TexturePool().Textures().size(), 1u);
+    // A huge declared size costs only the bytes that actually arrived.
+    auto huge = pool->TexturePool().FindTexture("huge");
+    ASSERT_TRUE(huge);
+    EXPECT_EQ(huge->rawImages[0].bytes.size(), 4u);
+    EXPECT_FALSE(huge->Complete());
+}
+
+}  // namespace
