@@ -232,6 +232,7 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
     const EGLint surfaceTypes = nativeDisplay_ ? (EGL_WINDOW_BIT | EGL_PBUFFER_BIT) : EGL_PBUFFER_BIT;
     config_ = nullptr;
     pixelFormat_ = 0;
+    nativeVisualId_ = 0;
     msaaSamples_ = 0;
     csaaSamples_ = 0;
 
@@ -275,6 +276,9 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
         EGLint id = 0;
         eglGetConfigAttrib(display_, config_, EGL_CONFIG_ID, &id);
         pixelFormat_ = id;
+        EGLint visual = 0;
+        if (nativeDisplay_ && eglGetConfigAttrib(display_, config_, EGL_NATIVE_VISUAL_ID, &visual))
+            nativeVisualId_ = static_cast<uint32_t>(visual);
     }
 }
 
@@ -459,6 +463,7 @@ void OpenGLContext::Release() {
     CloseDisplay();
     config_ = nullptr;
     pixelFormat_ = 0;
+    nativeVisualId_ = 0;
     msaaSamples_ = csaaSamples_ = 0;
     version_.clear();
     shaderVersion_.clear();

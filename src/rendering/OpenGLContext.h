@@ -66,6 +66,8 @@ public:
     const std::set<std::string>& Extensions() const { return extensions_; }
     bool HasExtension(const std::string& name) const { return extensions_.count(name) != 0; }
     int32_t PixelFormat() const { return pixelFormat_; }
+    // X visual that windows must have to take a surface of the chosen configuration, 0 any.
+    uint32_t NativeVisualId() const { return nativeVisualId_; }
 
 private:
     OpenGLContext() = default;
@@ -92,6 +94,7 @@ private:
     int32_t maxMajor_ = 0, maxMinor_ = 0;
     int32_t shaderMajor_ = 0, shaderMinor_ = 0;
     std::set<std::string> extensions_;
+    uint32_t nativeVisualId_ = 0;
     int32_t pixelFormat_ = 0;  // EGL_CONFIG_ID of the chosen configuration, 0 none
     // Drawables holding a surface; a release of the display unbinds whatever is left.
     std::set<DeviceContext*> boundDCs_;

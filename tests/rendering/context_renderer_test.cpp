@@ -262,7 +262,9 @@ TEST_F(RendererTest, AntiAliasingModesFollowMaxSamples) {
         EXPECT_FALSE(Renderer::Instance().HasCoverageSampling());
     }
     EXPECT_TRUE(Renderer::Instance().SupportsAntiAliasingMode(0, 0));
-    if (maxSamples >= 4) EXPECT_TRUE(Renderer::Instance().SupportsAntiAliasingMode(4, 0));
+    if (maxSamples >= 4) {
+        EXPECT_TRUE(Renderer::Instance().SupportsAntiAliasingMode(4, 0));
+    }
     EXPECT_FALSE(Renderer::Instance().SupportsAntiAliasingMode(3, 0));
 }
 

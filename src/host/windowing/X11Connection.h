@@ -5,6 +5,7 @@
 // Opened when the renderer starts and $DISPLAY names a reachable server; without one the
 // library runs headless and only off-screen drawables exist.
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 
@@ -19,9 +20,14 @@ public:
     // Opens the connection once; null when $DISPLAY is unset or the server is unreachable.
     _XDisplay* Open();
     // The open connection or null.
-    _XDisplay* Get() const { return display_; }
+    _XDisplay* Get() const { return display_.load(); }
     // Closes the connection. Windows still alive on it keep it open (their ids would dangle).
     void Close();
+
+    // Waits until the server has handled every request sent so far and returns the X error
+    // code of the last failed request since the previous call (0 none). Errors on this
+    // connection are logged instead of ending the process.
+    int32_t SyncAndTakeError();
 
     // Live windows made on this connection; Close waits for them to be gone.
     void AddWindowRef();
@@ -30,7 +36,7 @@ public:
 private:
     X11Connection() = default;
     std::mutex mutex_;
-    _XDisplay* display_ = nullptr;
+    std::atomic<_XDisplay*> display_{nullptr};
     int32_t windowRefs_ = 0;
     bool closeRequested_ = false;
 };
