@@ -1,12 +1,13 @@
 #include "host/CaptureProxy.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <locale>
 
+#include "host/ApplicationNames.h"
 #include "host/RenderThread.h"
 #include "rendering/Renderer.h"
 #include "util/Logger.h"
+#include "util/Paths.h"
 #include "util/ThreadManager.h"
 
 namespace Velmora {
@@ -26,9 +27,7 @@ bool EqualsIgnoreCase(const std::string& a, const std::string& b) {
 }
 
 bool IsExistingRegularFile(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::path p(path);
-    return std::filesystem::exists(p, error) && std::filesystem::is_regular_file(p, error);
+    return Utility::Exists(path) && Utility::IsRegular(path);
 }
 
 }  // namespace
@@ -176,6 +175,26 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     Logger::Log(1, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
     ReleaseRenderThreadIfEmpty();
     return nullptr;
+}
+
+std::string CaptureProxy::GetCaptureFilePath(const std::string& scenePath) {
+    if (scenePath.empty()) {
+        Logger::Log(1, "CaptureProxy::GetCaptureFilePath with invalid input filename!");
+        return std::string();
+    }
+    const std::string stem = Utility::Stem(scenePath);
+    const std::string appData = Utility::GetEnvironmentFolder("APPDATA");
+    if (appData.empty()) {
+        Logger::Log(1, "CaptureProxy::GetCaptureFilePath cannot get APPDATA folder!");
+        return std::string();
+    }
+    const std::string folder = appData + "/" + ApplicationNames::EffectiveCompanyName() + "/" +
+                               ApplicationNames::EffectiveApplicationName();
+    if (!Utility::CheckCreateDirectory(folder)) {
+        Logger::LogF(1, "CaptureProxy::GetCaptureFilePath cannot find folder '{:s}'", folder);
+        return std::string();
+    }
+    return Utility::GetUniqueFileName(stem, ".png", folder);
 }
 
 CaptureProxy::SceneInfo* CaptureProxy::FindScene(uint32_t handle) {

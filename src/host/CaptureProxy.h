@@ -64,6 +64,11 @@ public:
     // Render thread only.
     size_t SceneCount() const { return scenes_.size(); }
 
+    // A new file for a capture of `scenePath` without a target:
+    // <APPDATA>/<company>/<application>/<stem>_<time>_<counter>.png, folders created. Empty,
+    // with a message, when the scene has no name (memory loads) or no folder can be made.
+    static std::string GetCaptureFilePath(const std::string& scenePath);
+
 private:
     CaptureProxy() = default;
     ~CaptureProxy() override;

@@ -7,6 +7,11 @@
 #include <chrono>
 #include <cstring>
 #include <thread>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "host/ApplicationNames.h"
 
 #include "LogCapture.h"
 #include "host/CaptureProxy.h"
@@ -203,6 +208,70 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(g_outcome.calls.load(), 2);
     EXPECT_EQ(RenderThread::Instance().ThreadId(), 0u);
+}
+
+}  // namespace
+
+namespace {
+
+// Sets an environment variable for one scope.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value) : name_(name) {
+        const char* old = std::getenv(name);
+        if (old) old_ = old, hadOld_ = true;
+        if (value)
+            setenv(name, value, 1);
+        else
+            unsetenv(name);
+    }
+    ~ScopedEnv() {
+        if (hadOld_)
+            setenv(name_, old_.c_str(), 1);
+        else
+            unsetenv(name_);
+    }
+
+private:
+    const char* name_;
+    std::string old_;
+    bool hadOld_ = false;
+};
+
+TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
+    KestrumTest::ScopedLogCapture capture;
+    char pattern[] = "/tmp/kestrum_appdata_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    ScopedEnv appData("APPDATA", pattern);
+
+    Velmora::ApplicationNames::SetCompanyName("");
+    Velmora::ApplicationNames::SetApplicationName("Viewer");
+    const std::string first = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
+    const std::string second = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
+    const std::string folder = std::string(pattern) + "/Orsalind Ltd/Viewer/";
+    ASSERT_EQ(first.rfind(folder, 0), 0u) << first;
+    EXPECT_TRUE(std::filesystem::is_directory(folder));
+    const std::string name = first.substr(folder.size());
+    // engine.block_YYYYMMDDhhmmss_NNNN.png
+    ASSERT_EQ(name.size(), std::string("engine.block_").size() + 14 + 1 + 4 + 4) << name;
+    EXPECT_EQ(name.rfind("engine.block_", 0), 0u);
+    EXPECT_EQ(name.substr(name.size() - 4), ".png");
+    EXPECT_NE(first, second);  // the counter keeps two names in one second apart
+    Velmora::ApplicationNames::SetApplicationName("");
+    EXPECT_EQ(CaptureProxy::GetCaptureFilePath("x.u3d").rfind(std::string(pattern) + "/Orsalind Ltd/Quillmere/", 0), 0u);
+
+    std::filesystem::remove_all(pattern);
+}
+
+TEST(CaptureFilePath, MemoryScenesAndMissingFoldersGiveNothing) {
+    KestrumTest::ScopedLogCapture capture;
+    EXPECT_EQ(CaptureProxy::GetCaptureFilePath(""), "");
+    EXPECT_TRUE(capture.log->Contains("CaptureProxy::GetCaptureFilePath with invalid input filename!\n"));
+
+    // A folder below a regular file cannot be made.
+    ScopedEnv appData("APPDATA", "/etc/hostname");
+    EXPECT_EQ(CaptureProxy::GetCaptureFilePath("a.u3d"), "");
+    EXPECT_TRUE(capture.log->Contains("CaptureProxy::GetCaptureFilePath cannot find folder '/etc/hostname/"));
 }
 
 }  // namespace
