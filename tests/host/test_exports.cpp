@@ -173,3 +173,25 @@ TEST_F(ExportsTest, VersionTableAndItsRefusals) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ExportsTest, ShutdownStopsTheThreadOnceNoListenerIsLeft) {
+    LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    load.flags = KESTRUM_LOAD_FROM_FILE;
+    load.path = u"";
+    const int before = g_loadCalls.load();
+    lib.Get<KestrumFn_LoadCaptureScene>("LoadCaptureScene")(0, load, OnLoad);
+    for (int i = 0; i < 300 && g_loadCalls.load() == before; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(g_loadCalls.load(), before + 1);
+    {
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        g_log.clear();
+    }
+    // The failed load left the capture proxy empty and unregistered: one call stops the thread.
+    lib.Get<KestrumFn_ShutdownRenderer>("ShutdownRenderer")();
+    EXPECT_TRUE(LogSaw("Shutting down renderer\n"));
+}
+
+}  // namespace
