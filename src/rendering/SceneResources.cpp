@@ -1,0 +1,96 @@
+#include "rendering/SceneResources.h"
+
+#include <epoxy/gl.h>
+
+#include "rendering/Renderer.h"
+#include "util/Logger.h"
+
+namespace Velmora::Rendering {
+
+using Utility::Logger;
+
+namespace {
+constexpr GLsizeiptr kMatricesBytes = 2 * sizeof(Mat4);
+}
+
+SceneResources::SceneResources(SceneHandle handle)
+    : lightManager(handle),
+      lightingSchemeManager(handle),
+      materialManager(handle),
+      meshManager(handle),
+      textureManager(handle),
+      shaderManager(handle) {}
+
+SceneResources::~SceneResources() { Shutdown(); }
+
+bool SceneResources::Init() {
+    Renderer& renderer = Renderer::Instance();
+    glGenBuffers(1, &matricesBuffer);
+    int32_t point = renderer.GetAvailableUniformBlockBindingPoint();
+    if (point >= 0) {
+        matricesBindingPoint = uint32_t(point);
+        hasMatricesBindingPoint = true;
+    }
+    // The view matrix and the projection matrix sit back to back, as the shaders' block has them.
+    float block[32];
+    std::copy(viewMatrix.begin(), viewMatrix.end(), block);
+    std::copy(projectionMatrix.begin(), projectionMatrix.end(), block + 16);
+    glBindBuffer(GL_UNIFORM_BUFFER, matricesBuffer);
+    glBufferData(GL_UNIFORM_BUFFER, kMatricesBytes, block, GL_STREAM_DRAW);
+    glBindBufferRange(GL_UNIFORM_BUFFER, matricesBindingPoint, matricesBuffer, 0, kMatricesBytes);
+    glBindBuffer(GL_UNIFORM_BUFFER, 0);
+    initialised_ = true;
+
+    if (!textureManager.Init()) {
+        Logger::Log(1, "SceneResources: Failed to initialize TextureManager");
+        return false;
+    }
+    if (!materialManager.Init()) {
+        Logger::Log(1, "SceneResources: Failed to initialize MaterialManager");
+        return false;
+    }
+    if (!lightManager.IsInitialized()) {
+        int32_t lightsPoint = renderer.GetAvailableUniformBlockBindingPoint();
+        if (lightsPoint < 0 || !lightManager.Init(uint32_t(lightsPoint))) {
+            if (lightsPoint >= 0) renderer.ReleaseBlockBindingPoint(lightsPoint);
+            return false;
+        }
+    }
+    return true;
+}
+
+void SceneResources::Shutdown() {
+    if (!initialised_) return;
+    initialised_ = false;
+    meshManager.Shutdown();
+    lightingSchemeManager.ClearLightModels();
+    if (lightManager.IsInitialized()) {
+        uint32_t point = lightManager.Shutdown();
+        if (Renderer::Instance().IsInitialized()) Renderer::Instance().ReleaseBlockBindingPoint(int32_t(point));
+    }
+    materialManager.Shutdown();
+    textureManager.Shutdown();
+    shaderManager.Shutdown();
+    if (matricesBuffer != 0) glDeleteBuffers(1, &matricesBuffer);
+    matricesBuffer = 0;
+    if (hasMatricesBindingPoint) Renderer::Instance().ReleaseBlockBindingPoint(int32_t(matricesBindingPoint));
+    hasMatricesBindingPoint = false;
+}
+
+void SceneResources::SetViewMatrix(const Mat4& view) {
+    viewMatrix = view;
+    if (matricesBuffer == 0) return;
+    glBindBuffer(GL_UNIFORM_BUFFER, matricesBuffer);
+    glBufferSubData(GL_UNIFORM_BUFFER, 0, sizeof(Mat4), view.data());
+    glBindBuffer(GL_UNIFORM_BUFFER, 0);
+}
+
+void SceneResources::SetProjectionMatrix(const Mat4& projection) {
+    projectionMatrix = projection;
+    if (matricesBuffer == 0) return;
+    glBindBuffer(GL_UNIFORM_BUFFER, matricesBuffer);
+    glBufferSubData(GL_UNIFORM_BUFFER, sizeof(Mat4), sizeof(Mat4), projection.data());
+    glBindBuffer(GL_UNIFORM_BUFFER, 0);
+}
+
+}  // namespace Velmora::Rendering
