@@ -246,9 +246,10 @@ std::string ShaderSourceGenerator::GeometrySource() const {
         s += "\n} vertexIn[];\n\n";
     }
 
-    // The edge distance feeds the solid wireframe; points carry it too so that the
-    // fragment stage's input matches.
-    const bool edgeDistance = (mode & 0x3) == 1 || (mode & 0x3) == 3;
+    // The edge distance feeds the solid wireframe. Points and lines carry it unset: the
+    // fragment stage declares it for all three modes, and the blocks of linked stages must
+    // match member for member.
+    const bool edgeDistance = (mode & 0x3) != 0;
     s += "// geometry stage output\n";
     s += "out VertexData\n{\n";
     AppendInterfaceMembers(s);
