@@ -1,0 +1,36 @@
+#include "rendering/CameraInfo.h"
+
+#include "util/Logger.h"
+
+namespace Velmora::Rendering {
+
+using Utility::Logger;
+
+bool CameraInfo::IsValid() const {
+    if (type < CameraType::Fixed || type > CameraType::Walk) {
+        Logger::Log(1, "CameraInfo: Invalid type");
+        return false;
+    }
+    if (name.empty()) {
+        Logger::Log(1, "CameraInfo: Invalid name");
+        return false;
+    }
+    // Written so that a NaN field of view fails as well.
+    if (!(fieldOfView >= 1.0f && fieldOfView <= 180.0f)) {
+        Logger::Log(1, "CameraInfo: Invalid FOV");
+        return false;
+    }
+    for (int row = 0; row < 3; ++row) {
+        if (MathUtil::IsZero(orientation[row])) {
+            Logger::Log(1, "CameraInfo: Invalid orientation matrix[%d]", row);
+            return false;
+        }
+    }
+    if (eye == target) {
+        Logger::Log(1, "CameraInfo: Invalid target cam settings");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace Velmora::Rendering
