@@ -257,6 +257,10 @@ void SimpleMeshFactory::SetMeshManagerLookup(MeshManagerLookup lookup) {
     g_meshManagerLookup.store(lookup, std::memory_order_release);
 }
 
+SimpleMeshFactory::MeshManagerLookup SimpleMeshFactory::GetMeshManagerLookup() {
+    return g_meshManagerLookup.load(std::memory_order_acquire);
+}
+
 const char* SimpleMeshFactory::MeshName(uint32_t type) { return type < SimpleMeshType::Count ? kNames[type] : nullptr; }
 
 std::shared_ptr<DataBuffer<uint32_t>> SimpleMeshFactory::CreateGridIndexBuffer(uint32_t count) {

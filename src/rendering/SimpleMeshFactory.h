@@ -42,6 +42,7 @@ public:
     // The scene's mesh table, or null for an unknown handle. Installed by the scene registry.
     using MeshManagerLookup = MeshManager* (*)(SceneHandle handle);
     static void SetMeshManagerLookup(MeshManagerLookup lookup);
+    static MeshManagerLookup GetMeshManagerLookup();
 
     // The scene's mesh of this type, built and registered on first request. Empty for an
     // unknown scene or type, or when the build fails (logged).

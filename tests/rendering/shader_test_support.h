@@ -74,18 +74,21 @@ private:
     int32_t previousLevel_ = 2;
 };
 
-// Scenes known to the lookups while the object lives. Only one may live at a time.
+// Scenes known to the lookups while the object lives; the scene registry's own lookups are
+// put back afterwards. Only one may live at a time.
 class FakeScenes {
 public:
-    FakeScenes() {
+    FakeScenes()
+        : previousShaderLookup_(Velmora::Rendering::ShaderSceneLink::Installed()),
+          previousMeshLookup_(Velmora::Rendering::SimpleMeshFactory::GetMeshManagerLookup()) {
         Instance() = this;
         Velmora::Rendering::ShaderSceneLink::Install(&ShaderLookup);
         Velmora::Rendering::SimpleMeshFactory::SetMeshManagerLookup(&MeshLookup);
     }
     ~FakeScenes() {
         for (auto& entry : scenes_) entry.second.meshes->Shutdown();
-        Velmora::Rendering::ShaderSceneLink::Install(nullptr);
-        Velmora::Rendering::SimpleMeshFactory::SetMeshManagerLookup(nullptr);
+        Velmora::Rendering::ShaderSceneLink::Install(previousShaderLookup_);
+        Velmora::Rendering::SimpleMeshFactory::SetMeshManagerLookup(previousMeshLookup_);
         Instance() = nullptr;
     }
     FakeScenes(const FakeScenes&) = delete;
@@ -125,6 +128,8 @@ private:
         return found == self->scenes_.end() ? nullptr : found->second.meshes.get();
     }
 
+    Velmora::Rendering::ShaderSceneLink::Lookup previousShaderLookup_;
+    Velmora::Rendering::SimpleMeshFactory::MeshManagerLookup previousMeshLookup_;
     std::map<Velmora::Rendering::SceneHandle, Scene> scenes_;
 };
 

@@ -26,6 +26,7 @@ public:
     using Lookup = bool (*)(SceneHandle handle, ShaderSceneInfo& info);
 
     static void Install(Lookup lookup) { lookup_.store(lookup, std::memory_order_release); }
+    static Lookup Installed() { return lookup_.load(std::memory_order_acquire); }
 
     static bool Query(SceneHandle handle, ShaderSceneInfo& info) {
         const Lookup lookup = lookup_.load(std::memory_order_acquire);
