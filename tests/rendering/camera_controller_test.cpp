@@ -11,6 +11,8 @@
 namespace kestrum_test {
 namespace {
 
+using namespace cam;
+
 constexpr SceneHandle kHandle = 41;
 
 CameraInfo OrbitCamera(const std::string& name, const Vec3& eye, const Vec3& target) {

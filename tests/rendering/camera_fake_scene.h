@@ -14,7 +14,9 @@
 #include "rendering/LightSceneLink.h"
 #include "util/Logger.h"
 
-namespace kestrum_test {
+// Kept in their own namespace: other rendering suites of this program have helpers of
+// similar names.
+namespace kestrum_test::cam {
 
 using namespace Velmora::Rendering;
 
@@ -224,4 +226,4 @@ inline Vec4 ToClip(const Mat4& projection, const Mat4& view, const Vec3& p) {
     return MathUtil::Transform(MathUtil::Multiply(projection, view), {p[0], p[1], p[2], 1.0f});
 }
 
-}  // namespace kestrum_test
+}  // namespace kestrum_test::cam

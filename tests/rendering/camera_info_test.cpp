@@ -12,6 +12,8 @@
 namespace kestrum_test {
 namespace {
 
+using namespace cam;
+
 CameraInfo ValidInfo() {
     CameraInfo info;
     info.type = CameraType::Orbit;

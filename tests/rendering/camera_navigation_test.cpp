@@ -11,6 +11,8 @@
 namespace kestrum_test {
 namespace {
 
+using namespace cam;
+
 constexpr SceneHandle kHandle = 42;
 constexpr uint32_t kWidth = 800;
 constexpr uint32_t kHeight = 600;

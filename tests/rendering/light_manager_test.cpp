@@ -12,6 +12,8 @@
 namespace kestrum_test {
 namespace {
 
+using namespace cam;
+
 constexpr SceneHandle kHandle = 43;
 
 LightInfo PointLight(float x, float y, float z) {

@@ -14,6 +14,8 @@
 namespace kestrum_test {
 namespace {
 
+using namespace cam;
+
 constexpr SceneHandle kHandle = 44;
 
 struct SchemeFixture : ::testing::Test {
