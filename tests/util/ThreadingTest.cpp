@@ -23,23 +23,23 @@ public:
     explicit Worker(bool drain = true) : drain_(drain) {
         auto functor = std::make_shared<MemberThreadFunctor<Worker>>(this, &Worker::Body, 100);
         functor_ = functor;
-        id_ = ThreadManager::Instance().CreateThread(functor, "TestWorker");
+        id_.store(ThreadManager::Instance().CreateThread(functor, "TestWorker"));
     }
     ~Worker() { Stop(); }
     void Stop() {
-        if (id_ == 0) return;
+        if (id_.load() == 0) return;
         stop_.store(true);
-        ThreadManager::Instance().DestroyThread(id_);
-        id_ = 0;
+        ThreadManager::Instance().DestroyThread(id_.load());
+        id_.store(0);
     }
-    uint32_t Id() const { return id_; }
+    uint32_t Id() const { return id_.load(); }
     void Hold(bool hold) { hold_.store(hold); }
     std::atomic<int> loops{0};
 
 private:
     void Body() {
         while (!stop_.load()) {
-            if (!hold_.load() && drain_) ThreadManager::Instance().ProcessQueue(id_);
+            if (!hold_.load() && drain_) ThreadManager::Instance().ProcessQueue(id_.load());
             loops.fetch_add(1);
             Sleep(1);
         }
@@ -48,7 +48,7 @@ private:
     std::atomic<bool> stop_{false};
     std::atomic<bool> hold_{false};
     std::weak_ptr<ThreadFunctor> functor_;
-    uint32_t id_ = 0;
+    std::atomic<uint32_t> id_{0};  // set after CreateThread returns, read by the body
 };
 
 struct Target {
