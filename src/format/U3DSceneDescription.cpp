@@ -1,0 +1,307 @@
+#include "format/U3DSceneDescription.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "format/PDFHelper.h"
+#include "host/SceneParameters.h"
+#include "rendering/LightingSchemeManager.h"
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using FormatGlue::DictionaryValue;
+using FormatGlue::PDFHelper;
+using Utility::Logger;
+using Tag = DictionaryValue::Tag;
+
+namespace {
+
+DictionaryValue NameValue(const std::string& text) {
+    DictionaryValue value;
+    value.tag = Tag::Name;
+    value.text = text;
+    return value;
+}
+
+DictionaryValue StringValue(const std::string& text) {
+    DictionaryValue value;
+    value.tag = Tag::String;
+    value.text = text;
+    return value;
+}
+
+DictionaryValue FloatValue(float number) {
+    DictionaryValue value;
+    value.tag = Tag::Float;
+    value.floatValue = number;
+    return value;
+}
+
+DictionaryValue DictionaryOf(Dictionary dictionary) {
+    DictionaryValue value;
+    value.tag = Tag::DictionaryTag;
+    value.dictionaries.push_back(std::move(dictionary));
+    return value;
+}
+
+}  // namespace
+
+bool U3DSceneDescription::CreateFromFile(const std::string& path) {
+    Dictionary dictionary;
+    PDFHelper helper;
+    if (!helper.ReadDictionaryFromFile(path, &dictionary)) {
+        Logger::Log(2, "Failed to create dictionary from file '%s'", path.c_str());
+        return false;
+    }
+    if (!Create(dictionary)) {
+        Logger::Log(2, "Failed to extract dictionary from file '%s'", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool U3DSceneDescription::CreateFromString(const std::string& text) {
+    Dictionary dictionary;
+    PDFHelper helper;
+    if (!helper.ReadDictionaryFromString(text, &dictionary)) return false;
+    return Create(dictionary);
+}
+
+bool U3DSceneDescription::Create(const Dictionary& dictionary) {
+    if (dictionary.Empty()) return false;
+    if (Logger::Passes(5)) {
+        Logger::Log(5, "Creating scene description from %s", PDFHelper::PrintDictionary(dictionary, "").c_str());
+    }
+
+    const DictionaryValue* xn = dictionary.Find("XN", Tag::String);
+    if (xn == nullptr) {
+        Logger::Log(1, "Missing (required) 'XN' entry in scene description - ignored!");
+        return false;
+    }
+    viewName = xn->text;
+    const DictionaryValue* rect = dictionary.Find("3DB", Tag::Rectangle);
+    if (rect == nullptr) {
+        Logger::Log(1, "Missing (required) '3DB' entry in scene description - ignored!");
+        return false;
+    }
+    std::copy_n(rect->numbers.begin(), 4, viewport.begin());
+
+    if (const DictionaryValue* bg = dictionary.Find("BG")) {
+        if (const Dictionary* background = bg->AsDictionary()) {
+            backgroundColor = {1.0f, 1.0f, 1.0f};
+            if (const DictionaryValue* color = background->Find("C")) {
+                if (color->tag == Tag::Color) {
+                    std::copy_n(color->numbers.begin(), 3, backgroundColor.begin());
+                } else {
+                    Logger::Log(2, "BackgroundInfo has invalid color info!");
+                }
+            }
+        } else {
+            Logger::Log(2, "BackgroundInfo has invalid type!");
+        }
+    }
+
+    if (const DictionaryValue* co = dictionary.Find("CO", Tag::Float)) {
+        centerOfOrbit = co->floatValue;
+        hasCenterOfOrbit = true;
+    }
+
+    if (const DictionaryValue* rm = dictionary.Find("RM")) {
+        if (const Dictionary* renderModeInfo = rm->AsDictionary()) {
+            const DictionaryValue* subtype = renderModeInfo->Find("Subtype", Tag::Name);
+            if (subtype == nullptr) {
+                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for RenderMode info!");
+            } else {
+                Logger::Log(4, "RenderMode subtype: '%s'", subtype->text.c_str());
+                if (subtype->text != "Solid") Logger::Log(2, "Only 'Solid' RenderMode supported for now!");
+            }
+        } else {
+            Logger::Log(2, "RenderModeInfo has invalid type!");
+        }
+    }
+
+    if (const DictionaryValue* ls = dictionary.Find("LS")) {
+        if (const Dictionary* schemeInfo = ls->AsDictionary()) {
+            const DictionaryValue* subtype = schemeInfo->Find("Subtype", Tag::Name);
+            if (subtype == nullptr) {
+                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for LightingScheme info!");
+            } else {
+                lightingScheme = subtype->text;
+                Logger::Log(4, "LightingScheme subtype: '%s'", lightingScheme.c_str());
+            }
+        } else {
+            Logger::Log(2, "LightingScheme has invalid type!");
+        }
+    }
+
+    if (const DictionaryValue* p = dictionary.Find("P")) {
+        if (const Dictionary* projection = p->AsDictionary()) {
+            const DictionaryValue* subtype = projection->Find("Subtype", Tag::Name);
+            if (subtype == nullptr) {
+                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for Projection info!");
+            } else {
+                orthographic = subtype->text == "O";
+            }
+            if (!orthographic) {
+                const DictionaryValue* fov = projection->Find("FOV", Tag::Float);
+                if (fov == nullptr) {
+                    Logger::Log(1, "Projection mode requires FOV, no valid FOV found!");
+                } else {
+                    fieldOfView = std::clamp(fov->floatValue, 0.0f, 180.0f);
+                }
+            }
+            if (const DictionaryValue* ps = projection->Find("PS", Tag::ContextSpecific)) {
+                const std::string& text = ps->text;
+                if (!text.empty() && text[0] == '/') {
+                    const std::string mode = text.substr(1);
+                    if (mode == "W") projectionScaling = Width;
+                    else if (mode == "H") projectionScaling = Height;
+                    else if (mode == "Min") projectionScaling = Min;
+                    else if (mode == "Max") projectionScaling = Max;
+                } else {
+                    projectionScaling = Number;
+                    std::string_view number = text;
+                    if (!number.empty() && number.front() == '+') number.remove_prefix(1);
+                    float value = 0.0f;
+                    auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+                    if (error != std::errc() || end != number.data() + number.size() || number.empty()) {
+                        Logger::Log(1, "Projection scaling has an invalid number");
+                    } else {
+                        projectionScale = value;
+                    }
+                }
+            }
+            if (orthographic) {
+                if (const DictionaryValue* os = projection->Find("OS", Tag::Float)) orthoScale = os->floatValue;
+            }
+            if (const DictionaryValue* ob = projection->Find("OB", Tag::Name)) orthoBinding = ob->text;
+            const DictionaryValue* cs = projection->Find("CS", Tag::Name);
+            if (cs != nullptr && cs->text == "XNF") {
+                hasClipping = true;
+                if (const DictionaryValue* n = projection->Find("N", Tag::Float)) nearClip = n->floatValue;
+                if (const DictionaryValue* f = projection->Find("F", Tag::Float)) farClip = f->floatValue;
+            }
+            hasProjection = true;
+        } else {
+            Logger::Log(2, "Projection has invalid type!");
+        }
+    }
+
+    if (const DictionaryValue* ms = dictionary.Find("MS", Tag::Name)) {
+        if (ms->text == "M") {
+            const DictionaryValue* c2w = dictionary.Find("C2W", Tag::Matrix);
+            if (c2w == nullptr) {
+                Logger::Log(1, "'MS' specified 'M' but cannot find 'C2W' entry!");
+                return false;
+            }
+            cameraToWorld = c2w->numbers;
+            hasMatrix = true;
+        } else if (ms->text == "U3D") {
+            const DictionaryValue* path = dictionary.Find("U3DPath", Tag::StringArray);
+            if (path == nullptr || path->strings.empty()) {
+                Logger::Log(1, "'MS' specified 'U3D' but cannot find 'U3DPath' entry!");
+                return false;
+            }
+            viewNode = path->strings.front();
+            hasViewNode = true;
+        }
+    }
+
+    if (const DictionaryValue* na = dictionary.Find("NA")) {
+        if (na->tag != Tag::DictionaryArray) Logger::Log(2, "Node Array has invalid type!");
+    }
+    return true;
+}
+
+bool CreateDictionaryFromViewParams(const Utility::ViewParameters& params, const ViewportRect& viewport,
+                                    Dictionary* out) {
+    using Utility::ViewParameters;
+    const std::string defaultCamera = "___DefaultCamera";
+    out->Insert("Type", NameValue("3DView"));
+    out->Insert("XN", StringValue(!params.viewName.empty()     ? params.viewName
+                                  : !params.cameraName.empty() ? params.cameraName
+                                                               : defaultCamera));
+    if (viewport.width == 0.0f || viewport.height == 0.0f) {
+        Logger::Log(1, "CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!");
+        return false;
+    }
+    DictionaryValue rect;
+    rect.tag = Tag::Rectangle;
+    rect.numbers[0] = 0.0f;
+    rect.numbers[1] = 0.0f;
+    rect.numbers[2] = viewport.width;
+    rect.numbers[3] = viewport.height;
+    out->Insert("3DB", rect);
+
+    Dictionary background;
+    DictionaryValue color;
+    color.tag = Tag::Color;
+    color.numbers[0] = float((params.backgroundColor >> 16) & 0xFF) / 255.0f;
+    color.numbers[1] = float((params.backgroundColor >> 8) & 0xFF) / 255.0f;
+    color.numbers[2] = float(params.backgroundColor & 0xFF) / 255.0f;
+    background.Insert("C", color);
+    out->Insert("BG", DictionaryOf(std::move(background)));
+
+    out->Insert("CO", FloatValue(params.centerOfOrbit));
+
+    Dictionary lighting;
+    lighting.Insert("Type", NameValue("3DLightingScheme"));
+    uint32_t scheme = params.lightingScheme <= 11 ? params.lightingScheme : 0;
+    std::string schemeName;
+    Rendering::LightingSchemeManager::GetLightingSchemeName(scheme, schemeName);
+    lighting.Insert("Subtype", NameValue(schemeName));
+    out->Insert("LS", DictionaryOf(std::move(lighting)));
+
+    Dictionary projection;
+    if (params.Has(ViewParameters::Orthographic)) {
+        projection.Insert("Subtype", NameValue("O"));
+        projection.Insert("OS", FloatValue(params.orthoScale));
+    } else {
+        projection.Insert("Subtype", NameValue("P"));
+        float fov = params.fieldOfView;
+        if (fov == 0.0f && params.cameraName.empty()) fov = 30.0f;
+        projection.Insert("FOV", FloatValue(fov));
+        DictionaryValue ps;
+        ps.tag = Tag::ContextSpecific;
+        switch (params.projectionScaling) {
+            case 0: ps.text = "/W"; break;
+            case 1: ps.text = "/H"; break;
+            case 2: ps.text = "/Min"; break;
+            case 3: ps.text = "/Max"; break;
+            case 4: ps.text = fmt::format("{:.9g}", params.projectionScalingValue); break;
+            default:
+                Logger::Log(1, "CreateDictionaryFromViewParams FAILED - invalid projection scaling setting!");
+                return false;
+        }
+        projection.Insert("PS", ps);
+    }
+    if (params.Has(ViewParameters::ExplicitClipping)) {
+        projection.Insert("CS", NameValue("XNF"));
+        projection.Insert("N", FloatValue(params.nearClip));
+        projection.Insert("F", FloatValue(params.farClip));
+    } else {
+        projection.Insert("CS", NameValue("ANF"));
+    }
+    out->Insert("P", DictionaryOf(std::move(projection)));
+
+    if (params.Has(ViewParameters::ExplicitMatrix)) {
+        out->Insert("MS", NameValue("M"));
+        DictionaryValue matrix;
+        matrix.tag = Tag::Matrix;
+        for (int row = 0; row < 4; ++row) {
+            for (int column = 0; column < 3; ++column) matrix.numbers[row * 4 + column] = params.cameraToWorld[row * 3 + column];
+            matrix.numbers[row * 4 + 3] = row == 3 ? 1.0f : 0.0f;
+        }
+        out->Insert("C2W", matrix);
+    } else {
+        out->Insert("MS", NameValue("U3D"));
+        DictionaryValue path;
+        path.tag = Tag::StringArray;
+        path.strings.push_back(params.cameraName.empty() ? defaultCamera : params.cameraName);
+        out->Insert("U3DPath", path);
+    }
+    return true;
+}
+
+}  // namespace Velmora::U3D

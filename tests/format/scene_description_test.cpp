@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "format/PDFHelper.h"
+#include "format/U3DSceneDescription.h"
+#include "host/SceneParameters.h"
+#include "util/Logger.h"
+
+namespace {
+
+using Velmora::FormatGlue::Dictionary;
+using Velmora::FormatGlue::DictionaryValue;
+using Velmora::FormatGlue::PDFHelper;
+using Velmora::U3D::CreateDictionaryFromViewParams;
+using Velmora::U3D::U3DSceneDescription;
+using Velmora::U3D::ViewportRect;
+using Velmora::Utility::Logger;
+using Velmora::Utility::ViewParameters;
+
+struct Log : Velmora::Utility::LogStream {
+    std::mutex mutex;
+    std::vector<std::pair<int, std::string>> lines;
+    void Write(int32_t level, const std::string& text) override {
+        std::lock_guard lock(mutex);
+        lines.emplace_back(level, text);
+    }
+    bool Contains(int level, const std::string& text) {
+        std::lock_guard lock(mutex);
+        for (auto& [l, t] : lines)
+            if (l == level && t.find(text) != std::string::npos) return true;
+        return false;
+    }
+};
+
+class SceneDescriptionTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        previous = Logger::Instance().Stream();
+        level = Logger::Instance().MaxLevel();
+        Logger::Instance().SetStream(log);
+        Logger::Instance().SetMaxLevel(5);
+    }
+    void TearDown() override {
+        Logger::Instance().SetStream(previous);
+        Logger::Instance().SetMaxLevel(level);
+    }
+    std::shared_ptr<Log> log = std::make_shared<Log>();
+    std::shared_ptr<Velmora::Utility::LogStream> previous;
+    int level = 2;
+};
+
+TEST_F(SceneDescriptionTest, RequiredKeysAndDefaults) {
+    U3DSceneDescription missingName;
+    EXPECT_FALSE(missingName.CreateFromString("/3DB [0 0 10 10]"));
+    EXPECT_TRUE(log->Contains(1, "Missing (required) 'XN' entry in scene description - ignored!"));
+    U3DSceneDescription missingRect;
+    EXPECT_FALSE(missingRect.CreateFromString("/XN (v)"));
+    EXPECT_TRUE(log->Contains(1, "Missing (required) '3DB' entry in scene description - ignored!"));
+
+    U3DSceneDescription d;
+    ASSERT_TRUE(d.CreateFromString("/XN (Plain) /3DB [0 0 640 480]"));
+    EXPECT_EQ(d.viewName, "Plain");
+    EXPECT_EQ(d.backgroundColor, (std::array<float, 3>{1, 1, 1}));
+    EXPECT_FALSE(d.hasProjection);
+    EXPECT_FALSE(d.hasMatrix);
+    EXPECT_FALSE(d.hasViewNode);
+    EXPECT_TRUE(d.lightingScheme.empty());
+}
+
+TEST_F(SceneDescriptionTest, ReadsProjectionBackgroundAndLighting) {
+    U3DSceneDescription d;
+    ASSERT_TRUE(d.CreateFromString(
+        "/XN (V) /3DB [0 0 8 6] /BG << /C [0.2] >> /LS << /Subtype /Night >> /CO 3 "
+        "/RM << /Subtype /Wireframe >> /P << /Subtype /P /FOV 200 /PS /Max /CS /XNF /N 0.1 /F 50 >> "
+        "/MS /U3D /U3DPath (Cam A)"));
+    EXPECT_EQ(d.backgroundColor, (std::array<float, 3>{0.2f, 0.2f, 0.2f}));
+    EXPECT_EQ(d.lightingScheme, "Night");
+    EXPECT_TRUE(d.hasCenterOfOrbit);
+    EXPECT_FLOAT_EQ(d.centerOfOrbit, 3.0f);
+    EXPECT_TRUE(log->Contains(2, "Only 'Solid' RenderMode supported for now!"));
+    EXPECT_FLOAT_EQ(d.fieldOfView, 180.0f);  // clamped
+    EXPECT_EQ(d.projectionScaling, U3DSceneDescription::Max);
+    EXPECT_TRUE(d.hasClipping);
+    EXPECT_FLOAT_EQ(d.nearClip, 0.1f);
+    EXPECT_FLOAT_EQ(d.farClip, 50.0f);
+    EXPECT_TRUE(d.hasViewNode);
+    EXPECT_EQ(d.viewNode, "Cam A");
+}
+
+TEST_F(SceneDescriptionTest, ProjectionScalingNumbersAndFailures) {
+    U3DSceneDescription number;
+    ASSERT_TRUE(number.CreateFromString("/XN (V) /3DB [0 0 8 6] /P << /Subtype /P /FOV 30 /PS 2.5 >>"));
+    EXPECT_EQ(number.projectionScaling, U3DSceneDescription::Number);
+    EXPECT_FLOAT_EQ(number.projectionScale, 2.5f);
+
+    U3DSceneDescription bad;
+    ASSERT_TRUE(bad.CreateFromString("/XN (V) /3DB [0 0 8 6] /P << /Subtype /P /PS x1 >>"));
+    EXPECT_TRUE(log->Contains(1, "Projection scaling has an invalid number"));
+    EXPECT_TRUE(log->Contains(1, "Projection mode requires FOV, no valid FOV found!"));
+
+    U3DSceneDescription ortho;
+    ASSERT_TRUE(ortho.CreateFromString("/XN (V) /3DB [0 0 8 6] /P << /Subtype /O /OS 4 >>"));
+    EXPECT_TRUE(ortho.orthographic);
+    EXPECT_FLOAT_EQ(ortho.orthoScale, 4.0f);
+}
+
+TEST_F(SceneDescriptionTest, MatrixSourceRules) {
+    U3DSceneDescription noMatrix;
+    EXPECT_FALSE(noMatrix.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /M"));
+    EXPECT_TRUE(log->Contains(1, "'MS' specified 'M' but cannot find 'C2W' entry!"));
+    U3DSceneDescription noPath;
+    EXPECT_FALSE(noPath.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /U3D"));
+    EXPECT_TRUE(log->Contains(1, "'MS' specified 'U3D' but cannot find 'U3DPath' entry!"));
+    U3DSceneDescription matrix;
+    ASSERT_TRUE(matrix.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /M /C2W [1 0 0 0 1 0 0 0 1 4 5 6]"));
+    EXPECT_TRUE(matrix.hasMatrix);
+    EXPECT_FLOAT_EQ(matrix.cameraToWorld[12], 4.0f);
+    EXPECT_FLOAT_EQ(matrix.cameraToWorld[15], 1.0f);
+}
+
+ViewParameters SampleParams() {
+    ViewParameters p;
+    p.backgroundColor = 0xFF336699;  // top byte ignored
+    p.lightingScheme = 10;
+    p.cameraName = "Front";
+    p.centerOfOrbit = 2.0f;
+    p.projectionScaling = 2;
+    p.fieldOfView = 40.0f;
+    return p;
+}
+
+TEST_F(SceneDescriptionTest, ViewParametersBecomeTheDictionaryAHandWouldWrite) {
+    Dictionary fromParams;
+    ASSERT_TRUE(CreateDictionaryFromViewParams(SampleParams(), ViewportRect{0, 0, 800, 600}, &fromParams));
+    U3DSceneDescription a;
+    ASSERT_TRUE(a.Create(fromParams));
+
+    U3DSceneDescription b;
+    ASSERT_TRUE(b.CreateFromString(
+        "<< /Type /3DView /XN (Front) /3DB [0 0 800 600] /BG << /C [0.2 0.4 0.6] >> /CO 2 "
+        "/LS << /Type /3DLightingScheme /Subtype /CAD >> /P << /Subtype /P /FOV 40 /PS /Min /CS /ANF >> "
+        "/MS /U3D /U3DPath (Front) >>"));
+    EXPECT_EQ(a.viewName, b.viewName);
+    EXPECT_EQ(a.viewport, b.viewport);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(a.backgroundColor[i], b.backgroundColor[i], 1e-6);
+    EXPECT_EQ(a.lightingScheme, b.lightingScheme);
+    EXPECT_EQ(a.fieldOfView, b.fieldOfView);
+    EXPECT_EQ(a.projectionScaling, b.projectionScaling);
+    EXPECT_EQ(a.hasClipping, b.hasClipping);
+    EXPECT_EQ(a.viewNode, b.viewNode);
+    EXPECT_EQ(a.centerOfOrbit, b.centerOfOrbit);
+}
+
+TEST_F(SceneDescriptionTest, ViewParametersEdgeCases) {
+    Dictionary bad;
+    EXPECT_FALSE(CreateDictionaryFromViewParams(SampleParams(), ViewportRect{0, 0, 0, 600}, &bad));
+    EXPECT_TRUE(log->Contains(1, "CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!"));
+
+    ViewParameters scaling = SampleParams();
+    scaling.projectionScaling = 9;
+    Dictionary badScaling;
+    EXPECT_FALSE(CreateDictionaryFromViewParams(scaling, ViewportRect{0, 0, 8, 6}, &badScaling));
+
+    // No camera and no field of view: 30 degrees and the built-in camera.
+    ViewParameters plain;
+    plain.lightingScheme = 77;  // out of range means scheme 0
+    Dictionary d;
+    ASSERT_TRUE(CreateDictionaryFromViewParams(plain, ViewportRect{0, 0, 8, 6}, &d));
+    U3DSceneDescription desc;
+    ASSERT_TRUE(desc.Create(d));
+    EXPECT_EQ(desc.viewName, "___DefaultCamera");
+    EXPECT_EQ(desc.viewNode, "___DefaultCamera");
+    EXPECT_FLOAT_EQ(desc.fieldOfView, 30.0f);
+    EXPECT_EQ(desc.lightingScheme, "None");
+
+    // A camera name with no field of view keeps 0, corrected later from that camera.
+    ViewParameters named;
+    named.cameraName = "Cam";
+    Dictionary n;
+    ASSERT_TRUE(CreateDictionaryFromViewParams(named, ViewportRect{0, 0, 8, 6}, &n));
+    EXPECT_FLOAT_EQ(n.Find("P")->AsDictionary()->Find("FOV")->floatValue, 0.0f);
+
+    ViewParameters explicitView;
+    explicitView.flags = ViewParameters::ExplicitMatrix | ViewParameters::ExplicitClipping | ViewParameters::Orthographic;
+    for (int i = 0; i < 12; ++i) explicitView.cameraToWorld[i] = float(i + 1);
+    explicitView.nearClip = 1.0f;
+    explicitView.farClip = 9.0f;
+    explicitView.orthoScale = 3.0f;
+    Dictionary e;
+    ASSERT_TRUE(CreateDictionaryFromViewParams(explicitView, ViewportRect{0, 0, 8, 6}, &e));
+    U3DSceneDescription ed;
+    ASSERT_TRUE(ed.Create(e));
+    EXPECT_TRUE(ed.hasMatrix);
+    EXPECT_TRUE(ed.orthographic);
+    EXPECT_FLOAT_EQ(ed.orthoScale, 3.0f);
+    EXPECT_TRUE(ed.hasClipping);
+    EXPECT_FLOAT_EQ(ed.cameraToWorld[4], 4.0f);  // second row starts with the fourth number
+    EXPECT_FLOAT_EQ(ed.cameraToWorld[7], 0.0f);
+}
+
+}  // namespace
