@@ -312,6 +312,11 @@ void CameraController::OnWheel(int32_t delta, bool fine) {
     if (!HasActiveCamera() || activeType_ == CameraType::Fixed) return;
     float step = fine ? 0.01f : 0.1f;
     if (delta > 0) step = -step;  // wheel away from the user: closer
+    Zoom(step);
+}
+
+void CameraController::Zoom(float step) {
+    if (!HasActiveCamera() || activeType_ == CameraType::Fixed) return;
     active_->second.Zoom(step);
 }
 
@@ -350,13 +355,21 @@ void CameraController::OnSecondaryDown(int32_t x, int32_t y) {
 }
 
 void CameraController::OnSecondaryMove(int32_t x, int32_t y) {
-    if (!panning_ || !HasActiveCamera() || viewport_.width == 0 || viewport_.height == 0) return;
-    SceneCamera& camera = active_->second;
-    const float dx = (static_cast<float>(x) - panX_) / static_cast<float>(viewport_.width) * camera.GetDistance();
-    const float dy = (static_cast<float>(y) - panY_) / static_cast<float>(viewport_.height) * camera.GetDistance();
-    camera.Pan(dx, dy);
+    if (!panning_) return;
+    PanBy(static_cast<float>(x) - panX_, static_cast<float>(y) - panY_);
     panX_ = static_cast<float>(x);
     panY_ = static_cast<float>(y);
+}
+
+// A drag across the whole viewport moves the camera by its distance to the target, so the
+// pointer keeps roughly to the same spot of the scene at the target's depth.
+void CameraController::PanBy(float dxPixels, float dyPixels) {
+    if (!HasActiveCamera() || activeType_ == CameraType::Fixed || viewport_.width == 0 || viewport_.height == 0)
+        return;
+    SceneCamera& camera = active_->second;
+    const float dx = dxPixels / static_cast<float>(viewport_.width) * camera.GetDistance();
+    const float dy = dyPixels / static_cast<float>(viewport_.height) * camera.GetDistance();
+    camera.Pan(dx, dy);
 }
 
 void CameraController::OnSecondaryUp() { panning_ = false; }

@@ -86,12 +86,16 @@ public:
     // one.
     void ProcessInput(const CameraInput& input);
     void OnWheel(int32_t delta, bool fine);
+    // One wheel step already signed and sized (negative: closer / larger).
+    void Zoom(float step);
     void OnPrimaryDown(int32_t x, int32_t y);
     void OnPrimaryMove(int32_t x, int32_t y);
     void OnPrimaryUp();
     void OnSecondaryDown(int32_t x, int32_t y);
     void OnSecondaryMove(int32_t x, int32_t y);
     void OnSecondaryUp();
+    // Pans by a pointer offset in pixels, as a secondary drag of that size would.
+    void PanBy(float dxPixels, float dyPixels);
 
     bool IsRotating() const { return rotating_; }
     bool IsPanning() const { return panning_; }
