@@ -86,6 +86,8 @@ class LoggingTest : public ::testing::Test {
 protected:
     void SetUp() override {
         DebuggingLogStream::SetDebuggerOutput(false);
+        g_blockHook.store(false);
+        g_hookBlocked.store(false);
         dir_ = fs::temp_directory_path() / ("kestrum_log_test_" + std::to_string(::getpid()));
         fs::create_directories(dir_);
         std::lock_guard<std::mutex> lock(g_hookMutex);
