@@ -1,0 +1,35 @@
+#pragma once
+// All meshes of one U3D load, by name. Meshes that failed while being read move to
+// removedMeshes, so that their later continuation blocks are recognised and skipped.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "u3d/AuthorMesh.h"
+
+namespace Velmora::U3D {
+
+class AuthorMeshPool {
+public:
+    using MeshMap = std::map<std::string, std::shared_ptr<AuthorMesh>>;
+
+    // False (with a log line) for a null mesh or a name that is already taken.
+    bool AddMesh(const std::shared_ptr<AuthorMesh>& mesh);
+    // Null, with a level 1 log line, if there is no mesh of that name.
+    std::shared_ptr<AuthorMesh> FindMesh(const std::string& name) const;
+    // Moves the mesh to removedMeshes after a read error; logs in every case.
+    void RemoveMesh(const std::string& name);
+    bool WasRemoved(const std::string& name) const { return removedMeshes.count(name) != 0; }
+
+    MeshMap meshes;
+    MeshMap removedMeshes;
+    // 0: normals as read; 1: generated where the mesh has none; 2: always generated.
+    uint32_t normalMode = 1;
+    std::set<uint32_t> supportedExtensions;
+    bool lowMemory = false;
+};
+
+}  // namespace Velmora::U3D

@@ -1,0 +1,71 @@
+#pragma once
+// Declaration and continuation records of a CLOD (continuous level of detail) triangle mesh.
+//
+// A face indexes the position, normal, colour and tex coord arrays separately at each of its
+// three corners, so these records are what building an unindexed triangle list needs: every
+// index stored in a face has been checked against the array it refers to when it was read.
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "u3d/AuthorMeshData.h"
+
+namespace Velmora::U3D {
+
+// Faces one continuation block may add. Even the tersest real encodings spend several bytes
+// per face; the bound keeps a hostile block that codes faces almost for free (tiny uniform
+// ranges, saturated adaptive contexts) from growing a mesh far beyond its own size.
+inline uint64_t MaxFacesForBlock(uint32_t blockBytes) { return uint64_t(blockBytes) * 2 + 1024; }
+
+class CLODMeshData : public AuthorMeshData {
+public:
+    static constexpr uint32_t kNoNormals = 0x1;  // meshAttributes bit: the mesh has no normals
+
+    std::shared_ptr<AuthorMeshContinuationData> CreateContinuationData() const override;
+
+    bool HasNormals() const { return (meshAttributes & kNoNormals) == 0; }
+
+    uint32_t meshAttributes = 0;
+    uint32_t faceCount = 0;  // maximum, reached at maxResolution
+    uint32_t minResolution = 0;
+    uint32_t maxResolution = 0;
+    float normalCrease = 0.0f;
+    float normalUpdate = 0.0f;
+    float normalTolerance = 0.0f;
+};
+
+struct CLODFace {
+    std::array<uint32_t, 3> positions{};
+    std::array<uint32_t, 3> normals{};
+    std::array<uint32_t, 3> diffuse{};
+    std::array<uint32_t, 3> specular{};
+    std::array<std::array<uint32_t, 3>, ShadingDescription::kMaxLayers> texCoords{};
+    uint32_t shadingId = 0;
+
+    // Corner (0..2) at which `position` stands, or -1.
+    int CornerOf(uint32_t position) const {
+        for (int c = 0; c < 3; ++c)
+            if (positions[c] == position) return c;
+        return -1;
+    }
+};
+
+class CLODMeshContinuationData : public AuthorMeshContinuationData {
+public:
+    void Print() const override;
+    bool Prepare(const AuthorMeshData& declaration) override;
+
+    // Exactly primitiveCount faces; capacity is reserved from the declared faceCount (capped)
+    // and never grows beyond faceCount.
+    std::vector<CLODFace> primitives;
+
+    // Attribute indices last used at the split, new and third corner of a new face. They
+    // carry over from update to update and from block to block of the mesh.
+    std::array<uint32_t, 3> lastDiffuse{};
+    std::array<uint32_t, 3> lastSpecular{};
+    std::array<uint32_t, 3> lastTexCoord{};  // shared by all layers
+};
+
+}  // namespace Velmora::U3D

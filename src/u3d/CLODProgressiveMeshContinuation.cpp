@@ -1,0 +1,728 @@
+#include "u3d/CLODProgressiveMeshContinuation.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "u3d/AdjacencySet.h"
+#include "u3d/BitStreamReader.h"
+#include "u3d/CLODBaseMeshContinuation.h"
+#include "u3d/CLODMeshData.h"
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using Utility::Logger;
+
+namespace {
+
+// Contexts of the resolution update stream.
+namespace Ctx {
+constexpr uint32_t FaceCount = 1, Orientation = 2, ThirdType = 3, ThirdLocal = 4;
+constexpr uint32_t SplitClassBase = 15;  // + class 0..4
+constexpr uint32_t PositionSign = 20, PositionX = 21, PositionY = 22, PositionZ = 23;
+constexpr uint32_t NewCornerTexType = 29;
+constexpr uint32_t TexValue0 = 33;  // .. 36
+constexpr uint32_t NewFaceTexFlags = 39;
+constexpr uint32_t NormalCount = 40, NormalSign = 41, NormalValue0 = 42;  // .. 44
+constexpr uint32_t NormalIndex = 45;
+constexpr uint32_t NewCornerColorType = 55, NewFaceColorFlags = 56;
+constexpr uint32_t ColorValue0 = 60;  // .. 63, shared by diffuse and specular
+constexpr uint32_t ShadingId = 65;
+constexpr uint32_t DiffuseCount = 99, DiffuseSign = 100;
+constexpr uint32_t SpecularCount = 101, SpecularSign = 102, TexSign = 103;
+constexpr uint32_t DiffuseMove = 104;   // flag, type, new, local, global: 104 .. 108
+constexpr uint32_t SpecularMove = 109;  // 109 .. 113
+constexpr uint32_t TexMove = 114;       // 114 .. 118
+constexpr uint32_t NewCornerColorLocal = 119, NewCornerColorGlobal = 120;
+constexpr uint32_t NewCornerTexLocal = 121, NewCornerTexGlobal = 122;
+constexpr uint32_t TexCount = 123;
+}  // namespace Ctx
+
+constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+// Index fields of a face that a pending change can carry: positions, normals, diffuse,
+// specular (3 each) and the first four tex coord layers (12). Higher layers are never
+// changed by a move.
+namespace Field {
+constexpr uint32_t Position = 0, Normal = 3, Diffuse = 6, Specular = 9, TexCoord = 12;
+constexpr uint32_t Count = 24;
+}  // namespace Field
+
+struct PendingChange {
+    uint32_t face = 0;
+    uint32_t marks = 0;  // bit i: values[i] replaces field i
+    std::array<uint32_t, Field::Count> values{};
+
+    void Set(uint32_t field, uint32_t value) {
+        values[field] = value;
+        marks |= 1u << field;
+    }
+};
+
+Vec3f Sub(const Vec3f& a, const Vec3f& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
+float Dot(const Vec3f& a, const Vec3f& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+Vec3f Cross(const Vec3f& a, const Vec3f& b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+bool Negligible(const Vec3f& v) {
+    constexpr float kEpsilon = 1e-07f;
+    return std::fabs(v[0]) < kEpsilon && std::fabs(v[1]) < kEpsilon && std::fabs(v[2]) < kEpsilon;
+}
+Vec3f Normalized(const Vec3f& v) {
+    const float inverse = 1.0f / std::sqrt(Dot(v, v));
+    return {v[0] * inverse, v[1] * inverse, v[2] * inverse};
+}
+
+// Spherical interpolation between unit vectors a and b at t (t = 1 gives a). Nearly parallel
+// vectors are blended linearly; the result is not normalised again.
+Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
+    float d = Dot(a, b);
+    Vec3f from = a;
+    if (d < 0.0f) {
+        from = {-a[0], -a[1], -a[2]};
+        d = -d;
+    }
+    if (d > 0.9999999f)
+        return {t * (a[0] - b[0]) + b[0], t * (a[1] - b[1]) + b[1], t * (a[2] - b[2]) + b[2]};
+    const float theta = std::acos(d);
+    const float inverseSin = 1.0f / std::sin(theta);
+    const float wa = std::sin(t * theta) * inverseSin;
+    const float wb = std::sin((1.0f - t) * theta) * inverseSin;
+    return {wa * from[0] + wb * b[0], wa * from[1] + wb * b[1], wa * from[2] + wb * b[2]};
+}
+
+// Decodes the updates of one block into one mesh. Scratch containers live as long as the
+// block, so an update allocates nothing once they have grown to the mesh's local degree.
+class UpdateDecoder {
+public:
+    UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration,
+                  CLODMeshContinuationData& data)
+        : reader_(reader),
+          mesh_(mesh),
+          adjacency_(mesh.adjacencySet),
+          declaration_(declaration),
+          data_(data),
+          name_(mesh.name.c_str()) {}
+
+    bool Run();
+
+private:
+    // One resolution update, r being the index the new position will get.
+    bool Update();
+    bool ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext,
+                       uint32_t valueContext, float inverseQuant, Vec4f start,
+                       std::vector<Vec4f>& colors, const IndexSet& (UpdateDecoder::*around)(),
+                       uint32_t& added, const char* invalidCount);
+    bool ReadNewFaces(uint32_t count);
+    bool ClassifySplitFaces();
+    bool ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uint32_t newTexCoords);
+    bool ReadMoveAttribute(uint32_t firstContext, uint32_t newCount, const IndexSet& local,
+                           size_t arraySize, bool unknownTypeIsGlobal, uint32_t& index,
+                           const char* invalidIndex);
+    bool ReadNewFaceAttributes(uint32_t count);
+    bool ReadNewCorners(uint32_t flagsContext, uint32_t typeContext, uint32_t localContext,
+                        uint32_t globalContext, const IndexSet& splitSet, size_t arraySize,
+                        std::array<uint32_t, 3>& last, const std::array<int, 3>& corners,
+                        uint32_t third, int kind, uint32_t layer, std::array<uint32_t, 3>& out,
+                        const char* const* invalidLocal);
+    bool UpdateAdjacency(uint32_t newFaceCount);
+    bool ReadNewPosition();
+    bool ReadNormals(uint32_t newFaceCount);
+    bool ReadNormalsAt(uint32_t position, uint32_t firstNewFace);
+
+    PendingChange& Pending(uint32_t face);
+    void ApplyPending();
+
+    // Neighbourhood sets of the split position. Neither faces nor adjacency of older faces
+    // change between the colour reading and the new face attributes, so each is taken once
+    // per update, when first needed.
+    const IndexSet& SplitDiffuse();
+    const IndexSet& SplitSpecular();
+    const IndexSet& SplitTexCoords(uint32_t layer);
+    const IndexSet& SplitLayer0() { return SplitTexCoords(0); }
+
+    bool FailFor(const char* what) {
+        Logger::Log(1, "%s for AuthorMesh '%s' [Update %u]", what, name_, r_);
+        return false;
+    }
+    bool FailIn(const char* what) {
+        Logger::Log(1, "%s in AuthorMesh '%s' [Update %u]", what, name_, r_);
+        return false;
+    }
+    // Uniform over the positions there are; for r = 0 this is the dynamic context 1024, and
+    // from r = 16383 on a plain read.
+    uint32_t PositionContext() const { return UniformIndexContext(r_); }
+    void Mark(std::vector<uint32_t>& marks, uint32_t position) { marks[position] = stamp_; }
+    bool Marked(const std::vector<uint32_t>& marks, uint32_t position) const {
+        return position < marks.size() && marks[position] == stamp_;
+    }
+
+    BitStreamReader& reader_;
+    AuthorMesh& mesh_;
+    AdjacencySet& adjacency_;
+    CLODMeshData& declaration_;
+    CLODMeshContinuationData& data_;
+    const char* name_;
+
+    uint32_t r_ = 0;      // update number = index of the new position
+    uint32_t s_ = 0;      // split position
+    uint32_t stamp_ = 0;  // marks equal to it are members of this update's sets
+    uint64_t facesThisBlock_ = 0;
+
+    std::vector<uint32_t> splitFaces_;  // highest face first
+    std::vector<uint32_t> facesAt_;
+    IndexSet neighbours_;
+    IndexSet normalPositions_;
+    IndexSet scratchSet_;
+    IndexSet splitDiffuse_, splitSpecular_;
+    std::array<IndexSet, AdjacencySet::kMaxQueryLayers> splitTexCoords_;
+    bool haveSplitDiffuse_ = false, haveSplitSpecular_ = false;
+    uint32_t haveSplitTexCoords_ = 0;  // bit per layer
+    // Per-position membership of leftThird, rightThird, movePositions, stayPositions.
+    std::vector<uint32_t> leftMarks_, rightMarks_, moveMarks_, stayMarks_;
+    std::vector<uint32_t> moveFaces_;
+    std::vector<PendingChange> pending_;
+    std::vector<uint32_t> pendingSlot_;  // per face: index into pending_, or kNone
+
+    // Normal prediction.
+    std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
+    std::vector<float> bestDot_;
+    std::vector<uint32_t> mergeCounts_;
+};
+
+bool UpdateDecoder::Run() {
+    const uint32_t start = reader_.ReadU32();
+    const uint32_t end = reader_.ReadU32();
+    if (start > end || end > declaration_.maxResolution || end > declaration_.positionCount ||
+        start != data_.positions.size()) {
+        Logger::Log(1, "Invalid resolution range %u..%u for AuthorMesh '%s'", start, end, name_);
+        return false;
+    }
+    // Faces go into storage reserved once per block, bounded by both the declaration and
+    // what this block can carry.
+    const uint64_t faceRoom = std::min<uint64_t>(
+        declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
+    if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
+    pendingSlot_.assign(data_.primitives.size(), kNone);
+    for (auto* marks : {&leftMarks_, &rightMarks_, &moveMarks_, &stayMarks_})
+        marks->assign(end + 1, 0);
+
+    for (r_ = start; r_ < end; ++r_) {
+        ++stamp_;
+        if (!Update()) return false;
+        if (reader_.Exhausted()) return FailFor("Update stream ends early");
+    }
+    return true;
+}
+
+bool UpdateDecoder::Update() {
+    // 1. Split position and its neighbourhood.
+    s_ = reader_.ReadCompressedU32(PositionContext());
+    if (s_ > data_.positions.size()) return FailFor("Invalid split position index");
+    std::span<const uint32_t> faces;
+    if (!adjacency_.GetFaceSet(s_, faces)) return FailFor("Failed to get split face set");
+    splitFaces_.assign(faces.rbegin(), faces.rend());  // highest face first
+    neighbours_.clear();
+    adjacency_.GetPositionSet(splitFaces_, neighbours_);
+    neighbours_.Erase(s_);
+    haveSplitDiffuse_ = haveSplitSpecular_ = false;
+    haveSplitTexCoords_ = 0;
+
+    // 2.-4. New colours and tex coords, predicted from those around the split position.
+    uint32_t newDiffuse = 0, newSpecular = 0, newTexCoords = 0;
+    if (!ReadNewColors(Ctx::DiffuseCount, declaration_.diffuseCount, Ctx::DiffuseSign,
+                       Ctx::ColorValue0, declaration_.inverseQuantDiffuse, {0, 0, 0, 1},
+                       data_.diffuseColors, &UpdateDecoder::SplitDiffuse, newDiffuse,
+                       "Invalid diffuse color count"))
+        return false;
+    if (!ReadNewColors(Ctx::SpecularCount, declaration_.specularCount, Ctx::SpecularSign,
+                       Ctx::ColorValue0, declaration_.inverseQuantSpecular, {0, 0, 0, 0},
+                       data_.specularColors, &UpdateDecoder::SplitSpecular, newSpecular,
+                       "Invalid specular color count"))
+        return false;
+    if (!ReadNewColors(Ctx::TexCount, declaration_.texCoordCount, Ctx::TexSign, Ctx::TexValue0,
+                       declaration_.inverseQuantTexCoord, {0, 0, 0, 0}, data_.texCoords,
+                       &UpdateDecoder::SplitLayer0, newTexCoords, "Invalid texture coord count"))
+        return false;
+
+    // 5. New faces.
+    const uint32_t newFaces = reader_.ReadCompressedU32(Ctx::FaceCount);
+    if (newFaces > declaration_.faceCount - std::min(declaration_.faceCount, data_.primitiveCount) ||
+        facesThisBlock_ + newFaces > MaxFacesForBlock(reader_.ByteSize()))
+        return FailFor("Invalid new face count");
+    facesThisBlock_ += newFaces;
+    if (!ReadNewFaces(newFaces)) return false;
+
+    // 6.-8. Which faces move to the new position, their new attributes, and the attributes
+    // of the new faces.
+    if (!ClassifySplitFaces()) return false;
+    if (!ReadMoveFaces(newDiffuse, newSpecular, newTexCoords)) return false;
+    if (!ReadNewFaceAttributes(newFaces)) return false;
+
+    // 9.-13. Adjacency, the new position, and the normals around it.
+    if (!UpdateAdjacency(newFaces)) return false;
+    if (!ReadNewPosition()) return false;
+    ApplyPending();
+    if (declaration_.HasNormals()) {
+        if (!ReadNormals(newFaces)) return false;
+        ApplyPending();
+    }
+    return true;
+}
+
+bool UpdateDecoder::ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext,
+                                  uint32_t valueContext, float inverseQuant, Vec4f start,
+                                  std::vector<Vec4f>& colors,
+                                  const IndexSet& (UpdateDecoder::*around)(), uint32_t& added,
+                                  const char* invalidCount) {
+    added = reader_.ReadCompressedU16(countContext);
+    if (added == 0) return true;
+    if (added > declared || colors.size() + added > declared) return FailFor(invalidCount);
+    // Prediction: the start value plus the colours around the split position, divided by
+    // their number (so the start's alpha counts in the mean).
+    const IndexSet& set = (this->*around)();
+    Vec4f prediction = start;
+    if (!set.empty()) {
+        for (uint32_t index : set)
+            for (int k = 0; k < 4; ++k) prediction[k] += colors[index][k];
+        const float count = static_cast<float>(set.size());
+        for (float& component : prediction) component /= count;
+    }
+    for (uint32_t i = 0; i < added; ++i) {
+        const uint8_t sign = reader_.ReadCompressedU8(signContext);
+        Vec4f color;
+        for (uint32_t k = 0; k < 4; ++k) {
+            const float delta = static_cast<float>(reader_.ReadCompressedU32(valueContext + k)) *
+                                inverseQuant;
+            color[k] = prediction[k] + ((sign >> k) & 1 ? -delta : delta);
+        }
+        colors.push_back(color);
+    }
+    return true;
+}
+
+bool UpdateDecoder::ReadNewFaces(uint32_t count) {
+    uint32_t third = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        CLODFace face;
+        face.shadingId = reader_.ReadCompressedU32(Ctx::ShadingId);
+        if (face.shadingId >= declaration_.shadingCount ||
+            face.shadingId >= declaration_.shadingDescriptions.size())
+            return FailFor("Invalid shading ID");
+        const uint8_t orientation = reader_.ReadCompressedU8(Ctx::Orientation);
+        if (orientation != 1 && orientation != 2) return FailFor("Invalid face orientation");
+        const uint8_t thirdType = reader_.ReadCompressedU8(Ctx::ThirdType);
+        if (thirdType == 1) {
+            // A local index out of range keeps the previous face's third position.
+            const uint32_t local = reader_.ReadCompressedU32(Ctx::ThirdLocal);
+                if (local < neighbours_.size()) third = neighbours_[local];
+        } else if (thirdType == 2) {
+            third = reader_.ReadCompressedU32(PositionContext());
+            if (third < data_.positions.size()) neighbours_.Insert(third);
+        } else {
+            return FailFor("Invalid third position type");
+        }
+        if (third >= data_.positions.size()) return FailFor("Invalid third position index");
+        if (orientation == 1) {
+            face.positions = {s_, r_, third};
+            Mark(leftMarks_, third);
+        } else {
+            face.positions = {r_, s_, third};
+            Mark(rightMarks_, third);
+        }
+        data_.primitives.push_back(face);
+        pendingSlot_.push_back(kNone);
+        ++data_.primitiveCount;
+    }
+    return true;
+}
+
+bool UpdateDecoder::ClassifySplitFaces() {
+    moveFaces_.clear();
+    for (uint32_t faceIndex : splitFaces_) {
+        const CLODFace& face = data_.primitives[faceIndex];
+        const int corner = face.CornerOf(s_);
+        if (corner < 0) return FailFor("Invalid split face info");
+        const uint32_t a = face.positions[(corner + 1) % 3];
+        const uint32_t b = face.positions[(corner + 2) % 3];
+        const auto anyOf = [&](const std::vector<uint32_t>& marks) {
+            return Marked(marks, face.positions[0]) || Marked(marks, face.positions[1]) ||
+                   Marked(marks, face.positions[2]);
+        };
+        uint32_t faceClass = 0;
+        if (Marked(rightMarks_, a)) faceClass = 1;
+        else if (Marked(rightMarks_, b)) faceClass = 2;
+        else if (Marked(leftMarks_, a)) faceClass = 2;
+        else if (Marked(leftMarks_, b)) faceClass = 1;
+        else if (anyOf(moveMarks_)) faceClass = 3;
+        else if (anyOf(stayMarks_)) faceClass = 4;
+        const bool moves = reader_.ReadCompressedU8(Ctx::SplitClassBase + faceClass) == 1;
+        std::vector<uint32_t>& marks = moves ? moveMarks_ : stayMarks_;
+        if (moves) moveFaces_.push_back(faceIndex);
+        for (uint32_t p : face.positions) Mark(marks, p);
+        marks[s_] = 0;
+    }
+    return true;
+}
+
+bool UpdateDecoder::ReadMoveAttribute(uint32_t firstContext, uint32_t newCount,
+                                      const IndexSet& local, size_t arraySize,
+                                      bool unknownTypeIsGlobal, uint32_t& index,
+                                      const char* invalidIndex) {
+    const uint8_t type = reader_.ReadCompressedU8(firstContext + 1);
+    switch (type) {
+        case 1:  // counted back from the end: one of this update's new values
+            index = reader_.ReadCompressedU32(firstContext + 2) - newCount +
+                    static_cast<uint32_t>(arraySize);
+            break;
+        case 2: {
+            const uint32_t rank = reader_.ReadCompressedU32(firstContext + 3);
+            index = rank < local.size() ? local[rank] : kNone;
+            break;
+        }
+        case 3:
+            index = reader_.ReadCompressedU32(firstContext + 4);
+            break;
+        default:
+            if (unknownTypeIsGlobal) {
+                Logger::Log(1, "Invalid diffuseChangeType");
+                index = reader_.ReadCompressedU32(firstContext + 4);
+            } else {
+                index = 0;
+            }
+            break;
+    }
+    if (index >= arraySize) return FailIn(invalidIndex);
+    return true;
+}
+
+bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
+                                  uint32_t newTexCoords) {
+    const auto& descriptions = declaration_.shadingDescriptions;
+    for (uint32_t faceIndex : moveFaces_) {
+        const CLODFace& face = data_.primitives[faceIndex];
+        const int corner = face.CornerOf(s_);
+        if (corner < 0) return FailIn("Invalid update corner for move face");
+        PendingChange& change = Pending(faceIndex);
+        change.Set(Field::Position + corner, r_);
+        if (face.shadingId >= descriptions.size()) return FailIn("Invalid shader ID in move face");
+        const ShadingDescription& shading = descriptions[face.shadingId];
+        uint32_t index = 0;
+        if (shading.HasDiffuse() && reader_.ReadCompressedU8(Ctx::DiffuseMove) == 1) {
+            if (!ReadMoveAttribute(Ctx::DiffuseMove, newDiffuse, SplitDiffuse(),
+                                   data_.diffuseColors.size(), true, index,
+                                   "Invalid diffuse color index in move face"))
+                return false;
+            Pending(faceIndex).Set(Field::Diffuse + corner, index);
+        }
+        if (shading.HasSpecular() && reader_.ReadCompressedU8(Ctx::SpecularMove) == 1) {
+            if (!ReadMoveAttribute(Ctx::SpecularMove, newSpecular, SplitSpecular(),
+                                   data_.specularColors.size(), false, index,
+                                   "Invalid specular color index in move face"))
+                return false;
+            Pending(faceIndex).Set(Field::Specular + corner, index);
+        }
+        for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
+            if (reader_.ReadCompressedU8(Ctx::TexMove) != 1) continue;
+            if (!ReadMoveAttribute(Ctx::TexMove, newTexCoords, SplitTexCoords(layer),
+                                   data_.texCoords.size(), false, index,
+                                   "Invalid texture coord index in move face"))
+                return false;
+            if (layer < AdjacencySet::kMaxQueryLayers)
+                Pending(faceIndex).Set(Field::TexCoord + layer * 3 + corner, index);
+        }
+    }
+    return true;
+}
+
+bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
+    static constexpr const char* kDiffuseLocal[] = {
+        "Invalid local diffuse color index! (split pos)", "Invalid local diffuse color index! (new pos)",
+        "Invalid local diffuse color index! (third pos)"};
+    static constexpr const char* kSpecularLocal[] = {
+        "Invalid local specular color index! (split pos)",
+        "Invalid local specular color index! (new pos)",
+        "Invalid local specular color index! (third pos)"};
+    static constexpr const char* kTexLocal[] = {"Invalid local tex coord index! (split pos)",
+                                                "Invalid local tex coord index! (new pos)",
+                                                "Invalid local tex coord index! (third pos)"};
+    const auto& descriptions = declaration_.shadingDescriptions;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t faceIndex = data_.primitiveCount - count + i;
+        if (faceIndex >= data_.primitiveCount) return FailFor("Invalid face index in new face");
+        CLODFace& face = data_.primitives[faceIndex];
+        // Corners of the split, new and third position (a degenerate face may repeat one).
+        std::array<int, 3> corners{};
+        corners[1] = face.CornerOf(r_);
+        corners[0] = face.positions[(corners[1] + 1) % 3] == s_ ? (corners[1] + 1) % 3
+                                                                 : (corners[1] + 2) % 3;
+        corners[2] = 3 - corners[0] - corners[1];
+        const uint32_t third = face.positions[corners[2]];
+        if (face.shadingId >= descriptions.size()) return FailFor("Invalid shading ID in new face");
+        const ShadingDescription& shading = descriptions[face.shadingId];
+        if (shading.HasDiffuse() &&
+            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType,
+                            Ctx::NewCornerColorLocal, Ctx::NewCornerColorGlobal, SplitDiffuse(),
+                            data_.diffuseColors.size(), data_.lastDiffuse, corners, third, 0, 0,
+                            face.diffuse, kDiffuseLocal))
+            return false;
+        if (shading.HasSpecular() &&
+            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType,
+                            Ctx::NewCornerColorLocal, Ctx::NewCornerColorGlobal, SplitSpecular(),
+                            data_.specularColors.size(), data_.lastSpecular, corners, third, 1, 0,
+                            face.specular, kSpecularLocal))
+            return false;
+        for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
+            std::array<uint32_t, 3> scratch{};
+            auto& out = layer < ShadingDescription::kMaxLayers ? face.texCoords[layer] : scratch;
+            if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType,
+                                Ctx::NewCornerTexLocal, Ctx::NewCornerTexGlobal,
+                                SplitTexCoords(layer), data_.texCoords.size(), data_.lastTexCoord,
+                                corners, third, 2, layer, out, kTexLocal))
+                return false;
+        }
+    }
+    return true;
+}
+
+// The three corners of a new face, in the order split, new, third: each either repeats the
+// index last used at that corner or reads a local index (into the split position's set, or
+// the third position's for the third corner) or a global one.
+bool UpdateDecoder::ReadNewCorners(uint32_t flagsContext, uint32_t typeContext,
+                                   uint32_t localContext, uint32_t globalContext,
+                                   const IndexSet& splitSet, size_t arraySize,
+                                   std::array<uint32_t, 3>& last, const std::array<int, 3>& corners,
+                                   uint32_t third, int kind, uint32_t layer,
+                                   std::array<uint32_t, 3>& out, const char* const* invalidLocal) {
+    const uint8_t flags = reader_.ReadCompressedU8(flagsContext);
+    for (int k = 0; k < 3; ++k) {
+        uint32_t index = last[k];
+        if (!(flags & (1u << k))) {
+            const uint32_t ty = reader_.ReadCompressedU8(typeContext);
+            if (ty == 2) {
+                const IndexSet* set = &splitSet;
+                if (k == 2) {
+                    const bool ok = kind == 0   ? adjacency_.GetDiffuseColorSet(third, scratchSet_)
+                                    : kind == 1 ? adjacency_.GetSpecularColorSet(third, scratchSet_)
+                                                : adjacency_.GetTexCoordSet(layer, third, scratchSet_);
+                    if (!ok) scratchSet_.clear();
+                    set = &scratchSet_;
+                }
+                const uint32_t rank = reader_.ReadCompressedU32(localContext);
+                if (rank >= set->size()) return FailIn(invalidLocal[k]);
+                index = (*set)[rank];
+            } else {
+                index = reader_.ReadCompressedU32(globalContext);
+            }
+        }
+        if (index >= arraySize) return FailIn("Invalid attribute index in new face");
+        out[corners[k]] = index;
+        last[k] = index;
+    }
+    return true;
+}
+
+bool UpdateDecoder::UpdateAdjacency(uint32_t newFaceCount) {
+    for (uint32_t face : moveFaces_) {
+        adjacency_.Remove(s_, face);
+        adjacency_.AddFace(r_, face);
+    }
+    for (uint32_t face = data_.primitiveCount - newFaceCount; face < data_.primitiveCount; ++face)
+        for (uint32_t p : data_.primitives[face].positions) adjacency_.AddFace(p, face);
+    return true;
+}
+
+bool UpdateDecoder::ReadNewPosition() {
+    std::span<const uint32_t> faces;
+    if (!adjacency_.GetFaceSet(r_, faces)) return FailFor("Failed to get new face set");
+    normalPositions_.clear();
+    adjacency_.GetPositionSet(faces, normalPositions_);
+    const uint8_t sign = reader_.ReadCompressedU8(Ctx::PositionSign);
+    const uint32_t contexts[3] = {Ctx::PositionX, Ctx::PositionY, Ctx::PositionZ};
+    // Before the first position exists the split position is a virtual one at the origin.
+    Vec3f position = s_ < data_.positions.size() ? data_.positions[s_] : Vec3f{0, 0, 0};
+    for (int k = 0; k < 3; ++k) {
+        const float delta = static_cast<float>(reader_.ReadCompressedU32(contexts[k])) *
+                            declaration_.inverseQuantPosition;
+        position[k] += (sign >> k) & 1 ? -delta : delta;
+    }
+    data_.positions.push_back(position);
+    return true;
+}
+
+bool UpdateDecoder::ReadNormals(uint32_t newFaceCount) {
+    heldNormals_.clear();
+    const uint32_t firstNewFace = data_.primitiveCount - newFaceCount;
+    for (uint32_t p : normalPositions_)  // highest position first
+        if (!ReadNormalsAt(p, firstNewFace)) return false;
+    data_.normals.insert(data_.normals.end(), heldNormals_.begin(), heldNormals_.end());
+    return true;
+}
+
+// Normals of one position: predicted from the normals of the faces around it, clustered
+// into as many as the stream says; then each face says which of them its corner takes.
+bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
+    std::span<const uint32_t> stored;
+    if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
+    std::vector<uint32_t>& faces = facesAt_;
+    faces.assign(stored.rbegin(), stored.rend());  // highest face first
+    const uint32_t count = reader_.ReadCompressedU32(Ctx::NormalCount);
+    if (count > 2 * faces.size() + 16 ||
+        data_.normals.size() + heldNormals_.size() + count > uint64_t(data_.positions.size()) * 64)
+        return FailFor("Invalid normal count");
+
+    // Face normals, valid ones packed to the front; the rest stay zero and take part.
+    faceNormals_.assign(faces.size(), Vec3f{0, 0, 0});
+    size_t valid = 0;
+    for (uint32_t faceIndex : faces) {
+        const CLODFace& face = data_.primitives[faceIndex];
+        const Vec3f& p0 = data_.positions[face.positions[0]];
+        const Vec3f e1 = Sub(data_.positions[face.positions[1]], p0);
+        const Vec3f e2 = Sub(data_.positions[face.positions[2]], p0);
+        if (Negligible(e1) || Negligible(e2)) continue;
+        const Vec3f normal = Cross(Normalized(e1), Normalized(e2));
+        if (Negligible(normal)) continue;
+        faceNormals_[valid++] = Normalized(normal);
+    }
+
+    // Prediction: start from the first face normal, then keep adding the face normal least
+    // like any chosen so far.
+    predicted_.clear();
+    bestDot_.assign(faceNormals_.size(), -2.0f);
+    const auto choose = [&](const Vec3f& normal) {
+        predicted_.push_back(normal);
+        for (size_t j = 0; j < faceNormals_.size(); ++j)
+            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], normal));
+    };
+    if (valid > 0) choose(faceNormals_[0]);
+    while (predicted_.size() < count) {
+        if (faceNormals_.empty()) {
+            predicted_.push_back(Vec3f{0, 0, 0});
+            continue;
+        }
+        float bound = 1.0f;
+        size_t pick = 0;
+        for (size_t j = 0; j < faceNormals_.size(); ++j)
+            if (bestDot_[j] < bound) {
+                bound = bestDot_[j];
+                pick = j;
+            }
+        choose(faceNormals_[pick]);
+    }
+    // Merge: each face normal pulls its closest prediction towards itself, as a running
+    // spherical mean.
+    if (!predicted_.empty()) {
+        mergeCounts_.assign(predicted_.size(), 0);
+        for (const Vec3f& normal : faceNormals_) {
+            size_t closest = 0;
+            float best = Dot(normal, predicted_[0]);
+            for (size_t k = 1; k < predicted_.size(); ++k) {
+                const float d = Dot(normal, predicted_[k]);
+                if (d > best) {
+                    best = d;
+                    closest = k;
+                }
+            }
+            const float t = 1.0f / static_cast<float>(mergeCounts_[closest] + 1);
+            predicted_[closest] = Slerp(normal, predicted_[closest], t);
+            ++mergeCounts_[closest];
+        }
+    }
+
+    // The coded differences only keep the stream in step; the prediction is the normal,
+    // turned round when the third difference is odd.
+    const uint32_t base = static_cast<uint32_t>(data_.normals.size() + heldNormals_.size());
+    for (uint32_t i = 0; i < count; ++i) {
+        reader_.ReadCompressedU8(Ctx::NormalSign);
+        reader_.ReadCompressedU32(Ctx::NormalValue0);
+        reader_.ReadCompressedU32(Ctx::NormalValue0 + 1);
+        const uint32_t third = reader_.ReadCompressedU32(Ctx::NormalValue0 + 2);
+        Vec3f normal = predicted_[i];
+        if (third & 1) normal = {-normal[0], -normal[1], -normal[2]};
+        heldNormals_.push_back(normal);
+    }
+    for (uint32_t faceIndex : faces) {
+        const uint32_t local = reader_.ReadCompressedU32(Ctx::NormalIndex);
+        if (local >= count) return FailIn("Invalid normal index for normal-face");
+        CLODFace& face = data_.primitives[faceIndex];
+        const int corner = face.CornerOf(position);
+        if (corner < 0) return FailIn("Invalid update corner for normal-face");
+        if (faceIndex < firstNewFace) Pending(faceIndex).Set(Field::Normal + corner, base + local);
+        else face.normals[corner] = base + local;
+    }
+    return true;
+}
+
+PendingChange& UpdateDecoder::Pending(uint32_t face) {
+    uint32_t& slot = pendingSlot_[face];
+    if (slot == kNone) {
+        slot = static_cast<uint32_t>(pending_.size());
+        pending_.emplace_back();
+        pending_.back().face = face;
+    }
+    return pending_[slot];
+}
+
+void UpdateDecoder::ApplyPending() {
+    for (const PendingChange& change : pending_) {
+        CLODFace& face = data_.primitives[change.face];
+        for (uint32_t marks = change.marks; marks != 0; marks &= marks - 1) {
+            const uint32_t field = static_cast<uint32_t>(__builtin_ctz(marks));
+            const uint32_t value = change.values[field];
+            if (field < Field::Normal) face.positions[field] = value;
+            else if (field < Field::Diffuse) face.normals[field - Field::Normal] = value;
+            else if (field < Field::Specular) face.diffuse[field - Field::Diffuse] = value;
+            else if (field < Field::TexCoord) face.specular[field - Field::Specular] = value;
+            else face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
+        }
+        pendingSlot_[change.face] = kNone;
+    }
+    pending_.clear();
+}
+
+const IndexSet& UpdateDecoder::SplitDiffuse() {
+    if (!haveSplitDiffuse_) {
+        if (!adjacency_.GetDiffuseColorSet(s_, splitDiffuse_)) splitDiffuse_.clear();
+        haveSplitDiffuse_ = true;
+    }
+    return splitDiffuse_;
+}
+
+const IndexSet& UpdateDecoder::SplitSpecular() {
+    if (!haveSplitSpecular_) {
+        if (!adjacency_.GetSpecularColorSet(s_, splitSpecular_)) splitSpecular_.clear();
+        haveSplitSpecular_ = true;
+    }
+    return splitSpecular_;
+}
+
+const IndexSet& UpdateDecoder::SplitTexCoords(uint32_t layer) {
+    if (layer >= AdjacencySet::kMaxQueryLayers) {
+        // Logs that higher layers have no neighbourhood, and yields the empty set.
+        adjacency_.GetTexCoordSet(layer, s_, scratchSet_);
+        return scratchSet_;
+    }
+    if (!(haveSplitTexCoords_ & (1u << layer))) {
+        if (!adjacency_.GetTexCoordSet(layer, s_, splitTexCoords_[layer]))
+            splitTexCoords_[layer].clear();
+        haveSplitTexCoords_ |= 1u << layer;
+    }
+    return splitTexCoords_[layer];
+}
+
+}  // namespace
+
+bool CLODProgressiveMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader,
+                                                           AuthorMesh& mesh) {
+    auto* declaration = mesh.DeclarationAs<CLODMeshData>();
+    auto* continuation = mesh.ContinuationAs<CLODMeshContinuationData>();
+    if (!declaration || !continuation || !mesh.adjacencySet.IsInitialized()) {
+        Logger::Log(1, "Cannot look up declaration/continuation/adjacencySet of AuthorMesh '%s'",
+                    mesh.name.c_str());
+        return false;
+    }
+    UpdateDecoder decoder(reader, mesh, *declaration, *continuation);
+    return decoder.Run();
+}
+
+}  // namespace Velmora::U3D
