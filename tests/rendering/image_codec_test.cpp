@@ -12,8 +12,8 @@
 #include "rendering/Image.h"
 
 using namespace Velmora::Rendering;
-using kestrum_test::MakePattern;
-using kestrum_test::MakeSmooth;
+using image_test::MakePattern;
+using image_test::MakeSmooth;
 
 namespace {
 
@@ -119,7 +119,7 @@ TEST(ImageCodec, PngRoundTripIsExactWithAndWithoutAlpha) {
 TEST(ImageCodec, LayoutAndRowOrderApplyOnBothSides) {
     const uint32_t w = 5, h = 4;
     const auto rgba = MakePattern(w, h, false);
-    const auto texture = kestrum_test::ToTextureLayout(rgba, w, h);  // BGRA, bottom row first
+    const auto texture = image_test::ToTextureLayout(rgba, w, h);  // BGRA, bottom row first
     for (ImageFormat format : {ImageFormat::PNG, ImageFormat::TIFF}) {
         // Encoding the texture layout as such gives the same file content as the RGBA image.
         std::vector<uint8_t> bytes;
@@ -238,7 +238,7 @@ TEST(ImageCodec, RefusesBadArguments) {
 // Hostile input: every prefix, flipped bytes, absurd sizes and noise. A result must be a
 // clean status, never a crash, hang or giant allocation (the sanitizer build checks leaks).
 TEST(ImageCodecHostile, TruncatedFilesFailCleanly) {
-    kestrum_test::LogCapture quiet;  // the libraries' complaints go to the log only
+    image_test::LogCapture quiet;  // the libraries' complaints go to the log only
     const uint32_t w = 16, h = 12;
     const auto rgba = MakePattern(w, h, false);
     for (ImageFormat format : {ImageFormat::PNG, ImageFormat::TIFF}) {
@@ -269,7 +269,7 @@ TEST(ImageCodecHostile, TruncatedFilesFailCleanly) {
 }
 
 TEST(ImageCodecHostile, CorruptedBytesNeverCrash) {
-    kestrum_test::LogCapture quiet;
+    image_test::LogCapture quiet;
     const uint32_t w = 16, h = 12;
     const auto rgba = MakePattern(w, h, false);
     std::mt19937 random(42);
@@ -301,7 +301,7 @@ TEST(ImageCodecHostile, CorruptedBytesNeverCrash) {
 }
 
 TEST(ImageCodecHostile, AbsurdSizesAreRefusedBeforeAllocation) {
-    kestrum_test::LogCapture quiet;
+    image_test::LogCapture quiet;
     ImageBuffer image;
     // Within libpng's side limit but far past the pixel budget.
     auto png = MakePngHeader(30000, 30000);
@@ -319,7 +319,7 @@ TEST(ImageCodecHostile, AbsurdSizesAreRefusedBeforeAllocation) {
 }
 
 TEST(ImageCodecHostile, NoiseIsRejected) {
-    kestrum_test::LogCapture quiet;
+    image_test::LogCapture quiet;
     std::mt19937 random(7);
     const uint8_t heads[][4] = {{0x89, 'P', 'N', 'G'}, {0xFF, 0xD8, 0xFF, 0xE0}, {'I', 'I', 42, 0}, {'M', 'M', 0, 42},
                                 {'B', 'M', 0, 0},      {'G', 'I', 'F', '8'},     {0, 0, 2, 0}};

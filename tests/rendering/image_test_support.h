@@ -11,9 +11,10 @@
 
 #include "util/Logger.h"
 
-namespace kestrum_test {
+namespace image_test {
 
 // Collects every log line while alive; restores the previous stream and level afterwards.
+// (Own namespace: every test folder of this program has a capture of its own.)
 class LogCapture {
 public:
     LogCapture() : previous_(Velmora::Utility::Logger::Instance().Stream()),
@@ -101,4 +102,4 @@ inline std::vector<uint8_t> ToTextureLayout(const std::vector<uint8_t>& rgba, ui
     return out;
 }
 
-}  // namespace kestrum_test
+}  // namespace image_test

@@ -111,7 +111,7 @@ TEST_F(MaterialTest, DefaultRowComesFirst) {
 TEST_F(MaterialTest, NamesAreUniqueAndRowsNumberedInOrder) {
     MaterialManager manager(1);
     ASSERT_TRUE(manager.Init());
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     EXPECT_EQ(manager.AddMaterial("red", Distinct(1)), 1u);
     EXPECT_EQ(manager.AddMaterial("blue", Distinct(2)), 2u);
     EXPECT_EQ(manager.AddMaterial("red", Distinct(3)), 0u);
@@ -175,7 +175,7 @@ TEST_F(MaterialTest, RowsPastTheFixedBufferAreSkippedNotWritten) {
 }
 
 TEST_F(MaterialTest, ManagerLeftWithRowsSaysSo) {
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     {
         MaterialManager manager(1);
         ASSERT_TRUE(manager.Init());

@@ -106,7 +106,7 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
 TEST_F(MeshTest, ReadBackOfIndexedSubObjectWithFewerVerticesReportsTheSize) {
     auto mesh = Mesh::Create(Info("quad", PrimitiveType::Triangles, {{Vertices(4, VA::Position), Indices({0, 1, 2, 2, 1, 3}), VA::Position}}));
     ASSERT_NE(mesh, nullptr);
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     EXPECT_EQ(mesh->GetVertexDataForSubObject(0), nullptr);
     EXPECT_TRUE(log.Contains("Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE", 1));
     auto indices = mesh->GetIndexDataForSubObject(0);
@@ -125,7 +125,7 @@ TEST_F(MeshTest, PrimitiveCountsFollowTheKind) {
     EXPECT_EQ(points->GetNumberOfPrimitivesForSubObject(0), 7u);
     EXPECT_EQ(points->GetVertexDataForSubObject(0)->Count(), 7u);
     // Five line vertices make two lines; the fifth vertex is stored but not read back.
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     EXPECT_EQ(lines->GetVertexDataForSubObject(0), nullptr);
     EXPECT_TRUE(log.Contains("UNEXPECTED VRAM BUFFER SIZE"));
 }
@@ -142,7 +142,7 @@ TEST_F(MeshTest, BoundingBoxSpansEveryPositionOfEverySubObject) {
     EXPECT_EQ(min, (Vec3{-1, -2, 0}));
     EXPECT_EQ(max, (Vec3{4, 5, 9}));
 
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     auto empty = Mesh::Create(Info("empty", PrimitiveType::Points, {{DataBuffer<float>::Create(0, 3), nullptr, VA::Position}}));
     ASSERT_NE(empty, nullptr);  // stands without a box
     EXPECT_FALSE(empty->GetBoundingBox(min, max));
@@ -150,7 +150,7 @@ TEST_F(MeshTest, BoundingBoxSpansEveryPositionOfEverySubObject) {
 }
 
 TEST_F(MeshTest, InvalidCreationInfoIsRefusedWithItsMessage) {
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     auto v = Vertices(3, VA::Position);
     EXPECT_EQ(Mesh::Create(Info("", PrimitiveType::Triangles, {{v, nullptr, VA::Position}})), nullptr);
     EXPECT_TRUE(log.Contains("Mesh - Invalid creation info", 1));
@@ -170,7 +170,7 @@ TEST_F(MeshTest, InvalidCreationInfoIsRefusedWithItsMessage) {
 TEST_F(MeshTest, AccessorsOutOfRangeLogAndReturnZero) {
     auto mesh = Mesh::Create(Info("one", PrimitiveType::Triangles, {{Vertices(3, VA::Position), nullptr, VA::Position}}));
     ASSERT_NE(mesh, nullptr);
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     EXPECT_EQ(mesh->GetNumberOfPrimitivesForSubObject(1), 0u);
     EXPECT_EQ(mesh->GetVertexAttributes(5), 0u);
     EXPECT_TRUE(log.Contains("Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!", 1));
@@ -185,7 +185,7 @@ TEST_F(MeshTest, DrawWithTooFewShaderInfosDrawsNothing) {
     ASSERT_NE(mesh, nullptr);
     RenderInfo info;
     info.shaderInfos.resize(2);
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     mesh->Draw(info, 1.0f);
     EXPECT_TRUE(log.Contains("Mismatching number of DrawInfos and RenderShaderInfos", 1));
     EXPECT_EQ(mesh->GetDrawInfo(0)->buildUpCurrent, 0u);  // untouched: no draw happened
@@ -247,7 +247,7 @@ TEST_F(MeshTest, ManagerKeepsTheFirstMeshOfAName) {
     MeshManager manager(1);
     auto first = Mesh::Create(Info("m", PrimitiveType::Triangles, {{Vertices(3, VA::Position), nullptr, VA::Position}}));
     auto second = Mesh::Create(Info("m", PrimitiveType::Triangles, {{Vertices(6, VA::Position), nullptr, VA::Position}}));
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     manager.AddMesh("m", first);
     manager.AddMesh("m", second);
     manager.AddMesh("", second);
@@ -280,7 +280,7 @@ TEST_F(MeshTest, InstancedPrimitiveCountsMultiplyBySharedOwners) {
     EXPECT_EQ(t, 3u);
     manager.Shutdown();
 
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     {
         MeshManager leftOver(2);
         leftOver.AddMesh("x", models[0]);

@@ -16,8 +16,8 @@
 #include "rendering/TextureManager.h"
 
 using namespace Velmora::Rendering;
-using kestrum_test::MakePattern;
-using kestrum_test::ToTextureLayout;
+using image_test::MakePattern;
+using image_test::ToTextureLayout;
 
 namespace {
 
@@ -75,7 +75,7 @@ TEST_F(TextureTest, PngAndTiffRoundTripsThroughTheGpuArePixelExact) {
 
 TEST_F(TextureTest, JpegThroughTheGpuStaysWithinTolerance) {
     const uint32_t w = 40, h = 24;
-    const auto rgba = kestrum_test::MakeSmooth(w, h);
+    const auto rgba = image_test::MakeSmooth(w, h);
     auto texture = Texture::CreateFromImageData(BytesInfo(Encode(ImageFormat::JPEG, rgba, w, h, false), w, h, TextureFormat::JPEG));
     ASSERT_NE(texture, nullptr);
     EXPECT_FALSE(texture->HasAlpha());
@@ -166,7 +166,7 @@ TEST_F(TextureTest, FilesAreReadByContentAndMissingOnesAreLogged) {
     auto data = texture->GetTextureDataFromGPU();
     EXPECT_EQ(Pixels(*data), ToTextureLayout(rgba, w, h));
 
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     EXPECT_EQ(Texture::CreateFromFile("", TextureCreationInfo{}), nullptr);
     EXPECT_EQ(Texture::CreateFromFile("/nonexistent/a.png", TextureCreationInfo{}), nullptr);
     EXPECT_TRUE(log.Contains("Texture::CreateFromFile() - failed to load '/nonexistent/a.png' (Error: 'File Not Found')", 1));
@@ -212,7 +212,7 @@ TEST_F(TextureTest, MemoryEncodingMatchesTheGpuPixels) {
 }
 
 TEST_F(TextureTest, WritingWithoutPixelsFailsWithItsMessage) {
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     auto empty = TextureData::Create(4, 4, 16, 0);
     std::vector<uint8_t> bytes;
     EXPECT_FALSE(Texture::WriteToMemory(empty, ImageFormat::PNG, bytes));
@@ -228,7 +228,7 @@ TEST_F(TextureTest, WritingWithoutPixelsFailsWithItsMessage) {
 }
 
 TEST_F(TextureTest, HostileImageBytesFailCleanly) {
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     const auto png = Encode(ImageFormat::PNG, MakePattern(8, 8, false), 8, 8, true);
     for (size_t n : {size_t(1), size_t(8), size_t(30), png.size() / 2, png.size() - 1}) {
         std::vector<uint8_t> cut(png.begin(), png.begin() + long(n));
@@ -271,7 +271,7 @@ TEST_F(TextureTest, AnisotropyTakesPowersOfTwoUpToTheGpuLimit) {
     ASSERT_GE(max, 4.0f) << "the test needs a GPU with at least 4x anisotropy";
     TextureManager manager(1);
     ASSERT_TRUE(manager.Init());
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     manager.SetAnisotropy(3);
     EXPECT_EQ(manager.GetAnisotropy(), 1u);
     manager.SetAnisotropy(uint32_t(max) * 2);
@@ -299,7 +299,7 @@ TEST_F(TextureTest, AnisotropyTakesPowersOfTwoUpToTheGpuLimit) {
 }
 
 TEST_F(TextureTest, ManagerLeftWithTexturesSaysSo) {
-    kestrum_test::LogCapture log;
+    image_test::LogCapture log;
     {
         TextureManager manager(1);
         ASSERT_TRUE(manager.Init());
