@@ -75,6 +75,11 @@ OpenGLContext& OpenGLContext::Instance() {
 }
 
 bool OpenGLContext::OpenDisplay() {
+    // A display stays initialised from the first start to the end of the process: terminating
+    // it unloads the driver, which leaks a little of its own memory on every unload, and a
+    // restart of the renderer would pay for loading it again.
+    if (display_) return BindDesktopGL();
+    surfacelessOk_ = false;
     const char* client = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     if (!HasWord(client, "EGL_EXT_platform_base")) {
         Logger::Log(1, "OpenGLContext - EGL platform displays not supported");
@@ -88,6 +93,7 @@ bool OpenGLContext::OpenDisplay() {
         if (display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr)) {
             display_ = display;
             nativeDisplay_ = xdisplay;
+            surfacelessOk_ = HasWord(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context");
             Logger::Log(4, "OpenGLContext - using the X11 EGL platform");
         }
     }
@@ -105,25 +111,15 @@ bool OpenGLContext::OpenDisplay() {
         display_ = display;
         Logger::Log(4, "OpenGLContext - using the surfaceless EGL platform");
     }
-    if (!eglBindAPI(EGL_OPENGL_API)) {
-        Logger::LogF(1, "OpenGLContext - desktop OpenGL not available: '{:s}'", LastEglError());
-        CloseDisplay();
-        return false;
-    }
-    return true;
+    return BindDesktopGL();
 }
 
-void OpenGLContext::CloseDisplay() {
-    if (display_) {
-        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        eglTerminate(display_);
-        eglReleaseThread();
-        display_ = nullptr;
-    }
-    if (nativeDisplay_) {
-        Windowing::X11Connection::Instance().Close();
-        nativeDisplay_ = nullptr;
-    }
+// The bound API is per thread and falls back to OpenGL ES when the thread is released, so it
+// is set on every start.
+bool OpenGLContext::BindDesktopGL() {
+    if (eglBindAPI(EGL_OPENGL_API)) return true;
+    Logger::LogF(1, "OpenGLContext - desktop OpenGL not available: '{:s}'", LastEglError());
+    return false;
 }
 
 bool OpenGLContext::FindConfig(const int32_t* attributes, void*& config) {
@@ -349,7 +345,10 @@ bool OpenGLContext::CreateSurface(DeviceContext* dc) {
         }
         surface = eglCreateWindowSurface(display_, config_, static_cast<EGLNativeWindowType>(dc->window), nullptr);
         if (surface == EGL_NO_SURFACE) return false;
-    } else if (nativeDisplay_) {
+    } else if (nativeDisplay_ && (msaaSamples_ < 2 || !surfacelessOk_)) {
+        // Multisampled pbuffers leak driver memory with every surface on Mesa's X11 platform;
+        // with a multisampled configuration off-screen drawables go without a surface instead
+        // (views draw into framebuffer objects either way).
         const EGLint pbuffer[] = {EGL_WIDTH, dc->width > 0 ? dc->width : 1, EGL_HEIGHT,
                                   dc->height > 0 ? dc->height : 1, EGL_NONE};
         surface = eglCreatePbufferSurface(display_, config_, pbuffer);
@@ -460,7 +459,7 @@ void OpenGLContext::Release() {
     while (!boundDCs_.empty()) ReleaseDC(*boundDCs_.begin());
     if (context_ && display_) eglDestroyContext(display_, context_);
     context_ = nullptr;
-    CloseDisplay();
+    if (display_) eglReleaseThread();
     config_ = nullptr;
     pixelFormat_ = 0;
     nativeVisualId_ = 0;

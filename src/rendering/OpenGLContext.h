@@ -41,7 +41,8 @@ public:
     bool SwapBuffers(DeviceContext* dc);
     // Swap interval of the drawable that is current.
     bool SetSwapInterval(int32_t interval);
-    // Makes nothing current, deletes the context and its drawables and forgets all state.
+    // Makes nothing current, deletes the context and its drawables and forgets all state. The
+    // EGL display (and the X connection under it) stays open for the next start.
     void Release();
 
     bool IsCreated() const { return context_ != nullptr; }
@@ -73,6 +74,7 @@ private:
     OpenGLContext() = default;
 
     bool OpenDisplay();
+    bool BindDesktopGL();
     bool CreateHelper();
     void DestroyHelper();
     bool ReadVersionInfo();
@@ -81,7 +83,6 @@ private:
     void ChooseConfig(const OpenGLContextCreationInfo& info);
     bool FindConfig(const int32_t* attributes, void*& config);
     bool CreateSurface(DeviceContext* dc);
-    void CloseDisplay();
 
     DeviceContext sharedDC_;  // the hidden drawable that holds the shared context
     DeviceContext* currentDC_ = nullptr;
@@ -102,6 +103,7 @@ private:
     // EGL side.
     void* display_ = nullptr;        // EGLDisplay
     void* nativeDisplay_ = nullptr;  // X connection, null on a headless display
+    bool surfacelessOk_ = false;     // the X display can make a context current without a surface
     void* config_ = nullptr;         // chosen EGLConfig
     void* helperContext_ = nullptr;
     void* helperSurface_ = nullptr;

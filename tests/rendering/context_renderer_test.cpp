@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <epoxy/gl.h>
@@ -164,6 +165,24 @@ TEST_F(RendererTest, ExplicitVersionIsKeptAndTooHighFailsCleanly) {
 
     // Nothing of the failed start stays behind: the next start works.
     EXPECT_TRUE(FreshInit(RendererCreationInfo{}));
+}
+
+// The render thread is a new thread at every start; EGL keeps per-thread state.
+TEST_F(RendererTest, RestartsOnAnotherThread) {
+    kestrum_test::ResetGLContext();
+    for (int round = 0; round < 2; ++round) {
+        bool started = false;
+        GLint major = 0;
+        std::thread worker([&] {
+            started = Renderer::Instance().Init(RendererCreationInfo{});
+            if (started) glGetIntegerv(GL_MAJOR_VERSION, &major);
+            Renderer::Instance().Shutdown();
+        });
+        worker.join();
+        EXPECT_TRUE(started) << round;
+        EXPECT_GE(major, 3) << round;
+    }
+    EXPECT_TRUE(kestrum_test::EnsureGLContext());
 }
 
 TEST_F(RendererTest, SecondInitIsRefusedAndShutdownReportsViewsLeft) {
