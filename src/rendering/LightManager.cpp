@@ -161,7 +161,6 @@ Mat4 LightManager::MarkerPlacement(const LightInfo& info) {
 
 bool LightManager::SetLightModel(uint32_t index, std::shared_ptr<LightMarker> marker) {
     if (index >= kMaxLights || !marker) return false;
-    marker->SetVisible(visible_);
     models_[index] = std::move(marker);
     UpdateMarker(index);
     return true;

@@ -44,7 +44,8 @@ public:
     bool SetLightInfo(uint32_t index, const LightInfo& info, bool active);
     bool GetLightInfo(uint32_t index, LightInfo& info) const;
     bool GetLightActive(uint32_t index, bool& active) const;
-    // Binds (or replaces) the marker of a light; it takes the markers' visibility.
+    // Binds (or replaces) the marker of a light and brings it up to date with the light. The
+    // marker keeps the visibility it was made with until SetLightModelsVisible.
     bool SetLightModel(uint32_t index, std::shared_ptr<LightMarker> marker);
     void SetLightModelsVisible(bool visible);
 

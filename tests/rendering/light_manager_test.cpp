@@ -80,10 +80,13 @@ TEST_F(LightFixture, LightSlotsAndIndexLimit) {
 }
 
 TEST_F(LightFixture, MarkersShowTypeActivityAndPlace) {
-    auto marker = std::make_shared<FakeMarker>(LightModelCreationInfo{});
+    LightModelCreationInfo shown;
+    shown.visible = true;
+    auto marker = std::make_shared<FakeMarker>(shown);
     EXPECT_FALSE(lights.SetLightModel(8, marker));
     ASSERT_TRUE(lights.SetLightModel(2, marker));
-    EXPECT_FALSE(marker->visible);  // markers start hidden
+    EXPECT_TRUE(marker->visible);  // binding keeps the marker's own visibility
+    EXPECT_EQ(marker->updates, 1);
 
     ASSERT_TRUE(lights.SetLightInfo(2, PointLight(4, 5, 6), true));
     EXPECT_EQ(marker->lightType, LightType::Point);
@@ -111,6 +114,8 @@ TEST_F(LightFixture, MarkersShowTypeActivityAndPlace) {
     const Vec4 head = MathUtil::Transform(marker->placement, {90, 0, 0, 1});
     EXPECT_NEAR(head[2], -90.0f, 1e-4f);
 
+    lights.SetLightModelsVisible(false);
+    EXPECT_FALSE(marker->visible);
     lights.SetLightModelsVisible(true);
     EXPECT_TRUE(marker->visible);
 }

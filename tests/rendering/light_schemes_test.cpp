@@ -161,8 +161,11 @@ TEST_F(SchemeFixture, MarkersAreNamedSizedAndReused) {
     ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::White));
     EXPECT_EQ(scene.markersCreated, 7);
     EXPECT_FALSE(scene.markers["__Light_CAD0"]->visible);
+    scene.lights.SetLightModelsVisible(true);
     ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::CAD));
     EXPECT_EQ(scene.markersCreated, 7);  // found again, not made again
+    EXPECT_TRUE(scene.markers["__Light_CAD0"]->visible);
+    EXPECT_FALSE(scene.markers["__Light_White0"]->visible);
     EXPECT_EQ(scene.lights.GetLightModels().at(0), scene.markers["__Light_CAD0"]);
 }
 
