@@ -151,10 +151,10 @@ bool AdjacencySet::GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& s
         Logger::Log(1, "AdjacencySet::GetPositionSet: failed to get mesh continuation");
         return false;
     }
-    const auto& faces = continuation_->primitives;
+    const auto& corners = continuation_->facePositions;
     for (uint32_t face : faceSet) {
-        if (face >= faces.size()) continue;  // faces enter the sets only once stored
-        for (uint32_t p : faces[face].positions) setOut.Append(p);
+        if (face >= corners.size()) continue;  // faces enter the sets only once stored
+        for (uint32_t p : corners[face]) setOut.Append(p);
     }
     setOut.Normalize();
     return true;
@@ -208,7 +208,7 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
                          : attribute == Attribute::Specular ? shading.HasSpecular()
                                                             : layer < shading.layerCount;
         if (!has) continue;
-        const int corner = face.CornerOf(position);
+        const int corner = continuation_->CornerOf(faceIndex, position);
         if (corner < 0) {
             Logger::Log(1, "AdjacencySet::%s: bad position index", name);
             continue;

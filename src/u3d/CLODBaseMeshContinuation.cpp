@@ -38,7 +38,8 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         Logger::Log(1, "Cannot look up declaration/continuation of AuthorMesh '%s'", name);
         return false;
     }
-    if (!continuation->IsEmpty() || !continuation->primitives.empty()) {
+    if (!continuation->IsEmpty() || !continuation->primitives.empty() ||
+        !continuation->facePositions.empty()) {
         Logger::Log(1, "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'",
                     name);
         return false;
@@ -72,8 +73,8 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
 
     const bool hasNormals = declaration->HasNormals();
     const auto& descriptions = declaration->shadingDescriptions;
-    auto& faces = continuation->primitives;
-    faces.reserve(faceCount);
+    continuation->primitives.reserve(faceCount);
+    continuation->facePositions.reserve(faceCount);
     for (uint32_t i = 0; i < faceCount; ++i) {
         CLODFace face;
         face.shadingId = reader.ReadCompressedU32(1);
@@ -100,9 +101,8 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             return false;
         }
         const uint32_t faceIndex = continuation->primitiveCount;
-        faces.push_back(face);
+        continuation->AddFace(face);
         for (uint32_t p : face.positions) mesh.adjacencySet.AddFace(p, faceIndex);
-        ++continuation->primitiveCount;
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ranges>
 
 #include "u3d/AdjacencySet.h"
 #include "u3d/BitStreamReader.h"
@@ -39,6 +40,7 @@ constexpr uint32_t TexCount = 123;
 }  // namespace Ctx
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
+constexpr uint8_t kStale = 0, kHasNormal = 1, kNoNormal = 2;
 
 // Index fields of a face that a pending change can carry: positions, normals, diffuse,
 // specular (3 each) and the first four tex coord layers (12). Higher layers are never
@@ -84,6 +86,9 @@ Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
     }
     if (d > 0.9999999f)
         return {t * (a[0] - b[0]) + b[0], t * (a[1] - b[1]) + b[1], t * (a[2] - b[2]) + b[2]};
+    // At t = 1 the weights are sin(theta)/sin(theta) and sin(0): the result is `from`. The
+    // first merge into every cluster lands here, so the transcendental calls are skipped.
+    if (t == 1.0f) return from;
     const float theta = std::acos(d);
     const float inverseSin = 1.0f / std::sin(theta);
     const float wa = std::sin(t * theta) * inverseSin;
@@ -130,6 +135,11 @@ private:
     bool ReadNormals(uint32_t newFaceCount);
     bool ReadNormalsAt(uint32_t position, uint32_t firstNewFace);
 
+    // The unit normal of a face, false for a degenerate face. Normals are cached per face
+    // and recomputed only after the face's positions change: most faces are visited by many
+    // updates, and the face records are too large to walk cheaply.
+    bool FaceNormal(uint32_t face, Vec3f& out);
+
     PendingChange& Pending(uint32_t face);
     void ApplyPending();
 
@@ -170,7 +180,6 @@ private:
     uint64_t facesThisBlock_ = 0;
 
     std::vector<uint32_t> splitFaces_;  // highest face first
-    std::vector<uint32_t> facesAt_;
     IndexSet neighbours_;
     IndexSet normalPositions_;
     IndexSet scratchSet_;
@@ -187,6 +196,8 @@ private:
     // Normal prediction.
     std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
     std::vector<float> bestDot_;
+    std::vector<Vec3f> normalCache_;
+    std::vector<uint8_t> normalState_;  // per face: kStale, kHasNormal or kNoNormal
     std::vector<uint32_t> mergeCounts_;
 };
 
@@ -203,7 +214,10 @@ bool UpdateDecoder::Run() {
     const uint64_t faceRoom = std::min<uint64_t>(
         declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
+    if (data_.facePositions.capacity() < faceRoom) data_.facePositions.reserve(faceRoom);
     pendingSlot_.assign(data_.primitives.size(), kNone);
+    normalCache_.resize(data_.primitives.size());
+    normalState_.assign(data_.primitives.size(), kStale);
     for (auto* marks : {&leftMarks_, &rightMarks_, &moveMarks_, &stayMarks_})
         marks->assign(end + 1, 0);
 
@@ -330,9 +344,10 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
             face.positions = {r_, s_, third};
             Mark(rightMarks_, third);
         }
-        data_.primitives.push_back(face);
+        data_.AddFace(face);
         pendingSlot_.push_back(kNone);
-        ++data_.primitiveCount;
+        normalCache_.emplace_back();
+        normalState_.push_back(kStale);
     }
     return true;
 }
@@ -340,14 +355,14 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
 bool UpdateDecoder::ClassifySplitFaces() {
     moveFaces_.clear();
     for (uint32_t faceIndex : splitFaces_) {
-        const CLODFace& face = data_.primitives[faceIndex];
-        const int corner = face.CornerOf(s_);
+        const auto& corners = data_.facePositions[faceIndex];
+        const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailFor("Invalid split face info");
-        const uint32_t a = face.positions[(corner + 1) % 3];
-        const uint32_t b = face.positions[(corner + 2) % 3];
+        const uint32_t a = corners[(corner + 1) % 3];
+        const uint32_t b = corners[(corner + 2) % 3];
         const auto anyOf = [&](const std::vector<uint32_t>& marks) {
-            return Marked(marks, face.positions[0]) || Marked(marks, face.positions[1]) ||
-                   Marked(marks, face.positions[2]);
+            return Marked(marks, corners[0]) || Marked(marks, corners[1]) ||
+                   Marked(marks, corners[2]);
         };
         uint32_t faceClass = 0;
         if (Marked(rightMarks_, a)) faceClass = 1;
@@ -359,7 +374,7 @@ bool UpdateDecoder::ClassifySplitFaces() {
         const bool moves = reader_.ReadCompressedU8(Ctx::SplitClassBase + faceClass) == 1;
         std::vector<uint32_t>& marks = moves ? moveMarks_ : stayMarks_;
         if (moves) moveFaces_.push_back(faceIndex);
-        for (uint32_t p : face.positions) Mark(marks, p);
+        for (uint32_t p : corners) Mark(marks, p);
         marks[s_] = 0;
     }
     return true;
@@ -401,7 +416,7 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
     const auto& descriptions = declaration_.shadingDescriptions;
     for (uint32_t faceIndex : moveFaces_) {
         const CLODFace& face = data_.primitives[faceIndex];
-        const int corner = face.CornerOf(s_);
+        const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailIn("Invalid update corner for move face");
         PendingChange& change = Pending(faceIndex);
         change.Set(Field::Position + corner, r_);
@@ -528,7 +543,7 @@ bool UpdateDecoder::UpdateAdjacency(uint32_t newFaceCount) {
         adjacency_.AddFace(r_, face);
     }
     for (uint32_t face = data_.primitiveCount - newFaceCount; face < data_.primitiveCount; ++face)
-        for (uint32_t p : data_.primitives[face].positions) adjacency_.AddFace(p, face);
+        for (uint32_t p : data_.facePositions[face]) adjacency_.AddFace(p, face);
     return true;
 }
 
@@ -564,8 +579,9 @@ bool UpdateDecoder::ReadNormals(uint32_t newFaceCount) {
 bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     std::span<const uint32_t> stored;
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
-    std::vector<uint32_t>& faces = facesAt_;
-    faces.assign(stored.rbegin(), stored.rend());  // highest face first
+    // Walked from the highest face down; nothing is added to any face set in this step, so
+    // the view stays valid.
+    const auto faces = std::views::reverse(stored);
     const uint32_t count = reader_.ReadCompressedU32(Ctx::NormalCount);
     if (count > 2 * faces.size() + 16 ||
         data_.normals.size() + heldNormals_.size() + count > uint64_t(data_.positions.size()) * 64)
@@ -574,16 +590,8 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     // Face normals, valid ones packed to the front; the rest stay zero and take part.
     faceNormals_.assign(faces.size(), Vec3f{0, 0, 0});
     size_t valid = 0;
-    for (uint32_t faceIndex : faces) {
-        const CLODFace& face = data_.primitives[faceIndex];
-        const Vec3f& p0 = data_.positions[face.positions[0]];
-        const Vec3f e1 = Sub(data_.positions[face.positions[1]], p0);
-        const Vec3f e2 = Sub(data_.positions[face.positions[2]], p0);
-        if (Negligible(e1) || Negligible(e2)) continue;
-        const Vec3f normal = Cross(Normalized(e1), Normalized(e2));
-        if (Negligible(normal)) continue;
-        faceNormals_[valid++] = Normalized(normal);
-    }
+    for (uint32_t faceIndex : faces)
+        if (FaceNormal(faceIndex, faceNormals_[valid])) ++valid;
 
     // Prediction: start from the first face normal, then keep adding the face normal least
     // like any chosen so far.
@@ -644,12 +652,35 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     for (uint32_t faceIndex : faces) {
         const uint32_t local = reader_.ReadCompressedU32(Ctx::NormalIndex);
         if (local >= count) return FailIn("Invalid normal index for normal-face");
-        CLODFace& face = data_.primitives[faceIndex];
-        const int corner = face.CornerOf(position);
+        const int corner = data_.CornerOf(faceIndex, position);
         if (corner < 0) return FailIn("Invalid update corner for normal-face");
         if (faceIndex < firstNewFace) Pending(faceIndex).Set(Field::Normal + corner, base + local);
-        else face.normals[corner] = base + local;
+        else data_.primitives[faceIndex].normals[corner] = base + local;
     }
+    return true;
+}
+
+// A face normal is the cross product of the normalised edges p1 - p0 and p2 - p0,
+// normalised; a face with an edge or a cross product that is zero to 1e-7 in every
+// component has none.
+bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
+    uint8_t& state = normalState_[faceIndex];
+    if (state == kStale) {
+        const auto& corners = data_.facePositions[faceIndex];
+        const Vec3f& p0 = data_.positions[corners[0]];
+        const Vec3f e1 = Sub(data_.positions[corners[1]], p0);
+        const Vec3f e2 = Sub(data_.positions[corners[2]], p0);
+        state = kNoNormal;
+        if (!Negligible(e1) && !Negligible(e2)) {
+            const Vec3f normal = Cross(Normalized(e1), Normalized(e2));
+            if (!Negligible(normal)) {
+                normalCache_[faceIndex] = Normalized(normal);
+                state = kHasNormal;
+            }
+        }
+    }
+    if (state != kHasNormal) return false;
+    out = normalCache_[faceIndex];
     return true;
 }
 
@@ -669,13 +700,14 @@ void UpdateDecoder::ApplyPending() {
         for (uint32_t marks = change.marks; marks != 0; marks &= marks - 1) {
             const uint32_t field = static_cast<uint32_t>(__builtin_ctz(marks));
             const uint32_t value = change.values[field];
-            if (field < Field::Normal) face.positions[field] = value;
+            if (field < Field::Normal) data_.SetFacePosition(change.face, static_cast<int>(field), value);
             else if (field < Field::Diffuse) face.normals[field - Field::Normal] = value;
             else if (field < Field::Specular) face.diffuse[field - Field::Diffuse] = value;
             else if (field < Field::TexCoord) face.specular[field - Field::Specular] = value;
             else face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
         pendingSlot_[change.face] = kNone;
+        if (change.marks & ((1u << Field::Normal) - 1)) normalState_[change.face] = kStale;
     }
     pending_.clear();
 }
