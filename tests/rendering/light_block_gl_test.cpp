@@ -167,5 +167,126 @@ TEST_F(LightBlockGL, UploadsKeepTheBufferEqualToTheBlock) {
     EXPECT_FALSE(lights.IsInitialized());
 }
 
+// Draws a white quad facing the viewer with the generated lit program, lit only by what the
+// LightManager put into its buffer, and reads the centre pixel back. This pins down the
+// block's meaning end to end: a directional light's position is the direction it travels.
+class LitQuad {
+public:
+    LitQuad() {
+        program_ = LitProgram();
+        const float rows[] = {-1, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, -1, 1, 0, 0, 0, 1, 1, 1, 0, 0, 0, 1};
+        glGenVertexArrays(1, &vao_);
+        glBindVertexArray(vao_);
+        glGenBuffers(1, &vbo_);
+        glBindBuffer(GL_ARRAY_BUFFER, vbo_);
+        glBufferData(GL_ARRAY_BUFFER, sizeof(rows), rows, GL_STATIC_DRAW);
+        const GLint position = glGetAttribLocation(program_, "vertexPos");
+        const GLint normal = glGetAttribLocation(program_, "vertexNormal");
+        EXPECT_GE(position, 0);
+        EXPECT_GE(normal, 0);
+        glEnableVertexAttribArray(GLuint(position));
+        glVertexAttribPointer(GLuint(position), 3, GL_FLOAT, GL_FALSE, 24, nullptr);
+        glEnableVertexAttribArray(GLuint(normal));
+        glVertexAttribPointer(GLuint(normal), 3, GL_FLOAT, GL_FALSE, 24, reinterpret_cast<void*>(12));
+        glBindVertexArray(0);
+
+        // View and projection identity: the quad fills clip space at depth 0.
+        matricesPoint_ = Renderer::Instance().GetAvailableUniformBlockBindingPoint();
+        lightsPoint_ = Renderer::Instance().GetAvailableUniformBlockBindingPoint();
+        const Mat4 identities[2] = {MathUtil::Identity4(), MathUtil::Identity4()};
+        glGenBuffers(1, &matrices_);
+        glBindBuffer(GL_UNIFORM_BUFFER, matrices_);
+        glBufferData(GL_UNIFORM_BUFFER, sizeof(identities), identities, GL_STATIC_DRAW);
+        glBindBufferRange(GL_UNIFORM_BUFFER, GLuint(matricesPoint_), matrices_, 0, sizeof(identities));
+        glBindBuffer(GL_UNIFORM_BUFFER, 0);
+        glUniformBlockBinding(program_, glGetUniformBlockIndex(program_, "GlobalMatrices"), GLuint(matricesPoint_));
+        glUniformBlockBinding(program_, glGetUniformBlockIndex(program_, "GlobalLights"), GLuint(lightsPoint_));
+
+        glGenTextures(1, &color_);
+        glBindTexture(GL_TEXTURE_2D, color_);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 8, 8, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glGenFramebuffers(1, &fbo_);
+        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, color_, 0);
+        EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    }
+    ~LitQuad() {
+        glDeleteFramebuffers(1, &fbo_);
+        glDeleteTextures(1, &color_);
+        glDeleteBuffers(1, &matrices_);
+        glDeleteBuffers(1, &vbo_);
+        glDeleteVertexArrays(1, &vao_);
+        glDeleteProgram(program_);
+        Renderer::Instance().ReleaseBlockBindingPoint(matricesPoint_);
+        Renderer::Instance().ReleaseBlockBindingPoint(lightsPoint_);
+    }
+    uint32_t LightsBindingPoint() const { return uint32_t(lightsPoint_); }
+
+    // Red channel of the centre pixel.
+    int Draw() {
+        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
+        glViewport(0, 0, 8, 8);
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_BLEND);
+        glClearColor(0, 0, 0, 1);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glUseProgram(program_);
+        const Mat4 model = MathUtil::Identity4();
+        const float normal[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+        glUniformMatrix4fv(glGetUniformLocation(program_, "modelMatrix"), 1, GL_FALSE, model.data());
+        glUniformMatrix3fv(glGetUniformLocation(program_, "normalMatrix"), 1, GL_FALSE, normal);
+        glUniform4f(glGetUniformLocation(program_, "meshColor"), 1, 1, 1, 1);
+        glBindVertexArray(vao_);
+        glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+        glBindVertexArray(0);
+        glUseProgram(0);
+        uint8_t pixel[4] = {};
+        glReadPixels(4, 4, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        return pixel[0];
+    }
+
+private:
+    GLuint program_ = 0, vao_ = 0, vbo_ = 0, matrices_ = 0, color_ = 0, fbo_ = 0;
+    int32_t matricesPoint_ = -1, lightsPoint_ = -1;
+};
+
+TEST_F(LightBlockGL, DirectionalLightTravelsAlongItsPosition) {
+    LitQuad quad;
+    LightManager lights(1);
+    ASSERT_TRUE(lights.Init(quad.LightsBindingPoint()));
+    LightInfo light;  // travels towards -z, onto the quad that faces +z
+    light.position[0] = 0.0f;
+    light.position[1] = 0.0f;
+    light.position[2] = -1.0f;
+    light.diffuse[0] = light.diffuse[1] = light.diffuse[2] = 0.5f;
+    light.diffuse[3] = 1.0f;
+    lights.SetLightInfo(0, light, true);
+
+    // Lighting off: the plain mesh colour.
+    EXPECT_EQ(quad.Draw(), 255);
+    lights.SetLightingEnabled(true);
+    EXPECT_NEAR(quad.Draw(), 128, 2);
+    // The light switched off by its flag.
+    lights.SetLightInfo(0, light, false);
+    EXPECT_EQ(quad.Draw(), 0);
+    // Travelling away from the quad lights its back only.
+    light.position[2] = 1.0f;
+    lights.SetLightInfo(0, light, true);
+    EXPECT_EQ(quad.Draw(), 0);
+    // Gamma 2 lifts one half to its square root; the ambient term adds on top.
+    light.position[2] = -1.0f;
+    lights.SetLightInfo(0, light, true);
+    lights.SetGamma(2.0f);
+    lights.SetGammaEnabled(true);
+    EXPECT_NEAR(quad.Draw(), 180, 2);
+    lights.SetGammaEnabled(false);
+    lights.SetAmbient(true, {0.25f, 0.25f, 0.25f, 1.0f});
+    EXPECT_NEAR(quad.Draw(), 191, 2);
+    lights.Shutdown();
+}
+
 }  // namespace
 }  // namespace kestrum_test
