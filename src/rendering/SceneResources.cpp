@@ -2,6 +2,7 @@
 
 #include <epoxy/gl.h>
 
+#include "rendering/OpenGLContext.h"
 #include "rendering/Renderer.h"
 #include "util/Logger.h"
 
@@ -25,12 +26,12 @@ SceneResources::~SceneResources() { Shutdown(); }
 
 bool SceneResources::Init() {
     Renderer& renderer = Renderer::Instance();
-    glGenBuffers(1, &matricesBuffer);
+    // Without a binding point of its own the block would overwrite another scene's.
     int32_t point = renderer.GetAvailableUniformBlockBindingPoint();
-    if (point >= 0) {
-        matricesBindingPoint = uint32_t(point);
-        hasMatricesBindingPoint = true;
-    }
+    if (point < 0) return false;
+    matricesBindingPoint = uint32_t(point);
+    hasMatricesBindingPoint = true;
+    glGenBuffers(1, &matricesBuffer);
     // The view matrix and the projection matrix sit back to back, as the shaders' block has them.
     float block[32];
     std::copy(viewMatrix.begin(), viewMatrix.end(), block);
@@ -71,7 +72,8 @@ void SceneResources::Shutdown() {
     materialManager.Shutdown();
     textureManager.Shutdown();
     shaderManager.Shutdown();
-    if (matricesBuffer != 0) glDeleteBuffers(1, &matricesBuffer);
+    // After the context is gone (process exit) its names are gone with it.
+    if (matricesBuffer != 0 && OpenGLContext::Instance().CurrentDC() != nullptr) glDeleteBuffers(1, &matricesBuffer);
     matricesBuffer = 0;
     if (hasMatricesBindingPoint) Renderer::Instance().ReleaseBlockBindingPoint(int32_t(matricesBindingPoint));
     hasMatricesBindingPoint = false;

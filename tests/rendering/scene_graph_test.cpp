@@ -222,6 +222,42 @@ TEST_F(SceneGraphTest, ReleasingALinkedSceneWarnsAndLaterUnlinkIsInvalid) {
     view->ClearSceneGraph();
 }
 
+TEST_F(SceneGraphTest, RunningOutOfBlockBindingPointsFailsCreateScene) {
+    // Each scene takes two uniform block binding points; the renderer has a fixed number.
+    std::vector<SceneHandle> made;
+    SceneHandle last = 0;
+    for (int i = 0; i < 64; ++i) {
+        const SceneHandle handle = SceneManager::Instance().CreateScene();
+        if (handle == 0) break;
+        made.push_back(last = handle);
+    }
+    EXPECT_TRUE(log_->Has(1, "SceneGraph::Init - Failed to init resource managers!"));
+    EXPECT_LT(made.size(), 64u);
+    for (SceneHandle handle : made) SceneManager::Instance().ReleaseScene(handle);
+    // The failed attempt used up a handle; the points are free again.
+    const SceneHandle again = NewScene();
+    EXPECT_EQ(again, last + 2);
+}
+
+TEST_F(SceneGraphTest, TwoScenesInTwoViewsKeepTheirOwnCameras) {
+    const SceneHandle small = BoxScene({-1, -1, -1}, {1, 1, 1});
+    const SceneHandle large = BoxScene({-5, -1, -1}, {5, 1, 1});
+    CaptureView a("a", 64, 64), b("b", 64, 64);
+    ASSERT_TRUE(a && b);
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(small, a.get()));
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(large, b.get()));
+    Picture first, second, third;
+    ASSERT_TRUE(a.Capture(first));
+    ASSERT_TRUE(b.Capture(second));
+    ASSERT_TRUE(a.Capture(third));
+    // Drawing the other scene in between changes nothing in this one's picture.
+    EXPECT_EQ(first.bgra, third.bgra);
+    EXPECT_NE(first.bgra, second.bgra);
+    // Each scene has its own matrices block.
+    EXPECT_NE(Scene(small)->GetResources().GetMatricesBindingPoint(),
+              Scene(large)->GetResources().GetMatricesBindingPoint());
+}
+
 TEST_F(SceneGraphTest, SetSceneGraphRefusesUnknownScenes) {
     CaptureView view("unknown", 16, 16);
     ASSERT_TRUE(view);

@@ -244,6 +244,41 @@ TEST_F(ViewRender, AnisotropyZeroMeansOneAndBadValuesAreRefused) {
     EXPECT_EQ(Scene(handle)->GetResources().textureManager.GetAnisotropy(), 4u);
 }
 
+TEST_F(ViewRender, LineModeDrawsOnlyTheEdges) {
+    const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
+    CaptureView view("lines", 100, 100);
+    ASSERT_TRUE(view);
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
+    view->SetPolygonMode(GL_LINE);
+    Picture picture;
+    ASSERT_TRUE(view.Capture(picture));
+    view->SetPolygonMode(GL_FILL);
+    EXPECT_EQ(picture.At(50, 50), kBlack);  // the face is hollow
+    const auto e = picture.Extent(kBlack);
+    ASSERT_GE(e[0], 0);
+    EXPECT_NEAR(e[0], 99 - e[2], 1);
+    Picture filled;
+    ASSERT_TRUE(view.Capture(filled));
+    EXPECT_EQ(filled.At(50, 50), (std::array<int, 3>{0, 0, 255}));
+}
+
+TEST_F(ViewRender, RendererDrawsRegisteredViews) {
+    const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
+    CaptureView view("listed", 40, 40);
+    ASSERT_TRUE(view);
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
+    ASSERT_TRUE(Renderer::Instance().AddRenderView(view.shared()));
+    Renderer::Instance().RenderAllViews(5000);
+    Renderer::Instance().RemoveRenderView(view.shared());
+    // The frame went through the framebuffer: its centre holds the front face.
+    Picture picture;
+    picture.width = picture.height = 40;
+    uint32_t size = 0;
+    ASSERT_TRUE(view->ReadFramebuffer(picture.bgra, size, false));
+    EXPECT_EQ(picture.At(20, 20), (std::array<int, 3>{0, 0, 255}));
+    EXPECT_FALSE(view->IsFrameDirty());
+}
+
 TEST_F(ViewRender, ScreenshotWritesTheFrameAsAnImage) {
     const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
     CaptureView view("shot", 80, 60);
