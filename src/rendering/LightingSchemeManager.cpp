@@ -253,6 +253,8 @@ void LightingSchemeManager::RestoreArtwork(LightManager& lights) {
     lights.RestoreBlock(restored);
     for (const auto& [index, marker] : artworkModels_)
         if (index < kMaxLights && restored.flags[index][0] != 0) lights.SetLightModel(index, marker);
+    // Reset hid the markers; they come back as the light-model setting says.
+    lights.SetLightModelsVisible(lights.AreLightModelsVisible());
 }
 
 bool LightingSchemeManager::StoreCurrentAsArtwork() {

@@ -213,6 +213,14 @@ TEST_F(SchemeFixture, ArtworkRestoresTheDocumentLights) {
     EXPECT_EQ(b.enableLighting, 1);
     EXPECT_FLOAT_EQ(b.gamma, 3.0f);
     EXPECT_EQ(scene.lights.GetLightModels().at(5), marker);
+    EXPECT_FALSE(marker->visible);
+    // With light models shown, the restored marker is shown as well.
+    scene.lights.SetLightModelsVisible(true);
+    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Day));
+    EXPECT_FALSE(marker->visible);
+    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Artwork));
+    EXPECT_TRUE(marker->visible);
+    EXPECT_EQ(marker->lightType, LightType::Directional);
 }
 
 TEST(SchemeWithoutScene, IsRefused) {
