@@ -157,6 +157,39 @@ TEST_F(ControllerFixture, RemovingTheActiveCameraMovesToTheNextNameAndWraps) {
     EXPECT_EQ(controller.GetCameras().size(), 2u);
 }
 
+TEST_F(ControllerFixture, NextCameraCyclesInNameOrder) {
+    ASSERT_TRUE(Attach());
+    ASSERT_TRUE(controller.AddCamera(OrbitCamera("A", {0, -10, 0}, {0, 0, 0})));
+    ASSERT_TRUE(controller.AddCamera(OrbitCamera("B", {0, -11, 0}, {0, 0, 0})));
+    ASSERT_TRUE(controller.ActivateFirstCamera());
+    EXPECT_EQ(controller.GetActiveCamera().GetName(), "A");
+    ASSERT_TRUE(controller.ActivateNextCamera());
+    EXPECT_EQ(controller.GetActiveCamera().GetName(), "B");
+    ASSERT_TRUE(controller.ActivateNextCamera());
+    EXPECT_EQ(controller.GetActiveCamera().GetName(), kDefaultCameraName);
+    ASSERT_TRUE(controller.ActivateNextCamera());
+    EXPECT_EQ(controller.GetActiveCamera().GetName(), "A");
+    // Only one camera is ever active, and the scene holds its matrices.
+    int active = 0;
+    for (const auto& [name, camera] : controller.GetCameras()) active += camera.IsActive();
+    EXPECT_EQ(active, 1);
+    EXPECT_EQ(scene.view, controller.GetActiveCamera().GetViewMatrix());
+}
+
+TEST_F(ControllerFixture, WalkCameraCarriesItsTargetAlong) {
+    ASSERT_TRUE(Attach());
+    CameraInfo walk = OrbitCamera("Walk", {0, 0, 50}, {0, 0, 40});
+    walk.type = CameraType::Walk;
+    ASSERT_TRUE(controller.AddCamera(walk));
+    ASSERT_TRUE(controller.ActivateCamera("Walk"));
+    controller.OnWheel(120, false);  // 10 units forward at grid 100
+    for (int frame = 0; frame < 20; ++frame) controller.Render(false, scene, 0.0f, 0.05f);
+    const SceneCamera& camera = controller.GetActiveCamera();
+    EXPECT_NEAR(camera.GetEye()[2], 40.0f, 1e-4f);
+    EXPECT_NEAR(camera.GetTarget()[2], 30.0f, 1e-4f);
+    EXPECT_FLOAT_EQ(camera.GetDistance(), camera.GetTargetDistance());
+}
+
 TEST_F(ControllerFixture, RemovalRefusals) {
     ASSERT_TRUE(Attach());
     EXPECT_FALSE(controller.RemoveCamera(kDefaultCameraName));
