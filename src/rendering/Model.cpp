@@ -233,6 +233,10 @@ void Model::SetBoundingBoxVisible(bool visible, uint32_t mask) {
     }
 }
 
+void Model::SetChildrenBoundingBoxVisible(bool visible, uint32_t mask) {
+    for (auto& [name, child] : children_) child->SetBoundingBoxVisible(visible, mask);
+}
+
 void Model::SetMaterial(uint32_t subObject, uint32_t materialIndex) {
     if (subObject >= renderInfo_.shaderInfos.size()) {
         Logger::Log(1, "Model::SetMaterial() - Invalid shader index into RenderShaderInfos");

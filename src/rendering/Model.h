@@ -61,6 +61,9 @@ public:
     void AddBoundingBoxAndAxis(const SceneBoundingBox& box);
     // Bit 0 acts on this model's box, bit 1 passes the setting to all children with mask 3.
     void SetBoundingBoxVisible(bool visible, uint32_t mask);
+    // The same setting for every direct child (and, with bit 1, their subtrees), as the
+    // render proxy applies it to a node's children.
+    void SetChildrenBoundingBoxVisible(bool visible, uint32_t mask);
 
     void SetMaterial(uint32_t subObject, uint32_t materialIndex);
     void SetTexture(uint32_t subObject, uint32_t layer, uint32_t textureId);

@@ -142,6 +142,50 @@ TEST_F(ModelTree, TextureAndMaterialSlotsAreBoundsChecked) {
     EXPECT_EQ(model->GetRenderInfo().shaderInfos[0].materialIndex, 5u);
 }
 
+TEST_F(ModelTree, AnimationScalesTurnsAndMovesPerSecond) {
+    auto model = Make("spinner");
+    model->SetAnimation(AnimationFlags::Scale, {0, 0, 0}, {0, 0, 0}, {100, -100, 0.5f}, true);
+    model->Render(0.0f, 1.0f, false);
+    // Scale steps by speed * delta and stays within [0.1, 10].
+    EXPECT_EQ(model->GetScale(), (Vec3{10.0f, 0.1f, 1.5f}));
+
+    auto turner = Make("turner");
+    turner->SetAnimation(AnimationFlags::Rotate | AnimationFlags::Translate, {1, 0, 0}, {0, 0, 90}, {0, 0, 0}, true);
+    turner->Render(0.0f, 1.0f, false);
+    // A quarter turn about z; the step along local x then goes along world y.
+    const Mat4& r = turner->GetRotation();
+    EXPECT_NEAR(r[0], 0.0f, 1e-5f);
+    EXPECT_NEAR(r[1], 1.0f, 1e-5f);
+    EXPECT_NEAR(turner->GetTranslation()[0], 0.0f, 1e-5f);
+    EXPECT_NEAR(turner->GetTranslation()[1], 1.0f, 1e-5f);
+    EXPECT_NEAR(turner->GetWorldMatrix()[13], 1.0f, 1e-5f);
+    EXPECT_FALSE(turner->IsDirty());
+
+    // In world space the step is taken as it is.
+    auto mover = Make("mover");
+    mover->SetAnimation(AnimationFlags::Rotate | AnimationFlags::Translate, {1, 0, 0}, {0, 0, 90}, {0, 0, 0}, false);
+    mover->Render(0.0f, 0.5f, false);
+    EXPECT_NEAR(mover->GetTranslation()[0], 0.5f, 1e-5f);
+    EXPECT_NEAR(mover->GetTranslation()[1], 0.0f, 1e-5f);
+}
+
+TEST_F(ModelTree, ChildrenBoundingBoxesFollowTheParentsCall) {
+    ModelCreationInfo info;
+    info.mesh = mesh_;
+    info.addBoundingBox = true;
+    info.shaderDescriptions.push_back(Description(ShaderFlags::FrontFaces));
+    auto group = InvisibleModel::Create(handle_, "group");
+    info.name = "one";
+    auto one = Model::Create(handle_, info);
+    info.name = "two";
+    auto two = Model::Create(handle_, info);
+    group->AddChild(one, "");
+    group->AddChild(two, "");
+    group->SetChildrenBoundingBoxVisible(true, 1);
+    EXPECT_TRUE(one->GetBoundingBoxModel()->IsVisible());
+    EXPECT_TRUE(two->GetBoundingBoxModel()->IsVisible());
+}
+
 TEST_F(ModelTree, InvalidBoxAddsNoHelpers) {
     auto model = Make("m");
     model->AddBoundingBoxAndAxis(SceneBoundingBox{});
