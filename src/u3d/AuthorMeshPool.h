@@ -10,6 +10,10 @@
 
 #include "u3d/AuthorMesh.h"
 
+namespace Velmora::FormatGlue {
+class AuthoringProgress;
+}
+
 namespace Velmora::U3D {
 
 class AuthorMeshPool {
@@ -23,6 +27,12 @@ public:
     // Moves the mesh to removedMeshes after a read error; logs in every case.
     void RemoveMesh(const std::string& name);
     bool WasRemoved(const std::string& name) const { return removedMeshes.count(name) != 0; }
+
+    // Builds the renderable mesh of every entry into the scene's mesh manager, erasing each
+    // entry once built (AuthorMeshPool_Build.cpp). Returns the number that failed; without a
+    // scene nothing is built and every mesh counts as failed. `progress` (may be null)
+    // advances by `step` per mesh.
+    uint32_t CreateMeshes(uint32_t sceneHandle, FormatGlue::AuthoringProgress* progress, float step);
 
     MeshMap meshes;
     MeshMap removedMeshes;

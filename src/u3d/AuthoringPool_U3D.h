@@ -7,10 +7,13 @@
 // last one is given at the end.
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 
 #include "format/AuthoringPool.h"
+#include "rendering/CameraInfo.h"
+#include "rendering/Model.h"
 #include "u3d/AuthorLightPool.h"
 #include "u3d/AuthorMaterialPool.h"
 #include "u3d/AuthorMeshPool.h"
@@ -48,6 +51,16 @@ public:
     uint32_t BlocksRead() const { return blocksRead_; }
     uint32_t BlocksFailed() const { return blocksFailed_; }
 
+    // Build side (AuthoringPool_U3D_Build.cpp). Each works on the scene being built.
+    bool CreateChildInstancesForNode(Rendering::SceneHandle scene, const AuthorNode& node,
+                                     const std::shared_ptr<Rendering::Model>& parentModel);
+    std::shared_ptr<Rendering::Model> CreateModelInstance(Rendering::SceneHandle scene, const AuthorNode& node);
+    bool CreateCameraInfo(const AuthorNode& viewNode, Rendering::CameraInfo& camera) const;
+    bool CreateLightInstance(Rendering::SceneHandle scene, const AuthorNode& lightNode);
+    void PrepareLighting(Rendering::SceneHandle scene);
+    // Logs the statistics of a built scene at level 0.
+    static void LogSceneStatistics(Rendering::SceneHandle scene);
+
 private:
     // Reads a block list in order; returns false when the interrupt flag stopped it.
     bool SweepBlocks(RawDataBlockList& blocks, bool defer, bool progress, RawDataBlockList* deferred);
@@ -65,6 +78,13 @@ private:
     uint32_t blocksRead_ = 0;
     uint32_t blocksFailed_ = 0;
     int chainDepth_ = 0;
+
+    // Build state: the first model made for each node name (views find their parents here),
+    // and how many models the walk may still make (a tree reached through many parents can
+    // multiply far beyond the file's size).
+    std::multimap<std::string, std::shared_ptr<Rendering::Model>> modelsByNode_;
+    size_t modelBudget_ = 0;
+    uint32_t buildDepth_ = 0;
 };
 
 }  // namespace Velmora::U3D
