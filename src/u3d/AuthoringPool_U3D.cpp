@@ -216,12 +216,4 @@ uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>
     return Read;
 }
 
-bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer) {
-    // Building a render scene needs the scene manager of the renderer; until it is wired in
-    // the pool can only be read.
-    sceneHandle = 0;
-    Logger::Log(1, "Failed to create SceneGraph from AuthoringPool!");
-    return false;
-}
-
 }  // namespace Velmora::U3D

@@ -74,6 +74,11 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
                     Logger::Log(1, "Failed to create SceneGraph from AuthoringPool!");
                 }
                 if (buildTimer) buildTimer->Stop();
+                if (scene != 0 && root) {
+                    auto statsTimer = subTimer("GetMeshStats");
+                    AuthoringPool_U3D::LogSceneStatistics(scene);
+                    if (statsTimer) statsTimer->Stop();
+                }
             }
         }
     }

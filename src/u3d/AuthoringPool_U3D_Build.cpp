@@ -1,0 +1,564 @@
+// The build half of AuthoringPool_U3D: from the filled pools to a render scene.
+//
+// Stages run in a fixed order, each under a subtimer of its name and each followed by an
+// interrupt check: materials, textures, meshes, models, model matrices, cameras, the scene
+// graph itself, lights and lighting. Only a missing scene graph, a missing node root, a
+// failing SceneGraph::Init and the interrupt flag fail the build; everything else degrades
+// (invisible models, default states, fewer lights). A failed build releases its scene.
+
+#include <cmath>
+#include <new>
+
+#include <fmt/format.h>
+
+#include "format/AuthoringInterrupt.h"
+#include "rendering/LightModel.h"
+#include "rendering/MathUtil.h"
+#include "rendering/SceneGraph.h"
+#include "rendering/SceneManager.h"
+#include "u3d/AuthoringPool_U3D.h"
+#include "u3d/ShaderStateBuilder.h"
+#include "u3d/TextureBuilder.h"
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using FormatGlue::AuthoringInterrupt;
+using Rendering::CameraInfo;
+using Rendering::InvisibleModel;
+using Rendering::Model;
+using Rendering::SceneGraph;
+using Rendering::SceneHandle;
+using Rendering::SceneManager;
+using Rendering::Vec3;
+using Utility::Logger;
+
+namespace {
+
+constexpr const char* kRootModelName = "___U3D_ROOT_MODEL";
+constexpr const char* kWorldParentName = "PDF3D Scene";
+// Models one build may make. A subtree reached through several parents is built once per
+// path, so a small file can describe an exponential tree; real scenes stay far below this.
+constexpr size_t kMaxModels = 1u << 20;
+// Deeper hierarchies are cut off; the recursion stays far from the end of the stack.
+constexpr uint32_t kMaxDepth = 1024;
+
+// A subtimer that runs for the lifetime of the object (nothing without a parent timer).
+class StageTimer {
+public:
+    StageTimer(const FormatGlue::AuthoringPool::Timer& parent, const char* name) {
+        if (!parent) return;
+        timer_ = parent->SubTimer(name);
+        if (!timer_) {
+            Logger::Log(1, "Cannot create subtimer '%s'", name);
+            return;
+        }
+        timer_->Start();
+    }
+    ~StageTimer() {
+        if (timer_) timer_->Stop();
+    }
+    StageTimer(const StageTimer&) = delete;
+    StageTimer& operator=(const StageTimer&) = delete;
+
+private:
+    std::shared_ptr<Utility::SimpleProfiler> timer_;
+};
+
+// Row r (elements 4r..4r+2) of a transform as read: rows 0..2 are the axes, row 3 the origin.
+Vec3 Row(const Matrix4& m, int r) { return {m[4 * r], m[4 * r + 1], m[4 * r + 2]}; }
+
+float Length(const Vec3& v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+
+// False (v untouched) for a zero or non-finite vector.
+bool Normalise(Vec3& v) {
+    const float length = Length(v);
+    if (!(length > 0.0f) || !std::isfinite(length)) return false;
+    for (float& c : v) c /= length;
+    return true;
+}
+
+Vec3 Negated(const Vec3& v) { return {-v[0], -v[1], -v[2]}; }
+
+}  // namespace
+
+bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
+    sceneHandle = 0;
+    if (!nodePool_ && !Init()) return false;
+    SceneManager& scenes = SceneManager::Instance();
+    const SceneHandle handle = scenes.CreateScene();
+    std::shared_ptr<SceneGraph> scene = scenes.GetScene(handle);
+    if (!scene) {
+        Logger::Log(1, "Failed to create SceneGraph!");
+        return false;
+    }
+    auto fail = [&]() {
+        modelsByNode_.clear();
+        scene.reset();
+        scenes.ReleaseScene(handle);
+        return false;
+    };
+    Rendering::SceneResources& resources = scene->GetResources();
+
+    // 1. The root model of the document's tree.
+    std::shared_ptr<Model> rootModel = InvisibleModel::Create(handle, kRootModelName);
+    if (!rootModel) {
+        Logger::Log(1, "Failed to create U3D root model");
+        return fail();
+    }
+
+    // 2. Materials. Reflectivity is a shininess fraction unless the scene shades with the
+    // Gauss model, which takes it as it is.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateMaterials");
+        const bool scaleShininess = scene->GetLightingModel() != 2;
+        uint32_t failed = 0;
+        for (const auto& [name, material] : materialPool_->Materials()) {
+            Rendering::MaterialValues values;
+            values.ambient = material.ambient;
+            values.diffuse = material.diffuse;
+            values.specular = material.specular;
+            values.emissive = material.emissive;
+            values.attributes = {scaleShininess ? material.reflectivity * 128.0f : material.reflectivity,
+                                 material.opacity, 0.0f, 0.0f};
+            if (resources.materialManager.AddMaterial(name, values) == 0) {
+                Logger::Log(2, "Cannot upload material '%s' to renderer!", name.c_str());
+                ++failed;
+            }
+        }
+        if (!resources.materialManager.UploadMaterials()) Logger::Log(1, "Failed to uplopd materials!");
+        if (failed) Logger::Log(1, "Failed to upload %u materials to renderer!", failed);
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 3. Textures.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateTextures");
+        const uint32_t failed = CreateTextures(*texturePool_, resources.textureManager, &progress_, buildStep_);
+        if (failed) Logger::Log(1, "Failed to upload %u textures to renderer!", failed);
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 4. Meshes; the staging meshes go as their renderable forms are made.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateMeshes");
+        const uint32_t failed = meshPool_->CreateMeshes(handle, &progress_, buildStep_);
+        if (failed) Logger::Log(1, "Failed to upload %u meshes to renderer!", failed);
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 5. Models.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateModels");
+        const AuthorNodeHandle& world = nodePool_->GetRoot();
+        if (!world) {
+            Logger::Log(1, "Failed to retrieve world root from node pool");
+            return fail();
+        }
+        modelsByNode_.clear();
+        modelBudget_ = kMaxModels;
+        buildDepth_ = 0;
+        if (!CreateChildInstancesForNode(handle, *world, rootModel))
+            Logger::Log(1, "Failed to create child instances for U3D root model");
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 6. World matrices, which the cameras below read.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::UpdateModelMatrices");
+        rootModel->UpdateWorldMatrix();
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 7. Cameras from the view nodes.
+    Rendering::SceneCreationInfo creation;
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateCameras");
+        for (const auto& [name, node] : nodePool_->ViewNodes()) {
+            CameraInfo camera;
+            if (!node || !CreateCameraInfo(*node, camera)) {
+                Logger::Log(2, "Unable to add camera info '%s'", name.c_str());
+                continue;
+            }
+            creation.cameras.push_back(std::move(camera));
+        }
+        if (creation.cameras.empty()) Logger::Log(2, "No cameras added to scene from U3D file!");
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 8. The scene graph measures, centres and completes itself.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::BuildScene");
+        creation.modelTree = rootModel;
+        creation.axisVisible = true;
+        creation.gridVisible = true;
+        creation.createDefaultCamera = true;
+        creation.lightingModel = scene->GetLightingModel();
+        if (!scene->Init(creation)) {
+            Logger::Log(1, "Failed to create SceneGraph!");
+            return fail();
+        }
+    }
+    modelsByNode_.clear();
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 9. Lights from the light nodes.
+    {
+        StageTimer stage(timer, "BuildSceneGraph::CreateLights");
+        uint32_t added = 0;
+        for (const auto& [name, node] : nodePool_->LightNodes()) {
+            if (!node || !CreateLightInstance(handle, *node)) {
+                Logger::Log(2, "Unable to create light instance '%s'", name.c_str());
+                continue;
+            }
+            ++added;
+        }
+        if (added == 0) Logger::Log(2, "No lights added to scene from U3D file!");
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    // 10. Lighting.
+    {
+        StageTimer stage(timer, "AuthoringPool::PrepareLighting");
+        PrepareLighting(handle);
+    }
+    if (AuthoringInterrupt::Interrupted()) return fail();
+
+    sceneHandle = handle;
+    return true;
+}
+
+bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const AuthorNode& node,
+                                                    const std::shared_ptr<Model>& parentModel) {
+    if (!parentModel) return false;
+    if (buildDepth_ >= kMaxDepth) {
+        Logger::Log(2, "Node hierarchy below '%s' is too deep -> IGNORED", node.instanceName.c_str());
+        return false;
+    }
+    bool complete = true;
+    for (const auto& [childName, child] : node.children) {
+        progress_.UpdateProgress(buildStep_);
+        if (AuthoringInterrupt::Interrupted()) return false;
+        if (!child) continue;
+        if (modelBudget_ == 0) {
+            Logger::Log(2, "Too many model instances, '%s' and what follows is IGNORED", child->instanceName.c_str());
+            return false;
+        }
+        std::shared_ptr<Model> model;
+        if (child->kind == AuthorNode::Model) {
+            model = CreateModelInstance(scene, *child);
+        } else if (child->kind == AuthorNode::Group) {
+            model = InvisibleModel::Create(scene, child->instanceName);
+        } else {
+            Logger::Log(1, "CreateChildInstancesForNode: Invalid node type for '%s'", child->name.c_str());
+        }
+        if (!model) {
+            Logger::Log(2, "CreateChildInstancesForNode: Failed to create model for node '%s'", child->name.c_str());
+            continue;
+        }
+        --modelBudget_;
+        model->SetMatrix(child->transform);
+        parentModel->AddChild(model, "");
+        try {
+            modelsByNode_.emplace(child->name, model);
+        } catch (const std::bad_alloc&) {
+            Logger::Log(1, "OUT OF MEMORY");
+            return false;
+        }
+        if (!child->children.empty()) {
+            ++buildDepth_;
+            const bool done = CreateChildInstancesForNode(scene, *child, model);
+            --buildDepth_;
+            if (!done) complete = false;
+            if (modelBudget_ == 0 || AuthoringInterrupt::Interrupted()) return false;
+        }
+    }
+    return complete;
+}
+
+std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene, const AuthorNode& node) {
+    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
+    if (!graph) return nullptr;
+    Rendering::SceneResources& resources = graph->GetResources();
+    const auto* data = dynamic_cast<const ModelNodeData*>(node.data.get());
+    const std::string& meshName = data ? data->resourceName : node.name;
+    auto invisible = [&]() -> std::shared_ptr<Model> { return InvisibleModel::Create(scene, node.instanceName); };
+
+    std::shared_ptr<Rendering::Mesh> mesh = resources.meshManager.GetMesh(meshName);
+    if (!mesh) {
+        Logger::Log(2, "Cannot find mesh '%s' for node '%s' -> creating invisible model/mesh", meshName.c_str(),
+                    node.name.c_str());
+        return invisible();
+    }
+    std::shared_ptr<ShadingGroup> shading = shaderPool_->FindShadingModifier(node.name);
+    if (!shading) {
+        shading = shaderPool_->FindShadingModifier(meshName);
+        if (!shading) {
+            Logger::Log(2, "Cannot find shading modifier for node '%s' -> creating invisible model/mesh",
+                        node.name.c_str());
+            return invisible();
+        }
+        Logger::Log(2, "Fallback to alternative shading modifier '%s' instead '%s'", meshName.c_str(),
+                    node.name.c_str());
+    }
+    if (shading->shaderLists.empty()) {
+        Logger::LogF(2, "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible model/mesh",
+                     node.name);
+        return invisible();
+    }
+
+    // One shading list per group (shading id) of the mesh, in order.
+    const uint32_t groups = mesh->GetSubObjectCount();
+    std::vector<GroupShading> states;
+    Rendering::ModelCreationInfo info;
+    try {
+        states.reserve(groups);
+        info.shaderDescriptions.reserve(groups);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "OUT OF MEMORY");
+        return nullptr;
+    }
+    for (uint32_t group = 0; group < groups; ++group) {
+        const AuthorShader* shader = nullptr;
+        if (group < shading->shaderLists.size()) {
+            const std::vector<std::string>& list = shading->shaderLists[group];
+            if (list.size() > 1)
+                Logger::Log(2, "Shading List with %u entries, only first one used, rest will be DISCARDED!",
+                            uint32_t(list.size()));
+            if (!list.empty()) {
+                shader = shaderPool_->FindShader(list.front()).get();
+                if (!shader)
+                    Logger::Log(2, "Cannot find shader '%s' for model '%s'", list.front().c_str(), node.name.c_str());
+            }
+        }
+        states.push_back(MakeGroupShading(mesh->GetVertexAttributes(group), shader, meshName));
+        info.shaderDescriptions.push_back(states.back().description);
+    }
+    info.name = node.instanceName;
+    info.mesh = mesh;
+    std::shared_ptr<Model> model = Model::Create(scene, info);
+    if (!model) {
+        Logger::Log(1, "Failed to create model instance for '%s'", node.name.c_str());
+        return nullptr;
+    }
+
+    bool transparent = false;
+    const Rendering::MaterialManager& materials = resources.materialManager;
+    const Rendering::TextureManager& textures = resources.textureManager;
+    for (uint32_t group = 0; group < groups; ++group) {
+        const GroupShading& state = states[group];
+        transparent = transparent || state.transparent;
+        uint32_t materialIndex = materials.GetDefaultMaterialIndex();
+        const auto found = materials.GetMaterialMap().find(state.materialName);
+        if (!state.materialName.empty() && found != materials.GetMaterialMap().end()) {
+            materialIndex = found->second;
+            if (materialIndex < materials.GetMaterials().size() &&
+                materials.GetMaterials()[materialIndex].Opacity() < 1.0f)
+                transparent = true;
+        }
+        model->SetMaterial(group, materialIndex);
+        for (uint32_t layer = 0; layer < Rendering::kMaxTextureLayers; ++layer) {
+            if (!(state.description.textureLayers & (1u << layer))) continue;
+            uint32_t id = textures.GetTextureId(state.textureNames[layer]);
+            if (id == 0) {
+                Logger::LogF(1, "Cannot find texture '{:s}'", state.textureNames[layer]);
+                id = textures.GetDefaultTextureId();
+            } else {
+                const std::shared_ptr<Rendering::Texture> texture = textures.GetTexture(id);
+                if (texture && texture->HasAlpha()) transparent = true;
+            }
+            model->SetTexture(group, layer, id);
+        }
+    }
+    if (transparent) {
+        Logger::Log(4, "Model %s is TRANSPARENT", model->GetName().c_str());
+        model->SetTransparent(true);
+    }
+    return model;
+}
+
+bool AuthoringPool_U3D::CreateCameraInfo(const AuthorNode& viewNode, CameraInfo& camera) const {
+    const auto* data = dynamic_cast<const ViewNodeData*>(viewNode.data.get());
+    if (!data) return false;
+    const uint32_t projection = data->attributes & ~1u;
+    if (projection == 4 || projection == 6) {
+        Logger::Log(2,
+                    "AuthoringPool::CreateCameraInfo - 1Point and 2Point projections not yet supported - camera '%s' "
+                    "ignored!",
+                    viewNode.name.c_str());
+        return false;
+    }
+    Matrix4 transform = viewNode.transform;
+    if (!viewNode.parentName.empty() && viewNode.parentName != kWorldParentName) {
+        Logger::Log(2, "View '%s' with specific parent: '%s' -> matrix will be adjusted", viewNode.name.c_str(),
+                    viewNode.parentName.c_str());
+        const auto parent = modelsByNode_.find(viewNode.parentName);
+        if (parent == modelsByNode_.end() || !parent->second) {
+            Logger::Log(2, "Cannot find parent '%s' for view '%s' -> view will be parented to scene",
+                        viewNode.parentName.c_str(), viewNode.name.c_str());
+        } else {
+            transform = Rendering::MathUtil::Multiply(parent->second->GetWorldMatrix(), transform);
+        }
+    }
+
+    camera = CameraInfo{};
+    camera.type = Rendering::CameraType::Orbit;
+    camera.name = viewNode.name;
+    camera.nearClip = data->nearClip > 0.0001f ? data->nearClip : 0.0001f;
+    camera.farClip = data->farClip;
+    if (projection == 2) {
+        camera.orthographic = true;
+        camera.orthoZoom = 1.0f;
+        // The view volume is orthoHeight high in scene units; the camera measures it in
+        // viewport pixels.
+        const float height = data->orthoHeight > 0.0f ? data->orthoHeight : 1.0f;
+        camera.orthoViewHeightFactor = data->viewportHeight > 0.0f ? height / data->viewportHeight : height;
+    } else {
+        camera.fieldOfView = data->fieldOfView;
+    }
+    // The view looks down its node's negative z axis, y is up, and the right row of the
+    // camera points to the viewer's left, hence the negated x axis.
+    Vec3 forward = Negated(Row(transform, 2));
+    Vec3 up = Row(transform, 1);
+    Vec3 right = Negated(Row(transform, 0));
+    Normalise(forward);
+    Normalise(up);
+    Normalise(right);
+    camera.eye = Row(transform, 3);
+    camera.target = {camera.eye[0] + forward[0], camera.eye[1] + forward[1], camera.eye[2] + forward[2]};
+    camera.orientation[0] = right;
+    camera.orientation[1] = up;
+    camera.orientation[2] = forward;
+    return true;
+}
+
+bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode& lightNode) {
+    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
+    if (!graph) return false;
+    const auto* data = dynamic_cast<const LightNodeData*>(lightNode.data.get());
+    const std::string resource = data ? data->resourceName : std::string();
+    // The ambient light shines through PrepareLighting, not through a slot of its own.
+    if (lightPool_->hasAmbient && resource == lightPool_->ambientName && !lightPool_->FindLight(resource))
+        return true;
+    const AuthorLightPool::Entry* entry = lightPool_->FindLight(resource);
+    if (!entry) {
+        Logger::Log(2, "AuthoringPool::CreateLightInstance: Cannot find light source for '%s'", lightNode.name.c_str());
+        return false;
+    }
+    if (entry->lightType < AuthorLightPool::Directional || entry->lightType > AuthorLightPool::Spot ||
+        entry->lightIndex >= Rendering::kMaxLights) {
+        Logger::Log(2, "AuthoringPool::CreateLightInstance: Invalid light data for '%s'", lightNode.name.c_str());
+        return false;
+    }
+    const float scale = graph->GetGridSize() / 250.0f;
+    if (!(scale > 0.0f) || !std::isfinite(scale)) {
+        Logger::Log(2, "AuthoringPool::CreateLightInstance: Invalid light scale for scene");
+        return false;
+    }
+
+    const LightData& light = entry->data;
+    Rendering::LightInfo info;
+    for (int k = 0; k < 4; ++k) {
+        info.diffuse[k] = light.diffuse[k];
+        info.specular[k] = light.specular[k];
+    }
+    info.constantAttenuation = light.attenuation[0];
+    info.linearAttenuation = light.attenuation[1];
+    info.quadraticAttenuation = light.attenuation[2];
+    info.spotCutoff = light.spotCutoff;
+    info.spotExponent = light.spotExponent;
+    const Matrix4& m = lightNode.transform;
+    Vec3 axis = Row(m, 2);
+    const Vec3 origin = Row(m, 3);
+    switch (entry->lightType) {
+        case AuthorLightPool::Directional:
+            if (!Normalise(axis)) {
+                Logger::Log(2, "Directional light parentNodeTransform is invalid, overriding with default!");
+                axis = {0.0f, 0.0f, 1.0f};
+            }
+            info.position[0] = axis[0];
+            info.position[1] = axis[1];
+            info.position[2] = axis[2];
+            info.position[3] = 0.0f;
+            break;
+        case AuthorLightPool::Spot:
+            if (!Normalise(axis) || !std::isfinite(origin[0] + origin[1] + origin[2])) {
+                Logger::Log(2, "Spotlight parentNodeTransform is invalid, overriding with default!");
+                axis = {0.0f, 0.0f, 1.0f};
+            }
+            info.spotDirection[0] = axis[0];
+            info.spotDirection[1] = axis[1];
+            info.spotDirection[2] = axis[2];
+            [[fallthrough]];
+        default:
+            info.position[0] = origin[0];
+            info.position[1] = origin[1];
+            info.position[2] = origin[2];
+            info.position[3] = 1.0f;
+            break;
+    }
+    Rendering::LightManager& lights = graph->GetResources().lightManager;
+    if (!lights.SetLightInfo(entry->lightIndex, info, true)) return false;
+
+    // The marker is a courtesy: failing to make it costs only its visibility.
+    Rendering::LightModelCreationInfo markerInfo;
+    markerInfo.name = lightNode.instanceName;
+    markerInfo.lightType = entry->lightType;
+    markerInfo.visible = lights.AreLightModelsVisible();
+    markerInfo.active = true;
+    markerInfo.matrix = Rendering::MathUtil::Scale({scale, scale, scale});
+    std::shared_ptr<Rendering::LightModel> marker = Rendering::LightModel::Create(scene, markerInfo);
+    if (!marker) {
+        Logger::Log(2, "Unable to create light model for '%s' -> will not be visible", lightNode.name.c_str());
+        return true;
+    }
+    if (!graph->AddLightModel(marker)) {
+        Logger::Log(2, "Unable to add light model '%s' to scene graph, no visible model will be available!",
+                    lightNode.name.c_str());
+        return true;
+    }
+    if (!lights.SetLightModel(entry->lightIndex, marker))
+        Logger::Log(2, "Cannot associate light model '%s' with light %u", lightNode.name.c_str(), entry->lightIndex);
+    return true;
+}
+
+void AuthoringPool_U3D::PrepareLighting(SceneHandle scene) {
+    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
+    if (!graph) return;
+    Rendering::LightManager& lights = graph->GetResources().lightManager;
+    if (lightPool_->hasAmbient) lights.SetAmbient(true, lightPool_->ambientColor);
+    bool any = lightPool_->hasAmbient;
+    for (uint32_t i = 0; i < Rendering::kMaxLights; ++i) any = any || lights.GetBlock().flags[i][0] != 0;
+    if (!any) return;  // the lighting scheme decides what shines
+    lights.SetLightingEnabled(true);
+    graph->GetResources().lightingSchemeManager.StoreCurrentAsArtwork();
+}
+
+void AuthoringPool_U3D::LogSceneStatistics(SceneHandle scene) {
+    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
+    if (!graph) return;
+    const Rendering::SceneResources& resources = graph->GetResources();
+    // The default texture and the default material row are the renderer's, not the file's.
+    const size_t textures = resources.textureManager.GetTextureNames().size();
+    const size_t materials = resources.materialManager.GetMaterials().size();
+    uint32_t points = 0, lines = 0, triangles = 0;
+    const uint32_t total = resources.meshManager.GetPrimitiveCounts(false, &points, &lines, &triangles);
+    uint32_t ipoints = 0, ilines = 0, itriangles = 0;
+    const uint32_t itotal = resources.meshManager.GetPrimitiveCounts(true, &ipoints, &ilines, &itriangles);
+    try {
+        std::string text = "\nU3D-Scene statistics:\n";
+        text += fmt::format("    Textures: {:d}\n", textures ? textures - 1 : 0);
+        text += fmt::format("    Materials: {:d}\n", materials ? materials - 1 : 0);
+        text += fmt::format("    SceneGraph: {:d} Nodes\n", graph->CountModels());
+        text += fmt::format("    Meshes: {:d}\n", resources.meshManager.GetMeshes().size());
+        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", total, points, lines,
+                            triangles);
+        text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", itotal,
+                            ipoints, ilines, itriangles);
+        Logger::WriteText(0, text);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "OUT OF MEMORY");
+    }
+}
+
+}  // namespace Velmora::U3D

@@ -1,0 +1,220 @@
+#include "u3d/CLODMeshBuilder.h"
+
+#include <cmath>
+#include <new>
+#include <vector>
+
+#include "u3d/CLODMeshData.h"
+#include "util/Logger.h"
+
+namespace Velmora::U3D {
+
+using Rendering::DataBuffer;
+using Rendering::MeshCreationInfo;
+using Rendering::MeshSubObjectData;
+namespace VA = Rendering::VertexAttribute;
+using Utility::Logger;
+
+namespace {
+
+// Where each attribute of one shading id sits inside its vertex row (-1: absent).
+struct VertexLayout {
+    uint32_t attributes = 0;
+    uint32_t stride = 0;
+    int32_t normal = -1;
+    int32_t diffuse = -1;
+    int32_t specular = -1;
+    int32_t texCoord = -1;  // first layer; the layers follow two floats apart
+    uint32_t layers = 0;
+};
+
+VertexLayout MakeLayout(const ShadingDescription& shading, bool normals, bool diffuse, bool specular,
+                        bool texCoords) {
+    VertexLayout layout;
+    layout.attributes = VA::Position;
+    if (normals) layout.attributes |= VA::Normal;
+    if (diffuse) layout.attributes |= VA::Diffuse;
+    if (specular) layout.attributes |= VA::Specular;
+    if (texCoords) {
+        layout.layers = shading.layerCount < ShadingDescription::kMaxLayers ? shading.layerCount
+                                                                            : ShadingDescription::kMaxLayers;
+        for (uint32_t layer = 0; layer < layout.layers; ++layer) layout.attributes |= VA::TexCoord(layer);
+    }
+    layout.stride = VA::FloatsPerVertex(layout.attributes);
+    layout.normal = VA::FloatOffset(layout.attributes, VA::Normal);
+    layout.diffuse = VA::FloatOffset(layout.attributes, VA::Diffuse);
+    layout.specular = VA::FloatOffset(layout.attributes, VA::Specular);
+    layout.texCoord = layout.layers ? VA::FloatOffset(layout.attributes, VA::TexCoord0) : -1;
+    return layout;
+}
+
+// Indices were checked against their arrays when read, but only for the attributes the
+// reader was told to expect: a declaration that contradicts itself (normals declared, the
+// attribute bit saying none) leaves indices that point into empty arrays. Those read zeros.
+template <size_t N>
+inline void CopyOr0(float* out, const std::vector<std::array<float, N>>& values, uint32_t index, uint32_t count) {
+    if (index < values.size()) {
+        for (uint32_t k = 0; k < count; ++k) out[k] = values[index][k];
+    } else {
+        for (uint32_t k = 0; k < count; ++k) out[k] = 0.0f;
+    }
+}
+
+}  // namespace
+
+bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreationInfo& info, bool& outOfMemory) {
+    outOfMemory = false;
+    const auto* decl = mesh.DeclarationAs<CLODMeshData>();
+    const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
+    if (!decl || !cont) {
+        Logger::Log(1, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
+        return false;
+    }
+    if (decl->shadingCount == 0 || decl->shadingDescriptions.size() < decl->shadingCount) {
+        Logger::LogF(1, "Invalid shadingCount for CLODMesh '{:s}'", mesh.name);
+        return false;
+    }
+    const uint32_t faces = cont->primitiveCount < cont->primitives.size() ? cont->primitiveCount
+                                                                          : uint32_t(cont->primitives.size());
+    if (faces == 0) {
+        Logger::Log(2, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
+        return false;
+    }
+    if (faces < decl->faceCount) Logger::Log(2, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl->faceCount);
+
+    const uint32_t shadingCount = decl->shadingCount;
+    std::vector<uint32_t> vertexCounts;
+    try {
+        vertexCounts.assign(shadingCount, 0);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "OUT OF MEMORY");
+        outOfMemory = true;
+        return false;
+    }
+    if (shadingCount == 1) {
+        uint64_t declared = decl->faceCount > faces ? decl->faceCount : faces;
+        if (declared > uint64_t(faces) + kMaxMissingFaces) declared = uint64_t(faces) + kMaxMissingFaces;
+        if (declared * 3 > UINT32_MAX) {
+            outOfMemory = true;
+            return false;
+        }
+        vertexCounts[0] = uint32_t(declared * 3);
+    } else {
+        for (uint32_t f = 0; f < faces; ++f) {
+            const uint32_t id = cont->primitives[f].shadingId;
+            if (id >= shadingCount) {
+                Logger::Log(1, "Invalid shadingID for face!");
+                return false;
+            }
+            vertexCounts[id] += 3;
+        }
+    }
+
+    const bool hasNormals = decl->normalCount != 0;
+    if (hasNormals != decl->HasNormals()) Logger::Log(1, "Mismatch between normalCount and attributeUseNormals!");
+    const bool generateNormals =
+        normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
+    if (generateNormals) Logger::Log(3, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
+    const bool hasTexCoords = decl->texCoordCount != 0 && decl->shadingDescriptions[0].layerCount != 0;
+    const bool hasDiffuse = decl->diffuseCount != 0;
+    const bool hasSpecular = decl->specularCount != 0;
+
+    std::vector<VertexLayout> layouts;
+    std::vector<float*> cursors;
+    try {
+        layouts.reserve(shadingCount);
+        cursors.assign(shadingCount, nullptr);
+        info = MeshCreationInfo{};
+        info.name = mesh.name;
+        info.primitiveType = Rendering::PrimitiveType::Triangles;
+        info.calculateBoundingBox = true;
+        info.subObjects.resize(shadingCount);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "OUT OF MEMORY");
+        outOfMemory = true;
+        return false;
+    }
+    for (uint32_t id = 0; id < shadingCount; ++id) {
+        layouts.push_back(MakeLayout(decl->shadingDescriptions[id], hasNormals || generateNormals, hasDiffuse,
+                                     hasSpecular, hasTexCoords));
+        MeshSubObjectData& sub = info.subObjects[id];
+        sub.attributes = layouts[id].attributes;
+        // Zero-filled, so the vertices of faces that never arrived stay zero.
+        sub.vertices = DataBuffer<float>::Create(vertexCounts[id], layouts[id].stride);
+        if (!sub.vertices) {
+            info.subObjects.clear();
+            outOfMemory = true;
+            return false;
+        }
+        cursors[id] = sub.vertices->Data();
+    }
+
+    const std::vector<Vec3f>& positions = cont->positions;
+    const std::vector<Vec3f>& normals = cont->normals;
+    const std::vector<Vec4f>& diffuse = cont->diffuseColors;
+    const std::vector<Vec4f>& specular = cont->specularColors;
+    const std::vector<Vec4f>& texCoords = cont->texCoords;
+    for (uint32_t f = 0; f < faces; ++f) {
+        const CLODFace& face = cont->primitives[f];
+        const uint32_t id = shadingCount == 1 ? 0 : face.shadingId;
+        const VertexLayout& layout = layouts[id];
+        float* out = cursors[id];
+        cursors[id] += size_t(layout.stride) * 3;
+
+        float flat[3] = {0.0f, 0.0f, 0.0f};
+        if (generateNormals) {
+            float p[3][3];
+            for (int c = 0; c < 3; ++c) CopyOr0(p[c], positions, face.positions[c], 3);
+            const float a[3] = {p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]};
+            const float b[3] = {p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]};
+            flat[0] = a[1] * b[2] - a[2] * b[1];
+            flat[1] = a[2] * b[0] - a[0] * b[2];
+            flat[2] = a[0] * b[1] - a[1] * b[0];
+            // A degenerate face keeps the division by zero: its normal is as undefined as it.
+            const float scale = 1.0f / std::sqrt(flat[0] * flat[0] + flat[1] * flat[1] + flat[2] * flat[2]);
+            flat[0] *= scale;
+            flat[1] *= scale;
+            flat[2] *= scale;
+        }
+        for (int c = 0; c < 3; ++c, out += layout.stride) {
+            CopyOr0(out, positions, face.positions[c], 3);
+            if (layout.normal >= 0) {
+                float* n = out + layout.normal;
+                if (generateNormals) {
+                    n[0] = flat[0];
+                    n[1] = flat[1];
+                    n[2] = flat[2];
+                } else {
+                    CopyOr0(n, normals, face.normals[c], 3);
+                }
+            }
+            if (layout.diffuse >= 0) CopyOr0(out + layout.diffuse, diffuse, face.diffuse[c], 4);
+            if (layout.specular >= 0) CopyOr0(out + layout.specular, specular, face.specular[c], 4);
+            for (uint32_t layer = 0; layer < layout.layers; ++layer)
+                CopyOr0(out + layout.texCoord + 2 * layer, texCoords, face.texCoords[layer][c], 2);
+        }
+    }
+    return true;
+}
+
+bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory) {
+    MeshCreationInfo info;
+    bool outOfMemory = false;
+    if (!BuildCLODMeshData(mesh, normalMode, info, outOfMemory)) {
+        if (outOfMemory) lowMemory = true;
+        return false;
+    }
+    std::shared_ptr<Rendering::Mesh> renderable = Rendering::Mesh::Create(info);
+    if (!renderable) {
+        Logger::Log(1, "Failed to create CLOD mesh instance for '%s'", mesh.name.c_str());
+        return false;
+    }
+    manager.AddMesh(mesh.name, renderable);
+    if (manager.GetMesh(mesh.name) != renderable) {
+        Logger::Log(1, "Failed to add CLOD mesh '%s' to MeshManager", mesh.name.c_str());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace Velmora::U3D

@@ -1,0 +1,89 @@
+#pragma once
+// Helpers of the scene-building tests: a current GL context on the test thread (the renderer
+// starts headless on first use), hand-made CLOD author meshes, and walks over built scenes.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "rendering/OpenGLContext.h"
+#include "rendering/Renderer.h"
+#include "rendering/SceneGraph.h"
+#include "rendering/SceneManager.h"
+#include "u3d/AuthorMesh.h"
+#include "u3d/CLODMeshData.h"
+
+namespace Velmora::U3D::Test {
+
+inline bool EnsureBuildContext() {
+    Rendering::Renderer& renderer = Rendering::Renderer::Instance();
+    if (!renderer.IsInitialized()) {
+        Rendering::RendererCreationInfo info;
+        info.verticalSync = false;
+        if (!renderer.Init(info)) return false;
+    }
+    Rendering::OpenGLContext& context = Rendering::OpenGLContext::Instance();
+    if (!context.CurrentDC()) return context.Activate(context.SharedDC());
+    return true;
+}
+
+inline std::string TestFile(const std::string& name) { return std::string(KESTRUM_TESTDATA) + "/u3d/" + name; }
+
+// A CLOD mesh whose positions are given, with one shading description per entry of `layers`
+// (its tex coord layer count). Faces are added with AddFace (which bypasses the reader's
+// bookkeeping: only the face records matter to the builder).
+struct MeshMaker {
+    std::shared_ptr<CLODMeshData> decl = std::make_shared<CLODMeshData>();
+    std::shared_ptr<AuthorMesh> mesh;
+
+    MeshMaker(const std::string& name, uint32_t faceCount, std::vector<uint32_t> layers = {0}) {
+        decl->blockKind = 0xFFFFFF31;
+        decl->meshName = name;
+        decl->faceCount = faceCount;
+        decl->shadingCount = uint32_t(layers.size());
+        for (uint32_t n : layers) {
+            ShadingDescription shading;
+            shading.layerCount = n;
+            decl->shadingDescriptions.push_back(shading);
+        }
+        decl->meshAttributes = CLODMeshData::kNoNormals;
+    }
+    CLODMeshContinuationData& Data() {
+        if (!mesh) mesh = AuthorMesh::Create(decl);
+        return *mesh->ContinuationAs<CLODMeshContinuationData>();
+    }
+    void AddFace(uint32_t a, uint32_t b, uint32_t c, uint32_t shadingId = 0) {
+        CLODFace face;
+        face.positions = {a, b, c};
+        face.normals = {a, b, c};
+        face.diffuse = {a, b, c};
+        face.texCoords[0] = {a, b, c};
+        face.texCoords[1] = {c, b, a};
+        face.shadingId = shadingId;
+        Data().primitives.push_back(face);
+        ++Data().primitiveCount;
+    }
+};
+
+// Calls fn for every model of the subtree below `model` (not the model itself).
+inline void ForEachModel(const Rendering::Model& model, const std::function<void(const Rendering::Model&)>& fn) {
+    for (const auto& [name, child] : model.GetChildren()) {
+        fn(*child);
+        ForEachModel(*child, fn);
+    }
+}
+
+// Releases a scene when the test ends, whatever happens.
+struct SceneGuard {
+    uint32_t handle = 0;
+    explicit SceneGuard(uint32_t h) : handle(h) {}
+    ~SceneGuard() {
+        if (handle) Rendering::SceneManager::Instance().ReleaseScene(handle);
+    }
+    std::shared_ptr<Rendering::SceneGraph> Scene() const { return Rendering::SceneManager::Instance().GetScene(handle); }
+};
+
+}  // namespace Velmora::U3D::Test
