@@ -2,6 +2,7 @@
 // Helpers shared by the image, texture, mesh and material tests: a log capture and synthetic
 // pictures with structure in every channel (so a swapped channel or flipped row shows).
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -100,6 +101,58 @@ inline std::vector<uint8_t> ToTextureLayout(const std::vector<uint8_t>& rgba, ui
             d[0] = s[2], d[1] = s[1], d[2] = s[0], d[3] = s[3];
         }
     return out;
+}
+
+inline void Put16(std::vector<uint8_t>& b, uint32_t v) { b.push_back(uint8_t(v)), b.push_back(uint8_t(v >> 8)); }
+inline void Put32(std::vector<uint8_t>& b, uint32_t v) { Put16(b, v & 0xFFFF), Put16(b, v >> 16); }
+
+// A 24-bit bottom-up BMP of the pattern's colours (alpha dropped).
+inline std::vector<uint8_t> MakeBmp(const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h) {
+    const uint32_t rowBytes = (w * 3 + 3) & ~3u;
+    std::vector<uint8_t> b = {'B', 'M'};
+    Put32(b, 54 + rowBytes * h), Put32(b, 0), Put32(b, 54);
+    Put32(b, 40), Put32(b, w), Put32(b, h), Put16(b, 1), Put16(b, 24), Put32(b, 0), Put32(b, rowBytes * h);
+    Put32(b, 2835), Put32(b, 2835), Put32(b, 0), Put32(b, 0);
+    for (uint32_t y = h; y-- > 0;) {
+        for (uint32_t x = 0; x < w; ++x) {
+            const uint8_t* p = &rgba[(size_t(y) * w + x) * 4];
+            b.push_back(p[2]), b.push_back(p[1]), b.push_back(p[0]);
+        }
+        for (uint32_t pad = w * 3; pad < rowBytes; ++pad) b.push_back(0);
+    }
+    return b;
+}
+
+// An 8-bit (palette) GIF of four colours. The LZW stream sends a clear code before every
+// second index, so the code width stays at 3 bits and no string table is needed.
+inline std::vector<uint8_t> MakeGif(const std::vector<uint8_t>& indices, uint32_t w, uint32_t h, const uint8_t palette[12]) {
+    std::vector<uint8_t> b = {'G', 'I', 'F', '8', '9', 'a'};
+    Put16(b, w), Put16(b, h);
+    b.insert(b.end(), {0x81, 0, 0});
+    b.insert(b.end(), palette, palette + 12);
+    b.push_back(0x2C), Put16(b, 0), Put16(b, 0), Put16(b, w), Put16(b, h), b.push_back(0);
+    b.push_back(2);  // minimum code size
+    std::vector<uint8_t> packed;
+    uint32_t accumulator = 0, bits = 0;
+    auto emit = [&](uint32_t code) {
+        accumulator |= code << bits;
+        bits += 3;
+        while (bits >= 8) packed.push_back(uint8_t(accumulator)), accumulator >>= 8, bits -= 8;
+    };
+    for (size_t i = 0; i < indices.size(); ++i) {
+        if (i % 2 == 0) emit(4);
+        emit(indices[i]);
+    }
+    emit(5);
+    if (bits) packed.push_back(uint8_t(accumulator));
+    for (size_t i = 0; i < packed.size(); i += 255) {
+        const size_t n = std::min<size_t>(255, packed.size() - i);
+        b.push_back(uint8_t(n));
+        b.insert(b.end(), packed.begin() + long(i), packed.begin() + long(i + n));
+    }
+    b.push_back(0);
+    b.push_back(0x3B);
+    return b;
 }
 
 }  // namespace image_test

@@ -306,3 +306,30 @@ TEST_F(TextureTest, ManagerLeftWithTexturesSaysSo) {
     }
     EXPECT_TRUE(log.Contains("TextureManager instance was not shut down!", 1));
 }
+
+TEST_F(TextureTest, PaletteGifAndBmpFilesLoadAsBgraTextures) {
+    // The material maps of OBJ scenes: 8-bit GIF and 24-bit BMP through the file path.
+    const uint8_t palette[12] = {255, 0, 0, 0, 255, 0, 0, 0, 255, 250, 250, 10};
+    const std::vector<uint8_t> indices = {0, 1, 2, 3, 3, 2, 1, 0};  // 4 x 2
+    const auto rgba = MakePattern(5, 3, true);
+    const std::pair<std::string, std::vector<uint8_t>> files[] = {
+        {TempPath("map.gif"), image_test::MakeGif(indices, 4, 2, palette)},
+        {TempPath("map.bmp"), image_test::MakeBmp(rgba, 5, 3)}};
+    for (const auto& [path, bytes] : files) {
+        std::FILE* f = std::fopen(path.c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        std::fclose(f);
+    }
+    auto gif = Texture::CreateFromFile(files[0].first, TextureCreationInfo{});
+    auto bmp = Texture::CreateFromFile(files[1].first, TextureCreationInfo{});
+    std::remove(files[0].first.c_str());
+    std::remove(files[1].first.c_str());
+    ASSERT_NE(gif, nullptr);
+    ASSERT_NE(bmp, nullptr);
+    EXPECT_FALSE(gif->HasAlpha());
+    EXPECT_EQ(Pixels(*bmp->GetTextureDataFromGPU()), ToTextureLayout(rgba, 5, 3));
+    std::vector<uint8_t> expected;
+    for (uint8_t i : indices) expected.insert(expected.end(), {palette[i * 3], palette[i * 3 + 1], palette[i * 3 + 2], 255});
+    EXPECT_EQ(Pixels(*gif->GetTextureDataFromGPU()), ToTextureLayout(expected, 4, 2));
+}
