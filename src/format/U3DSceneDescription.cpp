@@ -5,7 +5,12 @@
 
 #include "format/PDFHelper.h"
 #include "host/SceneParameters.h"
+#include "rendering/CameraController.h"
 #include "rendering/LightingSchemeManager.h"
+#include "rendering/MathUtil.h"
+#include "rendering/RenderView.h"
+#include "rendering/SceneGraph.h"
+#include "rendering/SceneManager.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -211,6 +216,172 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
     if (const DictionaryValue* na = dictionary.Find("NA")) {
         if (na->tag != Tag::DictionaryArray) Logger::Log(2, "Node Array has invalid type!");
     }
+    return true;
+}
+
+namespace {
+
+constexpr float kDegToRad = 0.017453292f;
+constexpr float kRadToDeg = 57.295776f;
+
+// Field of view after the view's projection scaling rule; `fov` in degrees.
+bool ScaleFieldOfView(U3DSceneDescription::ProjectionScaling mode, float number, float width, float height,
+                      float* fov) {
+    const float half = *fov / 2.0f * kDegToRad;
+    float result = *fov;
+    auto fitWidth = [&] { return 2.0f * std::atan((height / 2.0f) / ((width / 2.0f) / std::tan(half))) * kRadToDeg; };
+    switch (mode) {
+        case U3DSceneDescription::Number:
+            if (number > 0.0f) {
+                result = 2.0f * std::atan((height / 2.0f) / ((number / 2.0f) / std::tan(half))) * kRadToDeg;
+                Logger::Log(2, "Projection Scale: UNTESTED SETTING with 'PS_Number'! CHECK RESULT!");
+            }
+            break;
+        case U3DSceneDescription::Width: result = fitWidth(); break;
+        case U3DSceneDescription::Height: break;
+        case U3DSceneDescription::Min:
+            if (!(width > height)) result = fitWidth();
+            break;
+        case U3DSceneDescription::Max:
+            if (height < width) result = fitWidth();
+            break;
+        default:
+            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Invalid viewport scaling radius (PS value)");
+            return false;
+    }
+    if (result > 0.0f) *fov = result;
+    return true;
+}
+
+}  // namespace
+
+bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Rendering::RenderView* view) const {
+    using namespace Rendering;
+    std::shared_ptr<SceneGraph> scene = SceneManager::Instance().GetScene(sceneId);
+    if (!scene || view == nullptr) return false;
+    const auto& sceneCameras = scene->GetCameras();
+    auto defaultIt = sceneCameras.find(kDefaultCameraName);
+    CameraInfo camera = defaultIt != sceneCameras.end() ? defaultIt->second : CameraInfo{};
+
+    std::string name;
+    if (hasViewNode && !viewNode.empty()) {
+        auto it = sceneCameras.find(viewNode);
+        if (it == sceneCameras.end()) {
+            Logger::Log(2, "Cannot find camera info for '%s'", viewNode.c_str());
+            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Cannot find view node '%s'", viewNode.c_str());
+            return false;
+        }
+        camera = it->second;
+        name = it->first;
+    } else if (hasMatrix) {
+        name = viewName.empty() ? "__GeneratedCamera" : viewName;
+    } else {
+        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Cannot find view node name, and also not using explicit matrix");
+        return false;
+    }
+    const bool isDefault = name == kDefaultCameraName;
+    // Views read from view files stay apart from the scene's own cameras.
+    if (!activate && !isDefault) name += " [ViewFile]";
+    camera.name = name;
+    camera.isDefault = isDefault;
+
+    CameraController& controller = view->GetCameraController();
+    if (!isDefault) {
+        // A repeated view replaces its former self.
+        scene->RemoveCamera(name);
+        if (controller.GetCameras().count(name) != 0) controller.RemoveCamera(name);
+    }
+
+    if (hasMatrix) {
+        const auto& m = cameraToWorld;
+        camera.eye = {m[12], m[13], m[14]};
+        for (int axis = 0; axis < 3; ++axis) camera.orientation[axis] = {m[axis * 4], m[axis * 4 + 1], m[axis * 4 + 2]};
+        const float distance = MathUtil::Length(camera.eye);
+        camera.target = MathUtil::Add(camera.eye, MathUtil::Mul(camera.orientation[2], distance));
+        if (camera.type == CameraType::Fixed) camera.type = CameraType::Orbit;
+    }
+
+    if (hasClipping) {
+        if (nearClip != 0.0f && farClip != 0.0f) {
+            camera.nearClip = nearClip;
+            camera.farClip = farClip;
+        }
+    } else {
+        const SceneBoundingBox& box = scene->GetBoundingBox();
+        const float radius = box.valid ? MathUtil::Length(MathUtil::Sub(box.max, box.min)) * 0.5f : 0.0f;
+        if (!(radius > 0.0f)) {
+            Logger::Log(2, "U3DSceneDescription::ApplyToScene: Cannot get valid default clipping distances for camera");
+        } else {
+            camera.farClip = radius * 100.0f;
+            camera.nearClip = radius * 0.0001f;
+        }
+    }
+
+    const float width = float(view->GetWidth());
+    const float height = float(view->GetHeight());
+    if (!orthographic) {
+        float fov = fieldOfView;
+        ProjectionScaling mode = hasProjection ? projectionScaling : None;
+        if (!hasProjection || !(fov > 0.0f && fov < 180.0f)) {
+            Logger::Log(2, "U3DSceneDescription::ApplyToScene: No projection dictionary, correcting FOV");
+            const float f = camera.fieldOfView * kDegToRad;
+            const float longSide = std::max(width, height), shortSide = std::min(width, height);
+            fov = std::atan(longSide / (shortSide / std::tan(f))) * kRadToDeg;
+        }
+        if (fov == 0.0f) {
+            fov = 90.0f;
+            mode = Width;
+        }
+        if (mode != None && !ScaleFieldOfView(mode, projectionScale, width, height, &fov)) return false;
+        camera.orthographic = false;
+        if (fov > 0.0f && fov <= 180.0f) camera.fieldOfView = fov;
+    } else {
+        camera.orthographic = true;
+        if (orthoScale > 0.0f) camera.orthoZoom = orthoScale;
+        if (height > 0.0f) camera.orthoViewHeightFactor = viewport[3] / height;
+    }
+
+    if (hasCenterOfOrbit && centerOfOrbit > 0.0f) {
+        // The record is in document units, as the centre of orbit is.
+        const float distance = centerOfOrbit * 1.0f;
+        camera.target = MathUtil::Add(camera.eye, MathUtil::Mul(camera.orientation[2], distance));
+    }
+
+    if (isDefault) {
+        if (!controller.EditCamera(camera)) {
+            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to edit default view from provided camera parameters!");
+            return false;
+        }
+    } else if (!scene->AddCamera(camera) || !controller.AddCamera(camera)) {
+        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to create view from provided camera parameters!");
+        return false;
+    }
+    if (!controller.ActivateCamera(camera.name)) {
+        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to activate camera '%s'!", camera.name.c_str());
+        return false;
+    }
+
+    view->SetClearColor({backgroundColor[0], backgroundColor[1], backgroundColor[2]});
+
+    LightingSchemeManager& schemes = scene->GetResources().lightingSchemeManager;
+    std::string scheme = lightingScheme;
+    if (scheme.empty()) {
+        Logger::Log(2, "U3DSceneDescription::ApplyToScene: No Lighting Scheme specified, falling back to default");
+        if (schemes.ActivateScheme(1)) {
+            scheme = "Artwork";
+        } else if (schemes.ActivateScheme(10)) {
+            scheme = "CAD";
+        } else {
+            Logger::Log(1, "Cannot activate fallback lighting scheme!");
+            return false;
+        }
+    }
+    uint32_t id = LightingSchemeManager::GetLightingSchemeFromName(scheme);
+    if (id >= LightingScheme::Count) {
+        Logger::Log(2, "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
+        id = 10;
+    }
+    schemes.ActivateScheme(id);
     return true;
 }
 

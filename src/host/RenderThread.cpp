@@ -1,5 +1,7 @@
 #include "host/RenderThread.h"
 
+#include "host/windowing/WindowBase.h"
+
 #include "host/CaptureProxy.h"
 #include "rendering/Renderer.h"
 #include "util/Clock.h"
@@ -142,6 +144,9 @@ void RenderThread::ThreadMain() {
 
         // Everything posted during the last frame runs before the listeners and the draw.
         functor_->ProcessQueue();
+
+        // Windows are read on the library's own X connection, here, before the listeners.
+        Windowing::WindowBase::ProcessPendingEvents();
 
         // A listener may unregister itself or another one from inside its update: step by
         // key rather than by iterator.
