@@ -397,23 +397,33 @@ void RenderView::Render(uint64_t timeMs) {
     const float time = float(double(timeMs) / 1000.0);
     const float delta = float(double(int64_t(timeMs) - lastFrameTime_) / 1000.0);
     ActivateContext();
+    // A drawable without a surface (the capture window on a headless display) has no default
+    // framebuffer: the frame stops in the framebuffer object, which is all a capture reads.
+    const bool hasWindowBuffer = dc_ != nullptr && dc_->surface != nullptr;
 
     std::shared_ptr<SceneGraph> scene = scene_ != 0 ? SceneManager::Instance().GetScene(scene_) : nullptr;
     if (scene_ == 0) {
-        glClearColor(clearColor_[0], clearColor_[1], clearColor_[2], 1.0f);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        if (hasWindowBuffer) {
+            glClearColor(clearColor_[0], clearColor_[1], clearColor_[2], 1.0f);
+            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        }
     } else if (scene && scene->IsVisible()) {
         // A hidden or vanished scene leaves the previous picture in place.
         if (!useFramebufferObject_ || !screenQuad_ || fbo_ == 0) {
-            glBindFramebuffer(GL_FRAMEBUFFER, 0);
-            glClearColor(clearColor_[0], clearColor_[1], clearColor_[2], 1.0f);
-            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-            glEnable(GL_DEPTH_TEST);
-            cameraController_.Render(true, *scene, time, delta);
+            if (hasWindowBuffer) {
+                glBindFramebuffer(GL_FRAMEBUFFER, 0);
+                glClearColor(clearColor_[0], clearColor_[1], clearColor_[2], 1.0f);
+                glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+                glEnable(GL_DEPTH_TEST);
+                cameraController_.Render(true, *scene, time, delta);
+            }
         } else {
             frameDirty_ = false;
             RenderSceneToFramebuffer(*scene, time, delta);
-            DrawScreenQuad(time);
+            if (hasWindowBuffer)
+                DrawScreenQuad(time);
+            else
+                glBindFramebuffer(GL_FRAMEBUFFER, 0);
         }
     }
     if (screenshotPending_) TakeScreenshot();

@@ -1,6 +1,8 @@
 // Models as nodes of the scene tree: creation rules, children, matrices, shading slots, the
 // two passes and visibility, partly checked on the CPU and partly through pictures.
 
+#include <epoxy/gl.h>
+
 #include "scene_test_support.h"
 
 namespace kestrum_test::scene {
@@ -143,6 +145,10 @@ TEST_F(ModelTree, TextureAndMaterialSlotsAreBoundsChecked) {
 }
 
 TEST_F(ModelTree, AnimationScalesTurnsAndMovesPerSecond) {
+    // Rendering draws; give it a framebuffer to draw into.
+    CaptureView target("animation", 8, 8);
+    ASSERT_TRUE(target);
+    glBindFramebuffer(GL_FRAMEBUFFER, target->GetFramebuffer());
     auto model = Make("spinner");
     model->SetAnimation(AnimationFlags::Scale, {0, 0, 0}, {0, 0, 0}, {100, -100, 0.5f}, true);
     model->Render(0.0f, 1.0f, false);
@@ -167,6 +173,7 @@ TEST_F(ModelTree, AnimationScalesTurnsAndMovesPerSecond) {
     mover->Render(0.0f, 0.5f, false);
     EXPECT_NEAR(mover->GetTranslation()[0], 0.5f, 1e-5f);
     EXPECT_NEAR(mover->GetTranslation()[1], 0.0f, 1e-5f);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 
 TEST_F(ModelTree, ChildrenBoundingBoxesFollowTheParentsCall) {

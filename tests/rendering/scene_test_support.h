@@ -260,6 +260,8 @@ protected:
     void TearDown() override {
         kestrum_test::EnsureGLContext();
         for (SceneHandle handle : created_) SceneManager::Instance().ReleaseScene(handle);
+        // Whatever a test did, it leaves no GL error behind for the next one.
+        EXPECT_EQ(kestrum_test::TakeGLError(), "");
         auto& logger = Velmora::Utility::Logger::Instance();
         logger.SetStream(previousStream_);
         logger.SetMaxLevel(previousLevel_);
