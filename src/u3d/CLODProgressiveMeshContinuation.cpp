@@ -178,6 +178,16 @@ private:
     uint32_t s_ = 0;      // split position
     uint32_t stamp_ = 0;  // marks equal to it are members of this update's sets
     uint64_t facesThisBlock_ = 0;
+    // What one block may cost: attribute entries it appends, and a count of set members and
+    // face visits. Both grow with the block's size only, so a block that codes counts almost
+    // for free (saturated adaptive contexts) can't grow a mesh or spin far beyond its bytes.
+    uint64_t attributesLeft_ = 0;
+    uint64_t workLeft_ = 0;
+    bool Charge(uint64_t work) {
+        if (work > workLeft_) return false;
+        workLeft_ -= work;
+        return true;
+    }
 
     std::vector<uint32_t> splitFaces_;  // highest face first
     IndexSet neighbours_;
@@ -221,6 +231,8 @@ bool UpdateDecoder::Run() {
     for (auto* marks : {&leftMarks_, &rightMarks_, &moveMarks_, &stayMarks_})
         marks->assign(end + 1, 0);
 
+    attributesLeft_ = uint64_t(reader_.ByteSize()) * 8 + 4096;
+    workLeft_ = uint64_t(reader_.ByteSize()) * 256 + (uint64_t(1) << 22);
     for (r_ = start; r_ < end; ++r_) {
         ++stamp_;
         if (!Update()) return false;
@@ -235,6 +247,7 @@ bool UpdateDecoder::Update() {
     if (s_ > data_.positions.size()) return FailFor("Invalid split position index");
     std::span<const uint32_t> faces;
     if (!adjacency_.GetFaceSet(s_, faces)) return FailFor("Failed to get split face set");
+    if (!Charge(faces.size() * 4 + 1)) return FailFor("Update exceeds the work its block can carry");
     splitFaces_.assign(faces.rbegin(), faces.rend());  // highest face first
     neighbours_.clear();
     adjacency_.GetPositionSet(splitFaces_, neighbours_);
@@ -291,7 +304,9 @@ bool UpdateDecoder::ReadNewColors(uint32_t countContext, uint32_t declared, uint
                                   const char* invalidCount) {
     added = reader_.ReadCompressedU16(countContext);
     if (added == 0) return true;
-    if (added > declared || colors.size() + added > declared) return FailFor(invalidCount);
+    if (added > declared || colors.size() + added > declared || added > attributesLeft_)
+        return FailFor(invalidCount);
+    attributesLeft_ -= added;
     // Prediction: the start value plus the colours around the split position, divided by
     // their number (so the start's alpha counts in the mean).
     const IndexSet& set = (this->*around)();
@@ -332,6 +347,8 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
                 if (local < neighbours_.size()) third = neighbours_[local];
         } else if (thirdType == 2) {
             third = reader_.ReadCompressedU32(PositionContext());
+            if (!Charge(neighbours_.size() + 1))
+                return FailFor("Update exceeds the work its block can carry");
             if (third < data_.positions.size()) neighbours_.Insert(third);
         } else {
             return FailFor("Invalid third position type");
@@ -521,6 +538,8 @@ bool UpdateDecoder::ReadNewCorners(uint32_t flagsContext, uint32_t typeContext,
                                     : kind == 1 ? adjacency_.GetSpecularColorSet(third, scratchSet_)
                                                 : adjacency_.GetTexCoordSet(layer, third, scratchSet_);
                     if (!ok) scratchSet_.clear();
+                    if (!Charge(scratchSet_.size() + 1))
+                        return FailIn("Update exceeds the work its block can carry");
                     set = &scratchSet_;
                 }
                 const uint32_t rank = reader_.ReadCompressedU32(localContext);
@@ -550,6 +569,7 @@ bool UpdateDecoder::UpdateAdjacency(uint32_t newFaceCount) {
 bool UpdateDecoder::ReadNewPosition() {
     std::span<const uint32_t> faces;
     if (!adjacency_.GetFaceSet(r_, faces)) return FailFor("Failed to get new face set");
+    if (!Charge(faces.size() * 3 + 1)) return FailFor("Update exceeds the work its block can carry");
     normalPositions_.clear();
     adjacency_.GetPositionSet(faces, normalPositions_);
     const uint8_t sign = reader_.ReadCompressedU8(Ctx::PositionSign);
@@ -583,9 +603,10 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     // the view stays valid.
     const auto faces = std::views::reverse(stored);
     const uint32_t count = reader_.ReadCompressedU32(Ctx::NormalCount);
-    if (count > 2 * faces.size() + 16 ||
-        data_.normals.size() + heldNormals_.size() + count > uint64_t(data_.positions.size()) * 64)
+    if (count > 2 * faces.size() + 16 || count > attributesLeft_ ||
+        !Charge(uint64_t(faces.size() + 1) * (count + 2)))
         return FailFor("Invalid normal count");
+    attributesLeft_ -= count;
 
     // Face normals, valid ones packed to the front; the rest stay zero and take part.
     faceNormals_.assign(faces.size(), Vec3f{0, 0, 0});

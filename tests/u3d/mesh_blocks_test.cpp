@@ -384,6 +384,31 @@ TEST_F(MeshBlocks, TruncatedProgressiveBlockRemovesTheMeshWithoutCrash) {
     }
 }
 
+TEST_F(MeshBlocks, CheaplyCodedCountsCannotGrowAMeshBeyondItsBlock) {
+    Declaration d = TinyDeclaration();
+    d.diffuse = 0xFFFFFFFF;
+    d.shadings = {Shading{1, {}}};
+    ASSERT_TRUE(Declare(d));
+    // One update claiming 60000 new colours, all zero differences: on adaptive contexts
+    // each costs a tiny fraction of a bit, so the block is small and the count is refused.
+    BitStreamWriter w;
+    w.WriteString("Tiny");
+    w.WriteU32(0);
+    w.WriteU32(0);
+    w.WriteU32(1);
+    w.WriteCompressedU32(1024, 0);
+    w.WriteCompressedU16(99, 60000);
+    for (int i = 0; i < 60000; ++i) {
+        w.WriteCompressedU8(100, 0);
+        for (uint32_t k = 0; k < 4; ++k) w.WriteCompressedU32(60 + k, 0);
+    }
+    const auto block = w.Finish();
+    ASSERT_LT(block.size() * 8 + 4096, 60000u);
+    EXPECT_TRUE(Read(BlockType::CLODProgressiveMeshContinuation, block));
+    EXPECT_TRUE(log.capture->Contains("Invalid diffuse color count for AuthorMesh 'Tiny' [Update 0]"));
+    EXPECT_EQ(pool.removedMeshes.count("Tiny"), 1u);
+}
+
 TEST_F(MeshBlocks, RandomBlocksNeverCrashOrOverrunTheDeclaration) {
     std::mt19937 random(12345);
     Declaration d;
