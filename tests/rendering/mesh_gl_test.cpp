@@ -287,3 +287,108 @@ TEST_F(MeshTest, InstancedPrimitiveCountsMultiplyBySharedOwners) {
     }
     EXPECT_TRUE(log.Contains("MeshManager instance was not shut down!", 1));
 }
+
+// Drawing through the mesh's own VAO with a plain program: the index buffer must be part of
+// the VAO from creation on, and a build-up draw must stop after the indices it has reached.
+class MeshDrawTest : public MeshTest {
+protected:
+    static constexpr int kSize = 8;
+
+    void SetUp() override {
+        MeshTest::SetUp();
+        glGenFramebuffers(1, &fbo_);
+        glGenRenderbuffers(1, &color_);
+        glBindRenderbuffer(GL_RENDERBUFFER, color_);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSize, kSize);
+        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, color_);
+        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+        glViewport(0, 0, kSize, kSize);
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_CULL_FACE);
+        glDisable(GL_BLEND);
+
+        const char* vs = "#version 330 core\nlayout(location = 0) in vec3 vertexPos;\n"
+                         "void main() { gl_Position = vec4(vertexPos, 1.0); }\n";
+        const char* fs = "#version 330 core\nout vec4 color;\nvoid main() { color = vec4(1.0, 0.0, 0.0, 1.0); }\n";
+        program_ = glCreateProgram();
+        for (auto [kind, text] : {std::pair{GLenum(GL_VERTEX_SHADER), vs}, std::pair{GLenum(GL_FRAGMENT_SHADER), fs}}) {
+            GLuint shader = glCreateShader(kind);
+            glShaderSource(shader, 1, &text, nullptr);
+            glCompileShader(shader);
+            glAttachShader(program_, shader);
+            glDeleteShader(shader);  // goes with the program
+        }
+        glLinkProgram(program_);
+        GLint linked = 0;
+        glGetProgramiv(program_, GL_LINK_STATUS, &linked);
+        ASSERT_EQ(linked, GL_TRUE);
+    }
+    void TearDown() override {
+        glUseProgram(0);
+        glDeleteProgram(program_);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glDeleteFramebuffers(1, &fbo_);
+        glDeleteRenderbuffers(1, &color_);
+        MeshTest::TearDown();
+    }
+
+    // A quad over the whole viewport from 4 vertices and 6 indices: lower-left triangle first.
+    std::shared_ptr<Mesh> Quad(bool animate) {
+        const float corners[] = {-1, -1, 0, 1, -1, 0, -1, 1, 0, 1, 1, 0};
+        return Mesh::Create(Info("quad", PrimitiveType::Triangles,
+                                 {{DataBuffer<float>::Create(4, 3, corners), Indices({0, 1, 2, 2, 1, 3}), VA::Position}}, animate));
+    }
+
+    // Points attribute 0 of the sub-object's VAO at the positions, as a shader's layout would.
+    void BindPositions(const Mesh& mesh) {
+        const DrawInfo* d = mesh.GetDrawInfo(0);
+        glBindVertexArray(d->vao);
+        glBindBuffer(GL_ARRAY_BUFFER, d->vbo);
+        glEnableVertexAttribArray(0);
+        glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 12, nullptr);
+        glBindVertexArray(0);
+        glBindBuffer(GL_ARRAY_BUFFER, 0);
+    }
+
+    bool Red(int x, int y) {
+        uint8_t pixel[4] = {};
+        glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
+        return pixel[0] == 255 && pixel[1] == 0;
+    }
+
+    void Draw(Mesh& mesh, float time) {
+        RenderInfo info;
+        info.shaderInfos.resize(1);  // no generated shader: the plain program stays in use
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glUseProgram(program_);
+        mesh.Draw(info, time);
+        glUseProgram(0);
+    }
+
+    GLuint fbo_ = 0, color_ = 0, program_ = 0;
+};
+
+TEST_F(MeshDrawTest, IndexedSubObjectDrawsThroughItsIndexBuffer) {
+    auto mesh = Quad(false);
+    ASSERT_NE(mesh, nullptr);
+    BindPositions(*mesh);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);  // a stray binding outside must not matter
+    Draw(*mesh, 0.0f);
+    EXPECT_TRUE(Red(0, 0));
+    EXPECT_TRUE(Red(kSize - 1, kSize - 1));  // only the second triangle covers this corner
+}
+
+TEST_F(MeshDrawTest, BuildUpDrawsOnlyTheIndicesReached) {
+    auto mesh = Quad(true);
+    ASSERT_NE(mesh, nullptr);
+    BindPositions(*mesh);
+    Draw(*mesh, 0.0f);
+    EXPECT_FALSE(Red(0, 0));  // nothing yet
+    Draw(*mesh, 0.06f);
+    EXPECT_TRUE(Red(0, 0));
+    EXPECT_FALSE(Red(kSize - 1, kSize - 1));  // one triangle so far
+    Draw(*mesh, 0.12f);
+    EXPECT_TRUE(Red(kSize - 1, kSize - 1));
+}
