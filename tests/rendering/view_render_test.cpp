@@ -52,6 +52,16 @@ TEST_F(ViewRender, CreateNeedsRunningRendererAndValidInfo) {
     EXPECT_TRUE(log_->Has(1, "No valid device context for window found, cannot create OpenGL context!"));
 }
 
+TEST_F(ViewRender, CreateRefusesWithoutRenderer) {
+    kestrum_test::ResetGLContext();
+    RenderViewCreationInfo info;
+    info.name = "early";
+    info.window = 0x80000000u;
+    EXPECT_EQ(RenderView::Create(info), nullptr);
+    EXPECT_TRUE(log_->Has(1, "RenderView::Create: Renderer not initialized!"));
+    ASSERT_TRUE(kestrum_test::EnsureGLContext());
+}
+
 TEST_F(ViewRender, ColouredCubeIsCentredOnExactBackground) {
     const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
     ASSERT_NE(handle, 0u);
