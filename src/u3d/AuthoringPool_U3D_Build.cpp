@@ -293,15 +293,17 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
     std::shared_ptr<ShadingGroup> shading = shaderPool_->FindShadingModifier(node.name);
     if (!shading) {
         shading = shaderPool_->FindShadingModifier(meshName);
-        if (!shading) {
-            Logger::Log(2, "Cannot find shading modifier for node '%s' -> creating invisible model/mesh",
+        if (shading) {
+            Logger::Log(2, "Fallback to alternative shading modifier '%s' instead '%s'", meshName.c_str(),
                         node.name.c_str());
-            return invisible();
+        } else {
+            // Writers leave the modifier out when the default shading will do (a bare mesh
+            // exported by a mesh editor): the mesh is drawn with the default material rather
+            // than lost.
+            Logger::Log(2, "Cannot find shading modifier for node '%s' -> using default shading", node.name.c_str());
         }
-        Logger::Log(2, "Fallback to alternative shading modifier '%s' instead '%s'", meshName.c_str(),
-                    node.name.c_str());
     }
-    if (shading->shaderLists.empty()) {
+    if (shading && shading->shaderLists.empty()) {
         Logger::LogF(2, "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible model/mesh",
                      node.name);
         return invisible();
@@ -320,7 +322,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
     }
     for (uint32_t group = 0; group < groups; ++group) {
         const AuthorShader* shader = nullptr;
-        if (group < shading->shaderLists.size()) {
+        if (shading && group < shading->shaderLists.size()) {
             const std::vector<std::string>& list = shading->shaderLists[group];
             if (list.size() > 1)
                 Logger::Log(2, "Shading List with %u entries, only first one used, rest will be DISCARDED!",
@@ -541,20 +543,32 @@ void AuthoringPool_U3D::LogSceneStatistics(SceneHandle scene) {
     // The default texture and the default material row are the renderer's, not the file's.
     const size_t textures = resources.textureManager.GetTextureNames().size();
     const size_t materials = resources.materialManager.GetMaterials().size();
-    uint32_t points = 0, lines = 0, triangles = 0;
-    const uint32_t total = resources.meshManager.GetPrimitiveCounts(false, &points, &lines, &triangles);
-    uint32_t ipoints = 0, ilines = 0, itriangles = 0;
-    const uint32_t itotal = resources.meshManager.GetPrimitiveCounts(true, &ipoints, &ilines, &itriangles);
+    // Helper geometry of the renderer (names beginning "___") shares the mesh table; it is not
+    // part of the document. Instanced counts multiply a mesh by the models that draw it.
+    uint32_t plain[3] = {0, 0, 0}, instanced[3] = {0, 0, 0};
+    size_t meshes = 0;
+    for (const auto& [name, mesh] : resources.meshManager.GetMeshes()) {
+        if (!mesh || name.rfind("___", 0) == 0) continue;
+        ++meshes;
+        uint32_t n = 0;
+        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) n += mesh->GetDrawInfo(i)->primitiveCount;
+        const long owners = mesh.use_count() - 1;
+        const int kind = mesh->GetPrimitiveType() == Rendering::PrimitiveType::Points  ? 0
+                         : mesh->GetPrimitiveType() == Rendering::PrimitiveType::Lines ? 1
+                                                                                       : 2;
+        plain[kind] += n;
+        instanced[kind] += owners > 1 ? n * uint32_t(owners) : n;
+    }
     try {
         std::string text = "\nU3D-Scene statistics:\n";
         text += fmt::format("    Textures: {:d}\n", textures ? textures - 1 : 0);
         text += fmt::format("    Materials: {:d}\n", materials ? materials - 1 : 0);
         text += fmt::format("    SceneGraph: {:d} Nodes\n", graph->CountModels());
-        text += fmt::format("    Meshes: {:d}\n", resources.meshManager.GetMeshes().size());
-        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", total, points, lines,
-                            triangles);
-        text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", itotal,
-                            ipoints, ilines, itriangles);
+        text += fmt::format("    Meshes: {:d}\n", meshes);
+        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
+                            plain[0] + plain[1] + plain[2], plain[0], plain[1], plain[2]);
+        text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
+                            instanced[0] + instanced[1] + instanced[2], instanced[0], instanced[1], instanced[2]);
         Logger::WriteText(0, text);
     } catch (const std::bad_alloc&) {
         Logger::Log(1, "OUT OF MEMORY");

@@ -76,6 +76,23 @@ inline void ForEachModel(const Rendering::Model& model, const std::function<void
     }
 }
 
+// The document's meshes of a scene (the renderer's helper meshes, named "___...", left out)
+// and their triangles.
+struct DocumentMeshes {
+    size_t meshes = 0;
+    uint64_t triangles = 0;
+};
+inline DocumentMeshes CountDocumentMeshes(const Rendering::SceneGraph& scene) {
+    DocumentMeshes counts;
+    for (const auto& [name, mesh] : scene.GetResources().meshManager.GetMeshes()) {
+        if (name.rfind("___", 0) == 0) continue;
+        ++counts.meshes;
+        if (mesh->GetPrimitiveType() != Rendering::PrimitiveType::Triangles) continue;
+        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) counts.triangles += mesh->GetDrawInfo(i)->primitiveCount;
+    }
+    return counts;
+}
+
 // Releases a scene when the test ends, whatever happens.
 struct SceneGuard {
     uint32_t handle = 0;
