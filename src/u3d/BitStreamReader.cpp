@@ -156,10 +156,12 @@ ContextManager* BitStreamReader::Context(uint32_t context) {
 uint32_t BitStreamReader::ReadCodeBits() {
     // One bit, then the pending underflow bits are skipped, then 15 bits most significant
     // first: the coder emits its interval bits from the top.
-    uint64_t position = bitPosition_;
-    const uint32_t top = PeekBits32(position) & 1;
-    position += 1 + uint64_t(underflow_);
-    const uint32_t rest = Reverse16(PeekBits32(position) & 0x7FFF) >> 1;
+    const uint32_t window = PeekBits32(bitPosition_);
+    const uint32_t top = window & 1;
+    // 1 + underflow + 15 bits fit in one 32-bit window unless underflow is unusually long.
+    const uint32_t bits = underflow_ <= 16 ? window >> (1 + underflow_)
+                                           : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
+    const uint32_t rest = Reverse16(bits & 0x7FFF) >> 1;
     return (top << 15) | rest;
 }
 

@@ -121,16 +121,17 @@ TEST(FormatManager, InterruptWithoutImportDoesNothing) {
     EXPECT_FALSE(AuthoringInterrupt::Interrupted());
 }
 
-TEST(FormatManager, U3DImportReadsThenFailsOnlyAtTheBuildStep) {
+TEST(FormatManager, U3DImportRunsTheReadStepWithTimers) {
     RegisterStandardFormats();
     ImportDescriptor d;
     d.kind = ImportDescriptor::File;
     d.path = kU3D;
     LogCapture log(3);
-    EXPECT_EQ(FormatManager::Instance().ImportScene(d), 0u);
+    // Whether a scene comes out depends on the renderer; the read step must succeed.
+    FormatManager::Instance().ImportScene(d);
     EXPECT_TRUE(log.Has("AuthoringInterrupt: Interrupt flag RESET", 2));
+    EXPECT_TRUE(log.Has("AuthoringPool: Successfully loaded raw U3D data from", 3));
     EXPECT_FALSE(log.Has("Failed to load U3D data into AuthoringPool"));
-    EXPECT_TRUE(log.Has("Failed to create SceneGraph from AuthoringPool!", 1));
     EXPECT_TRUE(log.Has("CreateSceneGraphFromU3DFile", 0));
     EXPECT_TRUE(log.Has("AuthoringPool::LoadFromFile", 0));
 }

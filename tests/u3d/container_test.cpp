@@ -176,6 +176,11 @@ TEST(BlockWalk, ModifierChainsAreReadDepthFirstInFileOrder) {
     ASSERT_NE(c, a->children.find("b")->second->children.end());
     EXPECT_EQ(c->second->children.count("d"), 1u);
     EXPECT_EQ(pool->BlocksRead(), 7u);  // header, two chains, four nodes
+    // 70 points over the two top-level blocks; nested blocks advance nothing.
+    EXPECT_FLOAT_EQ(pool->LoadStep(), 35.0f);
+    EXPECT_FLOAT_EQ(pool->Progress().Progress(), 70.0f);
+    // The build's 29 points are spread over the nodes of the tree (no textures or meshes).
+    EXPECT_FLOAT_EQ(pool->BuildStep(), 29.0f / 4.0f);
 }
 
 TEST(BlockWalk, BadChainEndsWithoutLooping) {
