@@ -2,36 +2,70 @@
 // talks to it only through the exported functions, so it doubles as a check that a host can
 // be written from the public header alone.
 //
-//   kestrum [-L|--library FILE] [--log FILE] [--log-level N] --version
+//   kestrum [global options] capture [SCENE] [-o OUT] [--size WxH] [--background RRGGBB]
+//                                    [--lighting N] [--camera NAME]
+//   kestrum [global options] info SCENE
+//   kestrum [global options] --version
 //
-// Without --log, messages up to --log-level go to standard error through the log hook.
+// Without --log, messages up to --log-level go to standard error through the log hook. The
+// library's level-0 texts (scene statistics, load timers) are echoed only when --log-level is
+// given; `info` prints the statistics on standard output instead.
 
 #include "KestrumLibrary.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#ifndef KESTRUM_SAMPLE_SCENE
+#define KESTRUM_SAMPLE_SCENE ""
+#endif
+
 namespace {
 
 using KestrumTool::Library;
+
+enum class Command { None, Version, Capture, Info };
 
 struct Options {
     std::string libraryPath;
     std::string logFile;
     int32_t logLevel = 2;
     bool logLevelGiven = false;
-    bool version = false;
     bool help = false;
+    Command command = Command::None;
+    std::string scene;
+    std::string output;
+    int32_t width = 800;
+    int32_t height = 600;
+    uint32_t background = 0xFFFFFF;
+    uint32_t lighting = 1;  // the scene's own lights
+    std::string camera;
 };
 
 void PrintUsage(FILE* out) {
     std::fprintf(out,
-                 "usage: kestrum [options] --version\n"
+                 "usage: kestrum [options] capture [SCENE] [-o OUT] [--size WxH] [--background RRGGBB]\n"
+                 "                                 [--lighting N] [--camera NAME]\n"
+                 "       kestrum [options] info SCENE\n"
+                 "       kestrum [options] --version\n"
+                 "commands:\n"
+                 "  capture   render SCENE (default: the shipped sample scene) into a picture; the\n"
+                 "            format follows OUT's extension (.png, .jpg, .tif); without -o the\n"
+                 "            library names a new PNG below the user's data folder\n"
+                 "            --size WxH          picture size (default 800x600)\n"
+                 "            --background RRGGBB background colour in hex (default FFFFFF)\n"
+                 "            --lighting N        lighting scheme 0..11 (default 1, the scene's own)\n"
+                 "            --camera NAME       view of the scene to use (default: built-in camera)\n"
+                 "  info      load SCENE and print its statistics and cameras\n"
                  "options:\n"
                  "  -L, --library FILE   load the library from FILE\n"
                  "      --log FILE       write the library's log to FILE\n"
@@ -40,11 +74,28 @@ void PrintUsage(FILE* out) {
                  "  -h, --help           this text\n");
 }
 
-bool ParseLevel(const char* text, int32_t& level) {
+bool ParseNumber(const char* text, long low, long high, long& value, int base = 10) {
     char* end = nullptr;
-    long value = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || value < 0 || value > 5) return false;
-    level = static_cast<int32_t>(value);
+    value = std::strtol(text, &end, base);
+    return end != text && *end == '\0' && value >= low && value <= high;
+}
+
+bool ParseSize(const char* text, int32_t& width, int32_t& height) {
+    const char* x = std::strchr(text, 'x');
+    if (!x) return false;
+    std::string w(text, x);
+    long wv = 0, hv = 0;
+    if (!ParseNumber(w.c_str(), 1, 16384, wv) || !ParseNumber(x + 1, 1, 16384, hv)) return false;
+    width = static_cast<int32_t>(wv);
+    height = static_cast<int32_t>(hv);
+    return true;
+}
+
+bool ParseColor(const char* text, uint32_t& color) {
+    if (*text == '#') ++text;
+    long value = 0;
+    if (std::strlen(text) != 6 || !ParseNumber(text, 0, 0xFFFFFF, value, 16)) return false;
+    color = static_cast<uint32_t>(value);
     return true;
 }
 
@@ -59,66 +110,190 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             }
             return argv[++i];
         };
+        auto bad = [&](const char* name, const char* v, const char* what) {
+            std::fprintf(stderr, "kestrum: %s takes %s, not '%s'\n", name, what, v);
+            return false;
+        };
+        const char* v = nullptr;
+        long number = 0;
         if (arg == "-L" || arg == "--library") {
-            const char* v = value("--library");
-            if (!v) return false;
+            if (!(v = value("--library"))) return false;
             options.libraryPath = v;
         } else if (arg == "--log") {
-            const char* v = value("--log");
-            if (!v) return false;
+            if (!(v = value("--log"))) return false;
             options.logFile = v;
         } else if (arg == "--log-level") {
-            const char* v = value("--log-level");
-            if (!v) return false;
-            if (!ParseLevel(v, options.logLevel)) {
-                std::fprintf(stderr, "kestrum: --log-level takes 0 to 5, not '%s'\n", v);
-                return false;
-            }
+            if (!(v = value("--log-level"))) return false;
+            if (!ParseNumber(v, 0, 5, number)) return bad("--log-level", v, "0 to 5");
+            options.logLevel = static_cast<int32_t>(number);
             options.logLevelGiven = true;
         } else if (arg == "--version") {
-            options.version = true;
+            options.command = Command::Version;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
+        } else if (options.command == Command::None && (arg == "capture" || arg == "info")) {
+            options.command = arg == "capture" ? Command::Capture : Command::Info;
+        } else if (options.command == Command::Capture && (arg == "-o" || arg == "--output")) {
+            if (!(v = value("-o"))) return false;
+            options.output = v;
+        } else if (options.command == Command::Capture && arg == "--size") {
+            if (!(v = value("--size"))) return false;
+            if (!ParseSize(v, options.width, options.height)) return bad("--size", v, "WxH (1 to 16384 each)");
+        } else if (options.command == Command::Capture && arg == "--background") {
+            if (!(v = value("--background"))) return false;
+            if (!ParseColor(v, options.background)) return bad("--background", v, "RRGGBB in hex");
+        } else if (options.command == Command::Capture && arg == "--lighting") {
+            if (!(v = value("--lighting"))) return false;
+            if (!ParseNumber(v, 0, 11, number)) return bad("--lighting", v, "0 to 11");
+            options.lighting = static_cast<uint32_t>(number);
+        } else if (options.command == Command::Capture && arg == "--camera") {
+            if (!(v = value("--camera"))) return false;
+            options.camera = v;
+        } else if ((options.command == Command::Capture || options.command == Command::Info) && !arg.empty() &&
+                   arg[0] != '-' && options.scene.empty()) {
+            options.scene = arg;
         } else {
             std::fprintf(stderr, "kestrum: unknown argument '%s'\n", arg.c_str());
             return false;
         }
     }
+    if (options.command == Command::Info && options.scene.empty() && !options.help) {
+        std::fprintf(stderr, "kestrum: info needs a scene file\n");
+        return false;
+    }
     return true;
 }
 
+// ---- what the library's threads hand back ------------------------------------------------
+
+// One answer from the render thread, waited for by the main thread.
+struct Reply {
+    std::mutex mutex;
+    std::condition_variable done;
+    bool arrived = false;
+    int success = 0;
+    uint32_t sceneHandle = 0;
+    uint32_t validFields = 0;
+    std::string outputPath;
+    std::vector<std::string> cameras;
+
+    void Finish(int ok) {
+        std::lock_guard<std::mutex> lock(mutex);
+        success = ok;
+        arrived = true;
+        done.notify_all();
+    }
+    bool Wait(std::chrono::seconds limit) {
+        std::unique_lock<std::mutex> lock(mutex);
+        return done.wait_for(lock, limit, [this] { return arrived; });
+    }
+};
+Reply g_reply;
+
+// What the log hook collected, for `info`, and whether level-0 texts are echoed.
+struct HookState {
+    std::mutex mutex;
+    std::string collected;
+    int32_t echoLevel = 2;
+    bool echoMessages = false;
+};
+HookState g_hook;
+
+bool g_progressShown = false;
+
 // The hook's text is the library's system string: a 32-bit byte count precedes it.
-void StderrHook(void*, int32_t, Kestrum::KestrumSystemString message) {
+void LogHook(void*, int32_t level, Kestrum::KestrumSystemString message) {
     if (!message) return;
     uint32_t bytes = 0;
     std::memcpy(&bytes, reinterpret_cast<const char*>(message) - sizeof bytes, sizeof bytes);
     std::string text = KestrumTool::ToUtf8(message, bytes / 2);
-    std::fputs(text.c_str(), stderr);
+    std::lock_guard<std::mutex> lock(g_hook.mutex);
+    g_hook.collected += text;
+    if (level <= g_hook.echoLevel && (level != 0 || g_hook.echoMessages)) std::fputs(text.c_str(), stderr);
 }
+
+// The load's progress as a bar on standard error.
+void OnProgress(float percent, uint32_t) {
+    constexpr int kWidth = 40;
+    int filled = static_cast<int>(percent * kWidth / 100.0f + 0.5f);
+    filled = filled < 0 ? 0 : filled > kWidth ? kWidth : filled;
+    char bar[kWidth + 1];
+    std::memset(bar, '#', static_cast<size_t>(filled));
+    std::memset(bar + filled, '.', static_cast<size_t>(kWidth - filled));
+    bar[kWidth] = '\0';
+    std::fprintf(stderr, "\rloading [%s] %3d%%", bar, static_cast<int>(percent));
+    std::fflush(stderr);
+    g_progressShown = true;
+}
+
+void EndProgress() {
+    if (g_progressShown) std::fputc('\n', stderr);
+    g_progressShown = false;
+}
+
+void OnCapture(Kestrum::CaptureResult* result, int success) {
+    g_reply.sceneHandle = result->sceneHandle;
+    g_reply.validFields = result->validFields;
+    if (result->validFields & Kestrum::KESTRUM_CAPTURE_VALID_OUTPUT_PATH)
+        g_reply.outputPath.assign(result->outputPath, result->outputPathLength);
+    g_reply.Finish(success);
+}
+
+void OnLoad(Kestrum::LoadSceneResult* result, int success) {
+    g_reply.sceneHandle = result->sceneHandle;
+    for (uint32_t i = 0; i < result->cameraCount && result->cameraNames && result->cameraNameLengths; ++i)
+        g_reply.cameras.emplace_back(result->cameraNames[i], static_cast<size_t>(result->cameraNameLengths[i]));
+    g_reply.Finish(success);
+}
+
+void OnUnload(uint32_t) { g_reply.Finish(1); }
+
+// ---- logging -------------------------------------------------------------------------------
 
 // Routes the library's log as the options ask. False when the log file cannot be started.
 bool StartLogging(const Library& lib, const Options& options) {
+    g_hook.echoLevel = options.logLevel;
+    g_hook.echoMessages = options.logLevelGiven;
     if (!options.logFile.empty()) {
         std::u16string path = KestrumTool::ToUtf16(options.logFile);
         if (!lib.StartLoggingToDefault(0, path.c_str(), 0, static_cast<uint32_t>(options.logLevel))) {
             std::fprintf(stderr, "kestrum: cannot log to '%s'\n", options.logFile.c_str());
             return false;
         }
-        return true;
+        g_hook.echoLevel = -1;  // the file has it all; the hook only collects
     }
-    lib.SetLoggingHook(nullptr, StderrHook);
+    lib.SetLoggingHook(nullptr, LogHook);
     lib.SetLogLevel(options.logLevel);
     return true;
 }
 
-void StopLogging(const Library& lib, const Options& options) {
-    if (options.logFile.empty()) {
-        // The hook is served every 50 ms and does not drain when stopped; let it catch up.
-        std::this_thread::sleep_for(std::chrono::milliseconds(120));
-        lib.SetLoggingHook(nullptr, nullptr);
-    }
+// The hook is served every 50 ms and does not drain when stopped; let it catch up.
+void DrainLog() { std::this_thread::sleep_for(std::chrono::milliseconds(120)); }
+
+void StopLogging(const Library& lib) {
+    DrainLog();
+    lib.SetLoggingHook(nullptr, nullptr);
     lib.StopLoggingToDefault();
 }
+
+// Unloads a capture scene and waits until that has happened on the render thread.
+void Unload(const Library& lib, uint32_t handle) {
+    {
+        std::lock_guard<std::mutex> lock(g_reply.mutex);
+        g_reply.arrived = false;
+    }
+    lib.UnloadCaptureScene(handle, OnUnload);
+    g_reply.Wait(std::chrono::seconds(30));
+}
+
+// Stops the render thread, which must not outlive main: the library's statics go at exit.
+// With every scene unloaded the first call stops it; the second covers a queued unload.
+void Shutdown(const Library& lib) {
+    lib.ShutdownRenderer();
+    lib.ShutdownRenderer();
+}
+
+// ---- commands ------------------------------------------------------------------------------
 
 int PrintVersions(const Library& lib) {
     std::printf("%s\n", lib.path.c_str());
@@ -127,6 +302,133 @@ int PrintVersions(const Library& lib) {
         lib.GetLibraryVersion(id, &major, &minor, &build);
         std::printf("  %-10s %d: %u.%u.%u\n", id == 4 ? "library" : "component", id, major, minor, build);
     }
+    return 0;
+}
+
+// A path the library can open from any working directory.
+std::string Absolute(const std::string& path) {
+    if (path.empty() || path[0] == '/') return path;
+    char cwd[4096];
+    if (!getcwd(cwd, sizeof cwd)) return path;
+    return std::string(cwd) + "/" + path;
+}
+
+// The shipped sample scene: the source tree's copy, or one installed beside the program.
+std::string SampleScene() {
+    if (access(KESTRUM_SAMPLE_SCENE, R_OK) == 0) return KESTRUM_SAMPLE_SCENE;
+    char buffer[4096];
+    ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+    if (n > 0) {
+        std::string folder(buffer, static_cast<size_t>(n));
+        folder.resize(folder.rfind('/') + 1);
+        for (const char* relative : {"../share/kestrum/sample.u3d", "../../scenes/sample.u3d", "sample.u3d"})
+            if (access((folder + relative).c_str(), R_OK) == 0) return folder + relative;
+    }
+    return {};
+}
+
+constexpr auto kWaitLimit = std::chrono::seconds(600);
+
+int RunCapture(const Library& lib, Options& options) {
+    if (options.scene.empty()) {
+        options.scene = SampleScene();
+        if (options.scene.empty()) {
+            std::fprintf(stderr, "kestrum: no scene given and the sample scene is not installed\n");
+            return 2;
+        }
+        // The sample scene's own view shows it from the front; the built-in camera looks down.
+        if (options.camera.empty()) options.camera = "Front";
+    }
+    const std::u16string scene = KestrumTool::ToUtf16(Absolute(options.scene));
+    const std::u16string output = KestrumTool::ToUtf16(options.output.empty() ? "" : Absolute(options.output));
+    const std::u16string camera = KestrumTool::ToUtf16(options.camera);
+
+    Kestrum::CaptureParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
+    parameters.load.path = scene.c_str();
+    parameters.load.progressCallback = OnProgress;
+    parameters.view.flags = Kestrum::KESTRUM_VIEW_ACTIVATE;
+    parameters.view.backgroundColor = options.background;
+    parameters.view.lightingScheme = options.lighting;
+    parameters.view.cameraName = camera.c_str();
+    // Unloaded by an explicit call below rather than by the capture's unload flag: its answer
+    // tells when the library has let go of the render thread, so that the shutdown stops it.
+    parameters.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_FILE;
+    parameters.outputPath = output.c_str();
+    parameters.width = options.width;
+    parameters.height = options.height;
+
+    lib.CaptureScene(0, parameters, OnCapture);
+    const bool answered = g_reply.Wait(kWaitLimit);
+    EndProgress();
+    int rc = 0;
+    if (!answered) {
+        std::fprintf(stderr, "kestrum: no answer from the library\n");
+        rc = 1;
+    } else if ((g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE) == 0) {
+        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
+        rc = 1;
+    } else if (!g_reply.success) {
+        std::fprintf(stderr, "kestrum: '%s' loaded, but no picture could be written\n", options.scene.c_str());
+        rc = 1;
+    } else {
+        std::printf("%s\n", g_reply.outputPath.c_str());
+    }
+    if (answered && (g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE)) Unload(lib, g_reply.sceneHandle);
+    Shutdown(lib);
+    return rc;
+}
+
+// The lines of the library's statistics text, without the prefix the log gives each line.
+std::string ExtractStatistics(const std::string& log) {
+    const size_t start = log.find("U3D-Scene statistics:");
+    if (start == std::string::npos) return {};
+    size_t end = log.find("Primitives (instanced)", start);
+    end = end == std::string::npos ? log.size() : log.find('\n', end);
+    return log.substr(start, end == std::string::npos ? std::string::npos : end - start);
+}
+
+int RunInfo(const Library& lib, const Options& options) {
+    const std::string absolute = Absolute(options.scene);
+    const std::u16string scene = KestrumTool::ToUtf16(absolute);
+    Kestrum::LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
+    load.path = scene.c_str();
+    load.progressCallback = OnProgress;
+
+    lib.LoadCaptureScene(0, load, OnLoad);
+    const bool answered = g_reply.Wait(kWaitLimit);
+    EndProgress();
+    if (!answered || !g_reply.success) {
+        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
+        Shutdown(lib);
+        return 1;
+    }
+    const uint32_t handle = g_reply.sceneHandle;
+    const std::vector<std::string> cameras = g_reply.cameras;
+
+    // The statistics are a log text of the load; wait until the hook has passed them on.
+    std::string statistics;
+    for (int i = 0; i < 20 && statistics.empty(); ++i) {
+        DrainLog();
+        std::lock_guard<std::mutex> lock(g_hook.mutex);
+        statistics = ExtractStatistics(g_hook.collected);
+    }
+
+    std::printf("scene: %s\nhandle: %u\n", absolute.c_str(), handle);
+    std::printf("%s\n", statistics.empty() ? "statistics: not reported" : statistics.c_str());
+    if (cameras.empty()) {
+        // A capture load reports no camera list; names can still be tried with --camera.
+        std::printf("cameras: not reported by a capture load (try capture --camera NAME)\n");
+    } else {
+        std::printf("cameras: %zu\n", cameras.size());
+        for (const std::string& name : cameras) std::printf("    %s\n", name.c_str());
+    }
+
+    Unload(lib, handle);
+    Shutdown(lib);
     return 0;
 }
 
@@ -142,7 +444,7 @@ int main(int argc, char** argv) {
         PrintUsage(stdout);
         return 0;
     }
-    if (!options.version) {
+    if (options.command == Command::None) {
         PrintUsage(stderr);
         return 2;
     }
@@ -155,8 +457,14 @@ int main(int argc, char** argv) {
     }
     if (!StartLogging(lib, options)) return 1;
 
-    int rc = PrintVersions(lib);
+    int rc = 0;
+    switch (options.command) {
+        case Command::Version: rc = PrintVersions(lib); break;
+        case Command::Capture: rc = RunCapture(lib, options); break;
+        case Command::Info: rc = RunInfo(lib, options); break;
+        case Command::None: break;
+    }
 
-    StopLogging(lib, options);
+    StopLogging(lib);
     return rc;
 }

@@ -1,11 +1,22 @@
 #include "host/CaptureProxy.h"
 
-#include <cstdlib>
-#include <locale>
+#include <fmt/format.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <locale>
+#include <new>
+
+#include "format/FormatManager.h"
+#include "format/U3DSceneDescription.h"
 #include "host/ApplicationNames.h"
 #include "host/RenderThread.h"
+#include "host/windowing/CaptureWindow.h"
+#include "rendering/Image.h"
+#include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
+#include "rendering/SceneGraph.h"
+#include "rendering/SceneManager.h"
 #include "util/Logger.h"
 #include "util/Paths.h"
 #include "util/ThreadManager.h"
@@ -14,6 +25,7 @@ namespace Velmora {
 
 using Utility::Logger;
 using Utility::ThreadManager;
+using FormatGlue::Dictionary;
 
 namespace {
 
@@ -30,7 +42,23 @@ bool IsExistingRegularFile(const std::string& path) {
     return Utility::Exists(path) && Utility::IsRegular(path);
 }
 
+// Size of the hidden window; a capture resizes the view, never the window.
+constexpr int32_t kCaptureWindowSize = 50;
+// Read-back kept between file captures; above this (1024 x 1024) it is handed back.
+constexpr size_t kKeptScratchBytes = size_t(1024) * 1024 * 4;
+
+// The picture's format from the target's extension; anything unknown is PNG.
+Rendering::ImageFormat ImageFormatFor(const std::string& path) {
+    std::string extension = Utility::Extension(path);
+    for (char& c : extension) c = std::tolower(c, std::locale::classic());
+    if (extension == ".jpg" || extension == ".jpeg" || extension == ".jpe") return Rendering::ImageFormat::JPEG;
+    if (extension == ".tif" || extension == ".tiff") return Rendering::ImageFormat::TIFF;
+    return Rendering::ImageFormat::PNG;
+}
+
 }  // namespace
+
+uint32_t CaptureProxy::viewCounter_ = 0;
 
 CaptureProxy& CaptureProxy::Instance() {
     static CaptureProxy instance;
@@ -123,6 +151,11 @@ void CaptureProxy::RequestUnloadAllScenes(Kestrum::DoneCallback callback) {
 
 void CaptureProxy::OnRenderThreadUpdate(uint64_t) {}
 
+void CaptureProxy::OnProgress(const FormatGlue::ProgressInfo& info) {
+    const auto* slot = static_cast<const ProgressSlot*>(info.callbackSlot);
+    if (slot != nullptr && slot->callback != nullptr) slot->callback(static_cast<float>(info.percent), slot->tag);
+}
+
 void CaptureProxy::EnsureRegistered() {
     if (renderThreadId_.load() != 0) return;
     RenderThread& renderThread = RenderThread::Instance();
@@ -154,7 +187,8 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     EnsureRegistered();
 
     // The path counts only when it is the source: a memory request ignores it.
-    const bool fromFile = load.HasFromFile() && !load.HasFromMemory();
+    const bool fromMemory = load.HasFromMemory();
+    const bool fromFile = load.HasFromFile() && !fromMemory;
     if (fromFile && (load.path.empty() || !IsExistingRegularFile(load.path))) {
         Logger::Log(1, "CaptureProxy::DoLoadScene: Invalid filename '%s'!", load.path.c_str());
         ReleaseRenderThreadIfEmpty();
@@ -170,11 +204,104 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
         }
     }
 
-    // The hidden window is the first thing a new scene needs; this build has no window
-    // system for capture yet, so no scene can be made.
-    Logger::Log(1, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
-    ReleaseRenderThreadIfEmpty();
-    return nullptr;
+    std::shared_ptr<Windowing::CaptureWindow> window(new (std::nothrow) Windowing::CaptureWindow(),
+                                                     [](Windowing::CaptureWindow* w) {
+                                                         if (w == nullptr) return;
+                                                         w->Destroy();
+                                                         delete w;
+                                                     });
+    Windowing::WindowBase::CreateInfo windowInfo;
+    windowInfo.width = kCaptureWindowSize;
+    windowInfo.height = kCaptureWindowSize;
+    if (!window || !window->Create(windowInfo)) {
+        Logger::Log(1, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+
+    Rendering::RenderViewCreationInfo viewInfo;
+    viewInfo.name = fmt::format("CaptureProxy_View_{:d}", ++viewCounter_);
+    viewInfo.window = window->GetHandle();
+    viewInfo.width = static_cast<uint32_t>(window->GetWidth());
+    viewInfo.height = static_cast<uint32_t>(window->GetHeight());
+    std::shared_ptr<Rendering::RenderView> view = Rendering::RenderView::Create(viewInfo);
+    Rendering::Renderer& renderer = Rendering::Renderer::Instance();
+    if (!view || !renderer.AddRenderView(view)) {
+        Logger::Log(1, "CaptureProxy::LoadScene: Failed to create/register RenderView!");
+        view.reset();
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+
+    FormatGlue::ImportDescriptor descriptor;
+    if (fromMemory) {
+        descriptor.kind = FormatGlue::ImportDescriptor::Memory;
+        descriptor.data = load.Data();
+        descriptor.dataSize = load.DataSize();
+    } else if (fromFile) {
+        descriptor.kind = FormatGlue::ImportDescriptor::File;
+        descriptor.path = load.path;
+    }
+    descriptor.options[0] = false;
+    descriptor.options[1] = false;
+    progress_ = ProgressSlot{};
+    if (load.progressCallback != nullptr) {
+        progress_.callback = load.progressCallback;
+        progress_.tag = load.userTag;
+        descriptor.listener = this;
+        descriptor.callbackSlot = &progress_;
+    }
+
+    const uint32_t sceneHandle = FormatGlue::FormatManager::Instance().ImportScene(descriptor);
+    progress_ = ProgressSlot{};
+    Rendering::SceneManager& sceneManager = Rendering::SceneManager::Instance();
+    std::shared_ptr<Rendering::SceneGraph> scene = sceneManager.GetScene(sceneHandle);
+    if (!scene) {
+        Logger::Log(1, "CaptureProxy::LoadScene: Failed to create SceneGraph!");
+        DiscardScene(sceneHandle, view, false);
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+
+    // A capture shows the document's colours as they are stored: no gamma, and the lights it
+    // brought kept as "Artwork" so that a view can ask for them after another scheme.
+    Rendering::SceneResources& resources = scene->GetResources();
+    resources.lightManager.SetGammaEnabled(false);
+    resources.lightManager.SetGamma(resources.lightManager.GetBlock().gamma);
+    resources.lightingSchemeManager.StoreCurrentAsArtwork();
+
+    if (!sceneManager.LinkSceneToRenderView(sceneHandle, view.get())) {
+        Logger::Log(1, "Failed to link SceneGraph to RenderView!");
+        DiscardScene(sceneHandle, view, false);
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+
+    std::shared_ptr<SceneInfo> info(new (std::nothrow) SceneInfo());
+    if (info) {
+        info->sceneHandle = sceneHandle;
+        info->path = fromFile ? load.path : std::string();
+        info->view = view;
+        info->window = window;
+        info->refCount = 1;
+    }
+    if (!info || !scenes_.emplace(sceneHandle, info).second) {
+        Logger::Log(1, "CaptureProxy::LoadScene: Failed to register SceneInfo!");
+        DiscardScene(sceneHandle, view, true);
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+    return info.get();
+}
+
+void CaptureProxy::DiscardScene(uint32_t sceneHandle, const std::shared_ptr<Rendering::RenderView>& view,
+                                bool linked) {
+    Rendering::SceneManager& sceneManager = Rendering::SceneManager::Instance();
+    if (linked)
+        sceneManager.UnlinkSceneFromRenderView(view.get());
+    else if (sceneHandle != 0 && sceneManager.GetScene(sceneHandle))
+        sceneManager.ReleaseScene(sceneHandle);  // imported but never shown: nobody else holds it
+    Rendering::Renderer::Instance().RemoveRenderView(view);
 }
 
 std::string CaptureProxy::GetCaptureFilePath(const std::string& scenePath) {
@@ -221,13 +348,27 @@ bool CaptureProxy::RemoveRefForScene(uint32_t handle) {
     return --scene->refCount <= 0;
 }
 
+int32_t CaptureProxy::RefCount(uint32_t handle) const {
+    auto it = scenes_.find(handle);
+    return it == scenes_.end() ? 0 : it->second->refCount;
+}
+
 void CaptureProxy::DoUnloadScene(uint32_t handle) {
     if (handle == 0 || FindScene(handle) == nullptr) {
         Logger::Log(1, "CaptureProxy::DoUnloadScene: Invalid scene handle!");
         return;
     }
     if (!RemoveRefForScene(handle)) return;
-    scenes_.erase(handle);
+    auto it = scenes_.find(handle);
+    std::shared_ptr<SceneInfo> info = it->second;
+    scenes_.erase(it);
+    if (info->view) {
+        Rendering::SceneManager::Instance().UnlinkSceneFromRenderView(info->view.get());
+        Rendering::Renderer::Instance().RemoveRenderView(info->view);
+    }
+    // The view lets go of the window's drawable before the window goes.
+    info->view.reset();
+    info->window.reset();
     ReleaseRenderThreadIfEmpty();
 }
 
@@ -255,23 +396,101 @@ void CaptureProxy::Capture(const Utility::CaptureParameters& parameters, Kestrum
     std::free(const_cast<void*>(result.pixels));
 }
 
-bool CaptureProxy::CaptureWork(const Utility::CaptureParameters& parameters, Kestrum::CaptureResult&,
-                               std::string&) {
+bool CaptureProxy::CaptureWork(const Utility::CaptureParameters& parameters, Kestrum::CaptureResult& result,
+                               std::string& outputPath) {
     using Utility::CaptureParameters;
     const Utility::LoadSceneParameters& load = parameters.load;
     const uint32_t flags = parameters.captureFlags;
-    if (flags == 0 || parameters.width == 0 || parameters.height == 0 ||
+    if (flags == 0 || parameters.width <= 0 || parameters.height <= 0 ||
         (flags & (CaptureParameters::ToFile | CaptureParameters::ToMemory)) == 0)
         return false;
     if (load.HasByHandle() && load.sceneHandle == 0) return false;
     if (load.HasFromFile() && !load.HasFromMemory() && load.path.empty()) return false;
     if (load.HasFromMemory() && load.data.empty()) return false;
 
-    SceneInfo* scene = load.HasByHandle() ? FindScene(load.sceneHandle) : DoLoadScene(load);
+    const bool isNew = !load.HasByHandle();
+    SceneInfo* scene = isNew ? DoLoadScene(load) : FindScene(load.sceneHandle);
     if (scene == nullptr) return false;
-    // A scene exists only after a successful import, which needs the capture window; this
-    // build has none, so there is no view to draw.
-    return false;
+    // From here on the caller unloads the scene (with the unload flag) whatever the outcome.
+    result.sceneHandle = scene->sceneHandle;
+    result.validFields |= Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE;
+
+    const bool toMemory = (flags & CaptureParameters::ToMemory) != 0;
+    if (flags & CaptureParameters::ToFile)
+        outputPath = parameters.outputPath.empty() ? GetCaptureFilePath(scene->path) : parameters.outputPath;
+    // A generated name that could not be made leaves nowhere to write to.
+    if (!toMemory && outputPath.empty()) return false;
+
+    Rendering::RenderView& view = *scene->view;
+    Rendering::CameraViewport rect;
+    rect.width = static_cast<uint32_t>(parameters.width);
+    rect.height = static_cast<uint32_t>(parameters.height);
+    view.SetViewport(rect);
+
+    Dictionary dictionary;
+    const U3D::ViewportRect viewport{0.0f, 0.0f, float(parameters.width), float(parameters.height)};
+    if (U3D::CreateDictionaryFromViewParams(parameters.view, viewport, &dictionary)) {
+        U3D::U3DSceneDescription description;
+        const bool activate = parameters.view.Has(Utility::ViewParameters::Activate);
+        if (!description.Create(dictionary) || !description.ApplyToScene(scene->sceneHandle, activate, &view))
+            Logger::Log(1, "Failed to apply the generated SceneDescription to RenderView!");
+    }
+
+    if (!WriteCapture(*scene, toMemory, outputPath, result)) return false;
+
+    if (isNew) {
+        result.validFields |= Kestrum::KESTRUM_CAPTURE_VALID_SCENE_PATH;
+        result.scenePath = load.path.c_str();
+        result.scenePathLength = static_cast<uint32_t>(load.path.size());
+    }
+    if (!outputPath.empty()) {
+        // Both bits set: the pixels come back and the generated name is reported, unwritten.
+        result.validFields |= Kestrum::KESTRUM_CAPTURE_VALID_OUTPUT_PATH;
+        result.outputPath = outputPath.c_str();
+        result.outputPathLength = static_cast<uint32_t>(outputPath.size());
+    }
+    result.width = parameters.width;
+    result.height = parameters.height;
+    return true;
+}
+
+bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::string& target,
+                                Kestrum::CaptureResult& result) {
+    Rendering::RenderView& view = *scene.view;
+    uint32_t size = 0;
+    if (!toMemory) {
+        // Rows stay bottom first: the encoders take them in that order without a copy.
+        if (!view.RenderToMemory(pixelScratch_, size, false)) return false;
+        const uint32_t width = view.GetWidth(), height = view.GetHeight();
+        const Rendering::ImageStatus status =
+            Rendering::Image::EncodeToFile(ImageFormatFor(target), target, pixelScratch_.data(), width, height,
+                                          size_t(width) * 4, Rendering::PixelLayout::BGRA, false, true);
+        // A large capture should not pin its read-back for the life of the process.
+        if (pixelScratch_.capacity() > kKeptScratchBytes) std::vector<uint8_t>().swap(pixelScratch_);
+        if (status != Rendering::ImageStatus::Ok) {
+            Logger::Log(1, "Failed to write image!");
+            return false;
+        }
+        return true;
+    }
+
+    std::vector<uint8_t> pixels;
+    try {
+        if (!view.RenderToMemory(pixels, size, true)) return false;
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "CaptureProxy::Capture - OUT OF MEMORY");
+        return false;
+    }
+    void* block = std::malloc(size);
+    if (block == nullptr) {
+        Logger::Log(1, "CaptureProxy::Capture - OUT OF MEMORY");
+        return false;
+    }
+    std::memcpy(block, pixels.data(), size);
+    result.pixels = block;
+    result.pixelBytes = size;
+    result.validFields |= Kestrum::KESTRUM_CAPTURE_VALID_PIXELS;
+    return true;
 }
 
 void CaptureProxy::Export(const Utility::ExportParameters& parameters, Kestrum::ExportCallback callback) {
@@ -297,8 +516,25 @@ bool CaptureProxy::ExportWork(const Utility::ExportParameters& parameters, Kestr
     }
     if (scene == nullptr) return false;
     result.sceneHandle = scene->sceneHandle;
-    // Scenes reach the table only through an import, which is not available in this build.
-    return false;
+
+    FormatGlue::ExportDescriptor descriptor;
+    descriptor.sceneHandle = scene->sceneHandle;
+    descriptor.path = parameters.outputPath;
+    descriptor.format = parameters.FormatId();
+    descriptor.optionA = (parameters.exportFlags & Utility::ExportParameters::OptionA) != 0;
+    descriptor.optionB = (parameters.exportFlags & Utility::ExportParameters::OptionB) != 0;
+    descriptor.optionC = (parameters.exportFlags & Utility::ExportParameters::OptionC) != 0;
+    if (descriptor.format == 0) return false;
+
+    FormatGlue::ExportBuffer buffer;
+    const bool ok = FormatGlue::FormatManager::Instance().ExportScene(descriptor, &buffer);
+    if (parameters.outputPath.empty() && buffer.data != nullptr && buffer.size != 0) {
+        result.data = buffer.data;
+        result.dataSize = buffer.size;
+    } else {
+        std::free(buffer.data);
+    }
+    return ok;
 }
 
 }  // namespace Velmora

@@ -17,20 +17,31 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "Kestrum.h"
+#include "format/ProgressListener.h"
 #include "host/RenderThreadListener.h"
 #include "host/SceneParameters.h"
 
 namespace Velmora {
 
-class CaptureProxy : public RenderThreadListener {
+namespace Rendering {
+class RenderView;
+}
+namespace Windowing {
+class CaptureWindow;
+}
+
+class CaptureProxy : public RenderThreadListener, public FormatGlue::ProgressListener {
 public:
-    // One loaded scene. Its hidden window and render view join this record together with the
-    // scene import; until a scene can be imported the table stays empty.
+    // One loaded scene with the hidden window and the render view it is drawn into. The view
+    // goes before the window: it holds the window's drawable.
     struct SceneInfo {
         uint32_t sceneHandle = 0;
         std::string path;  // empty for a memory load
+        std::shared_ptr<Rendering::RenderView> view;
+        std::shared_ptr<Windowing::CaptureWindow> window;
         int32_t refCount = 1;
     };
 
@@ -60,9 +71,13 @@ public:
     void UnloadAllScenes(Kestrum::DoneCallback callback);
 
     void OnRenderThreadUpdate(uint64_t nowMs) override;
+    // Load progress of the import in progress, handed on to the request's callback.
+    void OnProgress(const FormatGlue::ProgressInfo& info) override;
 
     // Render thread only.
     size_t SceneCount() const { return scenes_.size(); }
+    // Reference count of a scene; 0 for an unknown handle. Render thread only.
+    int32_t RefCount(uint32_t handle) const;
 
     // A new file for a capture of `scenePath` without a target:
     // <APPDATA>/<company>/<application>/<stem>_<time>_<counter>.png, folders created. Empty,
@@ -88,9 +103,24 @@ private:
     bool ExportWork(const Utility::ExportParameters& parameters, Kestrum::ExportSceneResult& result,
                     uint32_t& loadedHandle);
     SceneInfo* FindScene(uint32_t handle);
+    // Picture of the scene's view into a file (format by the path's extension) or, with
+    // toMemory, into a malloc'd BGRA block of width * height * 4 bytes, top row first.
+    bool WriteCapture(SceneInfo& scene, bool toMemory, const std::string& target, Kestrum::CaptureResult& result);
+    // Undoes a half-made scene: unlinks or releases the scene and takes the view off the
+    // renderer.
+    void DiscardScene(uint32_t sceneHandle, const std::shared_ptr<Rendering::RenderView>& view, bool linked);
+
+    // What a progress notification is handed back: the callback of the load in progress.
+    struct ProgressSlot {
+        Kestrum::ProgressCallback callback = nullptr;
+        uint32_t tag = 0;
+    };
 
     std::atomic<uint32_t> renderThreadId_{0};
     std::map<uint32_t, std::shared_ptr<SceneInfo>> scenes_;
+    ProgressSlot progress_;
+    std::vector<uint8_t> pixelScratch_;  // read-back of file captures, kept between captures
+    static uint32_t viewCounter_;
     std::mutex checkMutex_;  // two host threads asking at once register only once
 };
 
