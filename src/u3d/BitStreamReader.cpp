@@ -139,6 +139,7 @@ uint32_t BitStreamReader::BytesLeft() const {
 }
 
 ContextManager* BitStreamReader::Context(uint32_t context) {
+    if (context < contexts_.size() && contexts_[context]) return contexts_[context].get();
     if (context == 0 || context > kStaticFull) return nullptr;
     if (context >= contexts_.size()) {
         try {

@@ -1,5 +1,6 @@
 #include "u3d/ContextManager.h"
 
+#include <bit>
 #include <new>
 
 #include "util/Logger.h"
@@ -9,29 +10,22 @@ namespace Velmora::U3D {
 using Utility::Logger;
 
 ContextManager::ContextManager() {
-    try {
-        frequencies_.assign(kInitialSymbols + 8, 0);
-        quarterCounts_.assign(kInitialSymbols / 4 + 9, 0);
-        symbolCount_ = kInitialSymbols;
-        frequencies_[0] = 1;
-        quarterCounts_[0] = 1;
-    } catch (const std::bad_alloc&) {
-        // An escape-only context: total 1, every cumulative frequency 1.
-        frequencies_.clear();
-        quarterCounts_.clear();
-        symbolCount_ = 0;
+    if (!Grow(kInitialSymbols)) {
+        // An escape-only context: total 1, nothing else can be coded but through escapes.
         Logger::Log(1, "ContextManager::ContextManager() - OUT OF MEMORY!");
+        return;
     }
+    frequencies_[0] = 1;
+    total_ = 1;
+    RebuildTree();
 }
 
 uint32_t ContextManager::Cumulative(uint32_t symbol) const {
     if (symbolCount_ == 0) return symbol == 0 ? 0 : 1;
-    const uint32_t total = quarterCounts_[0];
-    if (symbol > symbolCount_) return total;
-    const uint32_t quarter = symbol / 4;
-    uint32_t cumulative = total - quarterCounts_[quarter];
-    for (uint32_t s = quarter * 4; s < symbol; ++s) cumulative += frequencies_[s];
-    return cumulative;
+    if (symbol >= symbolCount_) return total_;
+    uint32_t sum = 0;
+    for (uint32_t i = symbol; i > 0; i &= i - 1) sum += tree_[i];
+    return sum;
 }
 
 uint32_t ContextManager::FindSymbol(uint32_t target, uint32_t& cumulativeOut) const {
@@ -39,69 +33,76 @@ uint32_t ContextManager::FindSymbol(uint32_t target, uint32_t& cumulativeOut) co
         cumulativeOut = 0;
         return 0;
     }
-    const uint32_t total = quarterCounts_[0];
-    // Largest quarter k whose cumulative start (total - quarterCounts[k]) is <= target.
-    // quarterCounts never increases with k and is 0 past the table, so k stays in range.
-    uint32_t lo = 0;
-    uint32_t hi = symbolCount_ / 4 + 1;
-    while (hi - lo > 1) {
-        const uint32_t mid = (lo + hi) / 2;
-        if (total - quarterCounts_[mid] <= target)
-            lo = mid;
-        else
-            hi = mid;
+    // Descend the tree: the largest prefix of symbols whose frequencies sum to <= target.
+    uint32_t position = 0;
+    uint32_t remaining = target;
+    for (uint32_t step = treeSize_; step != 0; step >>= 1) {
+        const uint32_t next = position + step;
+        if (next <= treeSize_ && tree_[next] <= remaining) {
+            position = next;
+            remaining -= tree_[next];
+        }
     }
-    uint32_t cumulative = total - quarterCounts_[lo];
-    uint32_t symbol = lo * 4;
-    const uint32_t last = symbolCount_ + 7;  // frequencies has a zero tail up to here
-    while (symbol < last && cumulative + frequencies_[symbol] <= target) {
-        cumulative += frequencies_[symbol];
-        ++symbol;
+    cumulativeOut = target - remaining;
+    return position;
+}
+
+void ContextManager::RebuildTree() {
+    for (uint32_t i = 1; i <= treeSize_; ++i) tree_[i] = i <= symbolCount_ ? frequencies_[i - 1] : 0;
+    for (uint32_t i = 1; i <= treeSize_; ++i) {
+        const uint32_t parent = i + (i & (0u - i));
+        if (parent <= treeSize_) tree_[parent] = static_cast<uint16_t>(tree_[parent] + tree_[i]);
     }
-    cumulativeOut = cumulative;
-    return symbol;
 }
 
 bool ContextManager::Grow(uint32_t newSymbolCount) {
     try {
-        std::vector<uint16_t> frequencies(newSymbolCount + 8, 0);
-        std::vector<uint16_t> quarters(newSymbolCount / 4 + 9, 0);
-        for (uint32_t s = 0; s < symbolCount_; ++s) frequencies[s] = frequencies_[s];
-        for (uint32_t k = 0; k <= symbolCount_ / 4 && symbolCount_; ++k) quarters[k] = quarterCounts_[k];
-        if (symbolCount_ == 0) {
-            frequencies[0] = 1;
-            quarters[0] = 1;
-        }
-        frequencies_.swap(frequencies);
-        quarterCounts_.swap(quarters);
+        frequencies_.resize(newSymbolCount, 0);
+        // The tree spans a power of two, so most growth only adds zero slots it already
+        // covers; it is rebuilt only when it has to be reallocated.
+        const uint32_t newTreeSize = std::bit_ceil(newSymbolCount);
         symbolCount_ = newSymbolCount;
+        if (newTreeSize != treeSize_) {
+            tree_.assign(size_t(newTreeSize) + 1, 0);
+            treeSize_ = newTreeSize;
+            RebuildTree();
+        }
         return true;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "ContextManager::AddSymbol() - OUT OF MEMORY!");
         return false;
     }
 }
 
 void ContextManager::Halve() {
-    const uint32_t quarters = symbolCount_ / 4 + 1;
-    for (uint32_t k = 0; k < quarters; ++k) quarterCounts_[k] = 0;
-    for (uint32_t s = symbolCount_; s-- > 0;) {
+    total_ = 0;
+    for (uint32_t s = 0; s < symbolCount_; ++s) {
         frequencies_[s] = static_cast<uint16_t>(frequencies_[s] >> 1);
-        quarterCounts_[s / 4] = static_cast<uint16_t>(quarterCounts_[s / 4] + frequencies_[s]);
+        total_ += frequencies_[s];
     }
-    for (uint32_t k = quarters - 1; k-- > 0;)
-        quarterCounts_[k] = static_cast<uint16_t>(quarterCounts_[k] + quarterCounts_[k + 1]);
     // The escape must never fall to zero, or unseen values could not be coded any more.
     ++frequencies_[0];
-    ++quarterCounts_[0];
+    ++total_;
+    RebuildTree();
 }
 
 void ContextManager::AddSymbol(uint32_t symbol) {
     if (symbol >= kMaxSymbol) return;
-    if (symbolCount_ != 0 && quarterCounts_[0] >= elephant_) Halve();
-    if (symbol >= symbolCount_ && !Grow(symbol + kInitialSymbols)) return;
+    if (symbolCount_ != 0 && total_ >= kElephant) Halve();
+    if (symbol >= symbolCount_) {
+        const bool wasEmpty = symbolCount_ == 0;
+        if (!Grow(symbol + kInitialSymbols)) {
+            Logger::Log(1, "ContextManager::AddSymbol() - OUT OF MEMORY!");
+            return;
+        }
+        if (wasEmpty) {
+            frequencies_[0] = 1;
+            total_ = 1;
+            RebuildTree();
+        }
+    }
     ++frequencies_[symbol];
-    for (uint32_t k = 0; k <= symbol / 4; ++k) ++quarterCounts_[k];
+    ++total_;
+    for (uint32_t i = symbol + 1; i <= treeSize_; i += i & (0u - i)) ++tree_[i];
 }
 
 }  // namespace Velmora::U3D

@@ -1,14 +1,16 @@
 #pragma once
 // Adaptive histogram of one dynamic context of the U3D arithmetic coder.
 //
-// Symbol 0 is the escape. Besides the per-symbol frequencies the manager keeps a quarter
-// table: quarterCounts[k] is the sum of the frequencies of all symbols from 4k upward, so
-// quarterCounts[0] is the total. A cumulative frequency then costs one quarter lookup plus
-// at most three additions, and an insert touches symbol/4 + 1 quarter entries.
+// Symbol 0 is the escape. A new context holds only the escape, with count 1. Every decoded
+// symbol is added (the escape too), and an escaped value v is learnt as symbol v + 1.
+//
+// The cumulative frequencies live in a binary indexed tree over the symbols, so both the
+// lookup of a target and an insert cost O(log n) for n symbols, with no division; the table
+// grows to symbol + 100 slots when a new symbol lies beyond it.
 //
 // Limits: symbols of 0x10000 and above are never learnt; when the total reaches the
-// elephant (0x1FFF) every frequency is halved, so totals stay below 0x2000 and the decoder's
-// products stay within 32 bits.
+// elephant (0x1FFF) every frequency is halved and the escape gets one count back, so totals
+// stay below 0x2000 and the decoder's products stay within 32 bits.
 
 #include <cstdint>
 #include <vector>
@@ -24,10 +26,11 @@ public:
     ContextManager();
 
     // Sum of all frequencies, escape included; at least 1.
-    uint32_t Total() const { return symbolCount_ ? quarterCounts_[0] : 1; }
+    uint32_t Total() const { return symbolCount_ ? total_ : 1; }
     uint32_t SymbolCount() const { return symbolCount_; }
     uint32_t Frequency(uint32_t symbol) const {
-        return symbol < symbolCount_ ? frequencies_[symbol] : (symbolCount_ ? 0 : (symbol == 0));
+        if (symbolCount_ == 0) return symbol == 0 ? 1 : 0;
+        return symbol < symbolCount_ ? frequencies_[symbol] : 0;
     }
     // Sum of the frequencies of the symbols below `symbol`; the total beyond the table.
     uint32_t Cumulative(uint32_t symbol) const;
@@ -41,11 +44,13 @@ public:
 private:
     bool Grow(uint32_t newSymbolCount);
     void Halve();
+    void RebuildTree();
 
     uint32_t symbolCount_ = 0;
-    uint32_t elephant_ = kElephant;
-    std::vector<uint16_t> frequencies_;    // symbolCount + 8 entries, zero tail
-    std::vector<uint16_t> quarterCounts_;  // symbolCount / 4 + 9 entries, zero tail
+    uint32_t total_ = 0;
+    uint32_t treeSize_ = 0;    // tree_ covers symbols 0 .. treeSize_ - 1 (a power of two)
+    std::vector<uint16_t> frequencies_;  // symbolCount entries
+    std::vector<uint16_t> tree_;         // treeSize + 1 entries, 1-based
 };
 
 }  // namespace Velmora::U3D

@@ -225,7 +225,7 @@ TEST(BitStream, HistogramHalvingKeepsDecoderInStep) {
     RoundTrip(items);
 }
 
-TEST(ContextManager, QuarterTableMatchesPlainSums) {
+TEST(ContextManager, CumulativeFrequenciesMatchPlainSums) {
     ContextManager m;
     std::mt19937 rng(5);
     std::vector<uint32_t> reference(1000, 0);
