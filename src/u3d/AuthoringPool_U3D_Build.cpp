@@ -224,6 +224,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
+    progress_.UpdateProgress(1.0f);  // the last point, after read and build
     sceneHandle = handle;
     return true;
 }

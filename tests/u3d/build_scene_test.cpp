@@ -10,6 +10,7 @@
 #include "build_support.h"
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
+#include "format/ProgressListener.h"
 #include "rendering/LightModel.h"
 #include "support/LogCapture.h"
 #include "u3d/AuthoringPool_U3D.h"
@@ -135,6 +136,25 @@ TEST_F(U3DSceneBuild, ImportSceneRunsReadAndBuildFromFileAndMemory) {
     EXPECT_NE(fromMemory, fromFile);
     EXPECT_EQ(CountDocumentMeshes(*memoryGuard.Scene()).triangles, 12u);
     EXPECT_EQ(CountDocumentMeshes(*fileGuard.Scene()).triangles, 12u);
+}
+
+struct PercentRecorder : Velmora::FormatGlue::ProgressListener {
+    std::vector<int32_t> percents;
+    void OnProgress(const Velmora::FormatGlue::ProgressInfo& info) override { percents.push_back(info.percent); }
+};
+
+TEST_F(U3DSceneBuild, ProgressRisesToExactlyOneHundredOverReadAndBuild) {
+    PercentRecorder recorder;
+    ImportDescriptor file;
+    file.kind = ImportDescriptor::File;
+    file.path = TestFile("SimpleShapesAnimation.u3d");
+    file.listener = &recorder;
+    const uint32_t handle = FormatManager::Instance().ImportScene(file);
+    SceneGuard guard(handle);
+    ASSERT_NE(handle, 0u);
+    ASSERT_FALSE(recorder.percents.empty());
+    EXPECT_EQ(recorder.percents.back(), 100);
+    for (size_t i = 1; i < recorder.percents.size(); ++i) EXPECT_LE(recorder.percents[i - 1], recorder.percents[i]);
 }
 
 TEST_F(U3DSceneBuild, TexturedLayersReachTheModels) {
@@ -296,10 +316,12 @@ TEST_F(U3DSceneBuild, DamagedFilesFailCleanlyOrBuildWhatTheyCan) {
             return;
         }
         ++succeeded;
-        for (const auto& [name, mesh] : guard.Scene()->GetResources().meshManager.GetMeshes())
-            if (name.rfind("___", 0) != 0)
-                for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i)
+        for (const auto& [name, mesh] : guard.Scene()->GetResources().meshManager.GetMeshes()) {
+            if (name.rfind("___", 0) == 0) continue;
+            for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) {
                 EXPECT_EQ(mesh->GetDrawInfo(i)->drawCount % 3, 0u);
+            }
+        }
     };
     for (size_t cut = 16; cut < original.size(); cut += 61)
         import(std::vector<uint8_t>(original.begin(), original.begin() + long(cut)));
