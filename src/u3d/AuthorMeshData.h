@@ -96,8 +96,9 @@ protected:
     void PrintArrays() const;
 };
 
-// Declared counts are trusted for reservations only up to this many entries; beyond it the
-// arrays grow with the data that is really there.
-inline constexpr uint32_t kMaxReservedEntries = 1u << 20;
+// Declared counts are trusted for reservations only up to this many entries (a declaration
+// is a few dozen bytes and proves nothing); beyond it the arrays grow with the data that
+// really arrives, and the continuation readers reserve again from their blocks' sizes.
+inline constexpr uint32_t kMaxReservedEntries = 1u << 16;
 
 }  // namespace Velmora::U3D

@@ -214,8 +214,11 @@ private:
 bool UpdateDecoder::Run() {
     const uint32_t start = reader_.ReadU32();
     const uint32_t end = reader_.ReadU32();
+    // Every update from the third position on spends at least a bit on its split position,
+    // so a block can't carry many more updates than it has bits; the range is refused before
+    // anything is sized from it.
     if (start > end || end > declaration_.maxResolution || end > declaration_.positionCount ||
-        start != data_.positions.size()) {
+        start != data_.positions.size() || end - start > uint64_t(reader_.ByteSize()) * 8 + 256) {
         Logger::Log(1, "Invalid resolution range %u..%u for AuthorMesh '%s'", start, end, name_);
         return false;
     }
