@@ -96,6 +96,7 @@ TEST_F(CaptureExports, UnloadFlagLeavesNothingLoaded) {
     EXPECT_EQ(Capture(Request::ByHandle(captured.handle)).success, 0);
 
     EXPECT_TRUE(Unload(keeper.handle));
+    Settle();
     // With its last scene gone the proxy lets go of the render thread: unloads go unanswered.
     EXPECT_FALSE(Unload(keeper.handle, 300));
 }
@@ -164,6 +165,7 @@ TEST_F(CaptureExports, AFileThatCannotBeWrittenFailsTheCapture) {
     EXPECT_EQ(a.success, 0);
     // The scene was loaded, so the handle is reported and the unload flag still applies.
     EXPECT_TRUE(a.validFields & KESTRUM_CAPTURE_VALID_SCENE_HANDLE);
+    Settle();
     EXPECT_FALSE(Unload(a.handle, 300));
 }
 

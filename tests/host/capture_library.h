@@ -304,6 +304,10 @@ inline Answer Export(const Request& r, uint32_t exportFlags) {
     return Pending::Get().Wait();
 }
 
+// A capture calls back before it unloads (with the unload flag) and lets go of the render
+// thread; a request that must see the outcome waits for that step to end.
+inline void Settle() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
+
 // Unloads answer only while the proxy holds a render thread; a short wait tells both cases.
 inline bool Unload(uint32_t handle, int timeoutMs = 1000) {
     Pending::Get().Reset();
