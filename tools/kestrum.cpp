@@ -15,6 +15,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -199,7 +200,8 @@ struct HookState {
 };
 HookState g_hook;
 
-bool g_progressShown = false;
+// Whether the progress line is open (written by the render thread, read by the log thread).
+std::atomic<bool> g_progressShown{false};
 
 // The hook's text is the library's system string: a 32-bit byte count precedes it.
 void LogHook(void*, int32_t level, Kestrum::KestrumSystemString message) {
@@ -209,7 +211,11 @@ void LogHook(void*, int32_t level, Kestrum::KestrumSystemString message) {
     std::string text = KestrumTool::ToUtf8(message, bytes / 2);
     std::lock_guard<std::mutex> lock(g_hook.mutex);
     g_hook.collected += text;
-    if (level <= g_hook.echoLevel && (level != 0 || g_hook.echoMessages)) std::fputs(text.c_str(), stderr);
+    if (level <= g_hook.echoLevel && (level != 0 || g_hook.echoMessages)) {
+        // A log line does not continue the progress bar's line.
+        if (g_progressShown.exchange(false)) std::fputc('\n', stderr);
+        std::fputs(text.c_str(), stderr);
+    }
 }
 
 // The load's progress as a bar on standard error.
@@ -227,8 +233,7 @@ void OnProgress(float percent, uint32_t) {
 }
 
 void EndProgress() {
-    if (g_progressShown) std::fputc('\n', stderr);
-    g_progressShown = false;
+    if (g_progressShown.exchange(false)) std::fputc('\n', stderr);
 }
 
 void OnCapture(Kestrum::CaptureResult* result, int success) {
@@ -363,6 +368,8 @@ int RunCapture(const Library& lib, Options& options) {
     const bool answered = g_reply.Wait(kWaitLimit);
     EndProgress();
     int rc = 0;
+    // The library's own reasons come first.
+    if (!answered || !g_reply.success) DrainLog();
     if (!answered) {
         std::fprintf(stderr, "kestrum: no answer from the library\n");
         rc = 1;
@@ -402,6 +409,7 @@ int RunInfo(const Library& lib, const Options& options) {
     const bool answered = g_reply.Wait(kWaitLimit);
     EndProgress();
     if (!answered || !g_reply.success) {
+        DrainLog();
         std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
         Shutdown(lib);
         return 1;

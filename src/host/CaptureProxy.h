@@ -10,6 +10,11 @@
 //
 // The proxy registers on first need and unregisters when its last scene is gone, so an empty
 // proxy does not keep the render thread alive.
+//
+// A capture to memory hands back BGRA pixels, width * height * 4 bytes, top row first; a
+// capture to a file picks PNG, JPEG or TIFF by the target's extension (PNG for anything else).
+// Once a capture has loaded or found its scene, the result names it even when the picture
+// then fails, so that the unload flag (and the host) can still let go of it.
 
 #include <atomic>
 #include <cstdint>
