@@ -21,6 +21,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -265,7 +267,8 @@ bool StartLogging(const Library& lib, const Options& options) {
             std::fprintf(stderr, "kestrum: cannot log to '%s'\n", options.logFile.c_str());
             return false;
         }
-        g_hook.echoLevel = -1;  // the file has it all; the hook only collects
+        // The latest of file and hook gets the messages: the file alone, then.
+        return true;
     }
     lib.SetLoggingHook(nullptr, LogHook);
     lib.SetLogLevel(options.logLevel);
@@ -421,8 +424,13 @@ int RunInfo(const Library& lib, const Options& options) {
     std::string statistics;
     for (int i = 0; i < 20 && statistics.empty(); ++i) {
         DrainLog();
-        std::lock_guard<std::mutex> lock(g_hook.mutex);
-        statistics = ExtractStatistics(g_hook.collected);
+        if (!options.logFile.empty()) {
+            std::ifstream file(options.logFile);
+            statistics = ExtractStatistics(std::string(std::istreambuf_iterator<char>(file), {}));
+        } else {
+            std::lock_guard<std::mutex> lock(g_hook.mutex);
+            statistics = ExtractStatistics(g_hook.collected);
+        }
     }
 
     std::printf("scene: %s\nhandle: %u\n", absolute.c_str(), handle);
