@@ -199,7 +199,6 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
             return fail();
         }
     }
-    modelsByNode_.clear();
     if (AuthoringInterrupt::Interrupted()) return fail();
 
     // 9. Lights from the light nodes.
@@ -215,6 +214,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
         }
         if (added == 0) Logger::Log(2, "No lights added to scene from U3D file!");
     }
+    modelsByNode_.clear();
     if (AuthoringInterrupt::Interrupted()) return fail();
 
     // 10. Lighting.
@@ -470,9 +470,23 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
     info.quadraticAttenuation = light.attenuation[2];
     info.spotCutoff = light.spotCutoff;
     info.spotExponent = light.spotExponent;
-    const Matrix4& m = lightNode.transform;
+    // Lights hang below their parent node like views do. The light tree shares the model
+    // tree's centring but not its rescaling, so positions take the rescale factor here. The
+    // parent's world matrix already holds both (the scene graph is complete), so it goes back
+    // to document space first: the tree's own matrix is Translation(-centre) * Scale(r).
+    namespace M = Rendering::MathUtil;
+    const float rescale = graph->GetRescaleFactor();
+    Matrix4 m = lightNode.transform;
+    if (!lightNode.parentName.empty() && lightNode.parentName != kWorldParentName && rescale != 0.0f) {
+        const auto parent = modelsByNode_.find(lightNode.parentName);
+        if (parent != modelsByNode_.end() && parent->second) {
+            const Matrix4 toDocument = M::Multiply(M::Scale({1.0f / rescale, 1.0f / rescale, 1.0f / rescale}),
+                                                   M::Translation(graph->GetCenter()));
+            m = M::Multiply(M::Multiply(toDocument, parent->second->GetWorldMatrix()), m);
+        }
+    }
     Vec3 axis = Row(m, 2);
-    const Vec3 origin = Row(m, 3);
+    const Vec3 origin = M::Mul(Row(m, 3), rescale);
     switch (entry->lightType) {
         case AuthorLightPool::Directional:
             if (!Normalise(axis)) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "format/FormatManager.h"
 #include "format/ProgressListener.h"
 #include "rendering/LightModel.h"
+#include "rendering/MathUtil.h"
 #include "support/LogCapture.h"
 #include "u3d/AuthoringPool_U3D.h"
 
@@ -236,6 +238,37 @@ TEST_F(U3DSceneBuild, LightNodesReachTheLightManager) {
         ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
         SceneGuard guard(handle);
         const auto& lights = guard.Scene()->GetResources().lightManager;
+        // Each light stands where its node puts it: directions along the node's third axis,
+        // positions scaled like the geometry (the light tree itself carries the centring).
+        size_t checked = 0;
+        for (const auto& [name, node] : pool->NodePool().LightNodes()) {
+            const auto* data = dynamic_cast<const LightNodeData*>(node->data.get());
+            ASSERT_TRUE(data);
+            const AuthorLightPool::Entry* entry = pool->LightPool().FindLight(data->resourceName);
+            if (!entry) continue;
+            // A light below a top-level node takes that node's first instance's matrix.
+            Matrix4 m = node->transform;
+            if (!node->parentName.empty() && node->parentName != "PDF3D Scene") {
+                const auto& top = pool->NodePool().GetRoot()->children;
+                const auto parent = top.find(node->parentName);
+                if (parent == top.end()) continue;
+                m = Velmora::Rendering::MathUtil::Multiply(parent->second->transform, m);
+            }
+            Velmora::Rendering::LightInfo info;
+            ASSERT_TRUE(lights.GetLightInfo(entry->lightIndex, info));
+            if (entry->lightType == AuthorLightPool::Directional) {
+                const float length = std::sqrt(m[8] * m[8] + m[9] * m[9] + m[10] * m[10]);
+                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[8 + k] / length, 1e-5f);
+                EXPECT_EQ(info.position[3], 0.0f);
+            } else {
+                const float r = guard.Scene()->GetRescaleFactor();
+                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[12 + k] * r, 1e-4f * (1 + std::fabs(m[12 + k])));
+                EXPECT_EQ(info.position[3], 1.0f);
+            }
+            for (int k = 0; k < 3; ++k) EXPECT_EQ(info.diffuse[k], entry->data.diffuse[k]);
+            ++checked;
+        }
+        EXPECT_GT(checked, 0u);
         uint32_t active = 0;
         for (uint32_t i = 0; i < 8; ++i) active += lights.GetBlock().flags[i][0] != 0;
         EXPECT_GT(active, 0u);
