@@ -277,6 +277,10 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
         return nullptr;
     }
 
+    // A capture scene is drawn when it is captured, not by every frame of the render loop: a
+    // few loaded captures of large scenes would otherwise keep the render thread busy.
+    scene->SetVisible(false);
+
     std::shared_ptr<SceneInfo> info(new (std::nothrow) SceneInfo());
     if (info) {
         info->sceneHandle = sceneHandle;
@@ -456,6 +460,15 @@ bool CaptureProxy::CaptureWork(const Utility::CaptureParameters& parameters, Kes
 
 bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::string& target,
                                 Kestrum::CaptureResult& result) {
+    std::shared_ptr<Rendering::SceneGraph> graph = Rendering::SceneManager::Instance().GetScene(scene.sceneHandle);
+    if (!graph) return false;
+    // Shown for this one picture only (see DoLoadScene).
+    struct ShownWhileDrawn {
+        Rendering::SceneGraph& graph;
+        explicit ShownWhileDrawn(Rendering::SceneGraph& g) : graph(g) { graph.SetVisible(true); }
+        ~ShownWhileDrawn() { graph.SetVisible(false); }
+    } shown(*graph);
+
     Rendering::RenderView& view = *scene.view;
     uint32_t size = 0;
     if (!toMemory) {
