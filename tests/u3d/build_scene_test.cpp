@@ -75,7 +75,7 @@ protected:
 TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInstance) {
     const auto table = FacesTable();
     ASSERT_GT(table.size(), 40u);
-    size_t built = 0;
+    size_t built = 0, blended = 0;
     for (const FacesEntry& entry : table) {
         if (entry.declarations == 0) continue;
         SCOPED_TRACE(entry.file);
@@ -83,6 +83,10 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
         ASSERT_TRUE(pool);
         ASSERT_TRUE(pool->LoadFromFile(TestFile(entry.file), nullptr));
         const size_t instances = pool->NodePool().GetRoot()->CountDescendants();
+        const size_t textures = pool->TexturePool().Textures().size();
+        std::vector<std::string> pairs;  // colour plus alpha image
+        for (const auto& [name, texture] : pool->TexturePool().Textures())
+            if (texture->continuations.size() == 2) pairs.push_back(name);
         LogCapture log(2);
         uint32_t handle = 0;
         const bool ok = pool->BuildSceneGraph(handle, nullptr);
@@ -94,6 +98,16 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
         ASSERT_TRUE(scene);
         EXPECT_EQ(log.Count("Failed to upload"), 0u);
         EXPECT_EQ(log.Count("Cannot find mesh"), 0u);
+        // Every embedded image decodes, single or as a colour and alpha pair.
+        EXPECT_EQ(log.Count("Failed to create renderable texture"), 0u);
+        const auto& textureManager = scene->GetResources().textureManager;
+        EXPECT_EQ(textureManager.GetTextureNames().size(), textures + 1);
+        for (const std::string& name : pairs) {
+            const auto texture = textureManager.GetTexture(textureManager.GetTextureId(name));
+            ASSERT_TRUE(texture);
+            EXPECT_TRUE(texture->HasAlpha()) << name;
+            ++blended;
+        }
         EXPECT_TRUE(pool->MeshPool().meshes.empty()) << "staging meshes are freed as they are built";
 
         const auto counts = CountDocumentMeshes(*scene);
@@ -114,6 +128,7 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
         ++built;
     }
     EXPECT_GE(built, 50u);
+    EXPECT_GT(blended, 0u);
 }
 
 TEST_F(U3DSceneBuild, ImportSceneRunsReadAndBuildFromFileAndMemory) {
