@@ -604,7 +604,13 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
     // Walked from the highest face down; nothing is added to any face set in this step, so
     // the view stays valid.
-    const auto faces = std::views::reverse(stored);
+    // (A plain reverse range: clang's ranges support does not take std::span views here.)
+    struct {
+        std::span<const uint32_t> items;
+        auto begin() const { return items.rbegin(); }
+        auto end() const { return items.rend(); }
+        size_t size() const { return items.size(); }
+    } const faces{stored};
     const uint32_t count = reader_.ReadCompressedU32(Ctx::NormalCount);
     if (count > 2 * faces.size() + 16 || count > attributesLeft_ ||
         !Charge(uint64_t(faces.size() + 1) * (count + 2)))
