@@ -10,26 +10,6 @@ namespace Velmora::U3D {
 
 using Utility::Logger;
 
-namespace {
-
-constexpr std::array<uint8_t, 256> MakeReverseTable() {
-    std::array<uint8_t, 256> table{};
-    for (uint32_t i = 0; i < 256; ++i) {
-        uint32_t r = 0;
-        for (uint32_t b = 0; b < 8; ++b)
-            if (i & (1u << b)) r |= 0x80u >> b;
-        table[i] = static_cast<uint8_t>(r);
-    }
-    return table;
-}
-constexpr std::array<uint8_t, 256> kReverse8 = MakeReverseTable();
-
-inline uint32_t Reverse16(uint32_t v) {
-    return (uint32_t(kReverse8[v & 0xFF]) << 8) | kReverse8[(v >> 8) & 0xFF];
-}
-
-}  // namespace
-
 BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noCompression,
                                  std::shared_ptr<RawDataBlock> block)
     : noCompression_(noCompression), byteSize_(size), block_(std::move(block)) {
@@ -47,7 +27,7 @@ BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noComp
 
 BitStreamReader::~BitStreamReader() = default;
 
-uint32_t BitStreamReader::PeekBits32(uint64_t bitPosition) const {
+uint32_t BitStreamReader::PeekBits32Checked(uint64_t bitPosition) const {
     const uint64_t index = bitPosition >> 5;
     const uint32_t offset = static_cast<uint32_t>(bitPosition & 31);
     const uint64_t count = words_.size();
@@ -154,18 +134,6 @@ ContextManager* BitStreamReader::Context(uint32_t context) {
     return slot.get();
 }
 
-uint32_t BitStreamReader::ReadCodeBits() {
-    // One bit, then the pending underflow bits are skipped, then 15 bits most significant
-    // first: the coder emits its interval bits from the top.
-    const uint32_t window = PeekBits32(bitPosition_);
-    const uint32_t top = window & 1;
-    // 1 + underflow + 15 bits fit in one 32-bit window unless underflow is unusually long.
-    const uint32_t bits = underflow_ <= 16 ? window >> (1 + underflow_)
-                                           : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
-    const uint32_t rest = Reverse16(bits & 0x7FFF) >> 1;
-    return (top << 15) | rest;
-}
-
 uint32_t BitStreamReader::ReadStaticSymbol(uint32_t context) {
     const uint32_t total = context - kStaticFull;
     code_ = ReadCodeBits();
@@ -180,46 +148,26 @@ uint32_t BitStreamReader::ReadStaticSymbol(uint32_t context) {
 
 uint32_t BitStreamReader::ReadDynamicSymbol(uint32_t context) {
     ContextManager* manager = Context(context);
+    if (manager != nullptr) return ReadDynamicSymbol(*manager);
+    // Escape-only context: the escape spans the whole interval and consumes nothing.
     code_ = ReadCodeBits();
-    if (manager == nullptr) {
-        // Escape-only context: the escape spans the whole interval and consumes nothing.
-        Renormalize(bitPosition_);
-        return 0;
-    }
-    const uint32_t total = manager->Total();
-    const uint32_t range = high_ - low_ + 1;
-    uint32_t target = ((code_ - low_ + 1) * total - 1) / range;
-    if (target >= total) target = total - 1;
-    uint32_t cumulative = 0;
-    const uint32_t symbol = manager->FindSymbol(target, cumulative);
-    const uint32_t frequency = manager->Frequency(symbol);
-    high_ = (cumulative + frequency) * range / total - 1 + low_;
-    low_ = low_ + cumulative * range / total;
     Renormalize(bitPosition_);
-    manager->AddSymbol(symbol);
-    return symbol;
+    return 0;
 }
 
-void BitStreamReader::Renormalize(uint64_t savedPosition) {
-    // Shift out the leading bits on which low and high agree: ones into high, zeros into low.
-    const uint32_t differ = (low_ ^ high_) & 0xFFFF;
-    uint32_t consumed = differ ? static_cast<uint32_t>(__builtin_clz(differ)) - 16 : 16;
-    if (consumed) {
-        low_ = (low_ << consumed) & 0xFFFF;
-        high_ = ((high_ << consumed) | ((1u << consumed) - 1)) & 0xFFFF;
-        consumed += underflow_;
-        underflow_ = 0;
-    }
-    // Underflow: low is 01..., high is 10...; drop the second bit of both, keep the top bits.
-    while ((low_ & 0x4000) && !(high_ & 0x4000)) {
-        low_ = (low_ << 1) & 0x7FFF;
-        high_ = ((high_ << 1) | 0x8001) & 0xFFFF;
-        ++underflow_;
-    }
-    bitPosition_ = savedPosition + consumed;
+uint8_t BitStreamReader::LearnEscapedU8(ContextManager& manager) {
+    const uint8_t value = ReadU8();
+    manager.AddSymbol(uint32_t(value) + 1);
+    return value;
 }
 
-uint8_t BitStreamReader::ReadCompressedU8(uint32_t context) {
+uint32_t BitStreamReader::LearnEscapedU32(ContextManager& manager) {
+    const uint32_t value = ReadU32();
+    if (value < ContextManager::kMaxSymbol) manager.AddSymbol(value + 1);
+    return value;
+}
+
+uint8_t BitStreamReader::ReadCompressedU8Slow(uint32_t context) {
     if (noCompression_ || context == 0 || context >= kMaxRange) return ReadU8();
     const bool dynamic = context <= kStaticFull;
     const uint32_t symbol = dynamic ? ReadDynamicSymbol(context) : ReadStaticSymbol(context);
@@ -245,7 +193,7 @@ uint16_t BitStreamReader::ReadCompressedU16(uint32_t context) {
     return value;
 }
 
-uint32_t BitStreamReader::ReadCompressedU32(uint32_t context) {
+uint32_t BitStreamReader::ReadCompressedU32Slow(uint32_t context) {
     if (noCompression_ || context == 0 || context >= kMaxRange) return ReadU32();
     const bool dynamic = context <= kStaticFull;
     const uint32_t symbol = dynamic ? ReadDynamicSymbol(context) : ReadStaticSymbol(context);

@@ -16,6 +16,7 @@
 //
 // One reader lives for one block, so the adaptive contexts start empty in every block.
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -58,9 +59,25 @@ public:
     void ReadString(std::string& out);
 
     // --- context-coded reads ---
-    uint8_t ReadCompressedU8(uint32_t context);
+    // A large progressive mesh codes millions of values on dynamic contexts, almost all of
+    // them symbols rather than escapes; that case is decoded inline, the rest out of line.
+    uint8_t ReadCompressedU8(uint32_t context) {
+        if (ContextManager* manager = ExistingDynamic(context)) {
+            const uint32_t symbol = ReadDynamicSymbol(*manager);
+            if (symbol != 0) return static_cast<uint8_t>(symbol - 1);
+            return LearnEscapedU8(*manager);
+        }
+        return ReadCompressedU8Slow(context);
+    }
     uint16_t ReadCompressedU16(uint32_t context);
-    uint32_t ReadCompressedU32(uint32_t context);
+    uint32_t ReadCompressedU32(uint32_t context) {
+        if (ContextManager* manager = ExistingDynamic(context)) {
+            const uint32_t symbol = ReadDynamicSymbol(*manager);
+            if (symbol != 0) return symbol - 1;
+            return LearnEscapedU32(*manager);
+        }
+        return ReadCompressedU32Slow(context);
+    }
 
     // --- position and size ---
     // Offset of the next whole byte in the block's data (a partly used byte counts as used).
@@ -90,12 +107,86 @@ public:
 
 private:
     uint32_t ReadBits(uint32_t count);  // 1..32 bits, LSB first
-    uint32_t PeekBits32(uint64_t bitPosition) const;
-    uint32_t ReadCodeBits();             // the 16 code bits at the current position
+    uint32_t PeekBits32(uint64_t bitPosition) const {
+        // Inside the buffer a window is one unaligned pair of words; only the last word and
+        // reads past the end take the checked path.
+        const uint64_t index = bitPosition >> 5;
+        if (index + 1 >= words_.size()) return PeekBits32Checked(bitPosition);
+        const uint64_t pair = words_[index] | (uint64_t(words_[index + 1]) << 32);
+        return static_cast<uint32_t>(pair >> (bitPosition & 31));
+    }
+    uint32_t PeekBits32Checked(uint64_t bitPosition) const;
+    uint32_t ReadCodeBits() {
+        // One bit, then the pending underflow bits are skipped, then 15 bits most
+        // significant first: the coder emits its interval bits from the top.
+        const uint32_t window = PeekBits32(bitPosition_);
+        const uint32_t top = window & 1;
+        // 1 + underflow + 15 bits fit in one 32-bit window unless underflow is unusually long.
+        const uint32_t bits = underflow_ <= 16 ? window >> (1 + underflow_)
+                                               : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
+        const uint32_t rest = ((uint32_t(kReverse8[bits & 0xFF]) << 8) | kReverse8[(bits >> 8) & 0x7F]) >> 1;
+        return (top << 15) | rest;
+    }
     uint32_t ReadStaticSymbol(uint32_t context);
     uint32_t ReadDynamicSymbol(uint32_t context);
-    void Renormalize(uint64_t savedPosition);
+    uint32_t ReadDynamicSymbol(ContextManager& manager) {
+        code_ = ReadCodeBits();
+        const uint32_t total = manager.Total();
+        const uint32_t range = high_ - low_ + 1;
+        uint32_t target = ((code_ - low_ + 1) * total - 1) / range;
+        if (target >= total) target = total - 1;  // only a corrupt state gets here
+        uint32_t cumulative = 0;
+        const uint32_t symbol = manager.FindSymbol(target, cumulative);
+        const uint32_t frequency = manager.Frequency(symbol);
+        high_ = (cumulative + frequency) * range / total - 1 + low_;
+        low_ = low_ + cumulative * range / total;
+        Renormalize(bitPosition_);
+        manager.AddSymbol(symbol);
+        return symbol;
+    }
+    void Renormalize(uint64_t savedPosition) {
+        // Shift out the leading bits on which low and high agree: ones into high, zeros
+        // into low.
+        const uint32_t differ = (low_ ^ high_) & 0xFFFF;
+        uint32_t consumed = differ ? static_cast<uint32_t>(__builtin_clz(differ)) - 16 : 16;
+        if (consumed) {
+            low_ = (low_ << consumed) & 0xFFFF;
+            high_ = ((high_ << consumed) | ((1u << consumed) - 1)) & 0xFFFF;
+            consumed += underflow_;
+            underflow_ = 0;
+        }
+        // Underflow: low is 01..., high is 10...; drop the second bit of both, keep the top
+        // bits.
+        while ((low_ & 0x4000) && !(high_ & 0x4000)) {
+            low_ = (low_ << 1) & 0x7FFF;
+            high_ = ((high_ << 1) | 0x8001) & 0xFFFF;
+            ++underflow_;
+        }
+        bitPosition_ = savedPosition + consumed;
+    }
+    // The manager of a dynamic context that is already in use, else null (also for every
+    // other kind of context and without compression).
+    ContextManager* ExistingDynamic(uint32_t context) const {
+        if (noCompression_ || context - 1 >= kStaticFull || context >= contexts_.size()) return nullptr;
+        return contexts_[context].get();
+    }
+    uint8_t ReadCompressedU8Slow(uint32_t context);
+    uint32_t ReadCompressedU32Slow(uint32_t context);
+    uint8_t LearnEscapedU8(ContextManager& manager);
+    uint32_t LearnEscapedU32(ContextManager& manager);
     ContextManager* Context(uint32_t context);
+
+    // Bit reversal of a byte: the coder's code bits come most significant first.
+    static constexpr std::array<uint8_t, 256> kReverse8 = [] {
+        std::array<uint8_t, 256> table{};
+        for (uint32_t i = 0; i < 256; ++i) {
+            uint32_t r = 0;
+            for (uint32_t b = 0; b < 8; ++b)
+                if (i & (1u << b)) r |= 0x80u >> b;
+            table[i] = static_cast<uint8_t>(r);
+        }
+        return table;
+    }();
 
     bool noCompression_ = false;
     std::vector<uint32_t> words_;  // data plus five zero words

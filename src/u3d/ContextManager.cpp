@@ -1,5 +1,6 @@
 #include "u3d/ContextManager.h"
 
+#include <algorithm>
 #include <bit>
 #include <new>
 
@@ -28,45 +29,34 @@ uint32_t ContextManager::Cumulative(uint32_t symbol) const {
     return sum;
 }
 
-uint32_t ContextManager::FindSymbol(uint32_t target, uint32_t& cumulativeOut) const {
-    if (symbolCount_ == 0) {
-        cumulativeOut = 0;
-        return 0;
-    }
-    // Descend the tree: the largest prefix of symbols whose frequencies sum to <= target.
-    uint32_t position = 0;
-    uint32_t remaining = target;
-    for (uint32_t step = treeSize_; step != 0; step >>= 1) {
-        const uint32_t next = position + step;
-        if (next <= treeSize_ && tree_[next] <= remaining) {
-            position = next;
-            remaining -= tree_[next];
-        }
-    }
-    cumulativeOut = target - remaining;
-    return position;
-}
-
 void ContextManager::RebuildTree() {
-    for (uint32_t i = 1; i <= treeSize_; ++i) tree_[i] = i <= symbolCount_ ? frequencies_[i - 1] : 0;
-    for (uint32_t i = 1; i <= treeSize_; ++i) {
+    // Only the part of the tree over symbols up to the highest one that ever had a count is
+    // rebuilt: above it, the nodes at powers of two carry the whole total and all others
+    // cover zero counts only, as they did before. Halving a table stretched by one large
+    // escaped value then costs what its live symbols cost.
+    const uint32_t limit = std::min(std::bit_ceil(highest_ + 1), treeSize_);
+    uint16_t* tree = tree_.data();
+    for (uint32_t i = 1; i <= limit; ++i) tree[i] = frequencies_[i - 1];
+    for (uint32_t i = 1; i <= limit; ++i) {
         const uint32_t parent = i + (i & (0u - i));
-        if (parent <= treeSize_) tree_[parent] = static_cast<uint16_t>(tree_[parent] + tree_[i]);
+        if (parent <= limit) tree[parent] = static_cast<uint16_t>(tree[parent] + tree[i]);
     }
+    for (uint32_t i = limit * 2; i != 0 && i <= treeSize_; i *= 2) tree[i] = tree[limit];
 }
 
 bool ContextManager::Grow(uint32_t newSymbolCount) {
     try {
-        frequencies_.resize(newSymbolCount, 0);
-        // The tree spans a power of two, so most growth only adds zero slots it already
-        // covers; it is rebuilt only when it has to be reallocated.
+        // The tables span a power of two, so most growth only uncovers zero slots they
+        // already hold; they are rebuilt only when they have to be reallocated.
         const uint32_t newTreeSize = std::bit_ceil(newSymbolCount);
-        symbolCount_ = newSymbolCount;
         if (newTreeSize != treeSize_) {
+            frequencies_.resize(newTreeSize, 0);
             tree_.assign(size_t(newTreeSize) + 1, 0);
             treeSize_ = newTreeSize;
+            symbolCount_ = newSymbolCount;
             RebuildTree();
         }
+        symbolCount_ = newSymbolCount;
         return true;
     } catch (const std::bad_alloc&) {
         return false;
@@ -75,7 +65,7 @@ bool ContextManager::Grow(uint32_t newSymbolCount) {
 
 void ContextManager::Halve() {
     total_ = 0;
-    for (uint32_t s = 0; s < symbolCount_; ++s) {
+    for (uint32_t s = 0; s <= highest_; ++s) {
         frequencies_[s] = static_cast<uint16_t>(frequencies_[s] >> 1);
         total_ += frequencies_[s];
     }
@@ -85,7 +75,7 @@ void ContextManager::Halve() {
     RebuildTree();
 }
 
-void ContextManager::AddSymbol(uint32_t symbol) {
+void ContextManager::AddSymbolSlow(uint32_t symbol) {
     if (symbol >= kMaxSymbol) return;
     if (symbolCount_ != 0 && total_ >= kElephant) Halve();
     if (symbol >= symbolCount_) {
@@ -100,9 +90,7 @@ void ContextManager::AddSymbol(uint32_t symbol) {
             RebuildTree();
         }
     }
-    ++frequencies_[symbol];
-    ++total_;
-    for (uint32_t i = symbol + 1; i <= treeSize_; i += i & (0u - i)) ++tree_[i];
+    Increment(symbol);
 }
 
 }  // namespace Velmora::U3D
