@@ -24,15 +24,18 @@ ContextManager::ContextManager() {
 uint32_t ContextManager::Cumulative(uint32_t symbol) const {
     if (symbolCount_ == 0) return symbol == 0 ? 0 : 1;
     if (symbol >= symbolCount_) return total_;
+    if (symbol == 0) return 0;
+    // The nodes of the plain tree inside the block of symbol - 1, then every block below.
     uint32_t sum = 0;
-    for (uint32_t i = symbol; i > 0; i &= i - 1) sum += tree_[i];
+    uint32_t i = symbol;
+    for (; (i & (i - 1)) != 0; i &= i - 1) sum += tree_[i];
+    for (; i != 0; i >>= 1) sum += tree_[i];
     return sum;
 }
 
 void ContextManager::RebuildTree() {
     // Only the part of the tree over symbols up to the highest one that ever had a count is
-    // rebuilt: above it, the nodes at powers of two carry the whole total and all others
-    // cover zero counts only, as they did before. Halving a table stretched by one large
+    // rebuilt: every node above it covers zero counts only, as it did before. Halving a table stretched by one large
     // escaped value then costs what its live symbols cost.
     const uint32_t limit = std::min(std::bit_ceil(highest_ + 1), treeSize_);
     uint16_t* tree = tree_.data();
@@ -41,7 +44,9 @@ void ContextManager::RebuildTree() {
         const uint32_t parent = i + (i & (0u - i));
         if (parent <= limit) tree[parent] = static_cast<uint16_t>(tree[parent] + tree[i]);
     }
-    for (uint32_t i = limit * 2; i != 0 && i <= treeSize_; i *= 2) tree[i] = tree[limit];
+    // Prefix sums at the powers of two become block sums, from the top down.
+    for (uint32_t i = limit; i > 1; i >>= 1) tree[i] = static_cast<uint16_t>(tree[i] - tree[i >> 1]);
+    for (uint32_t i = limit * 2; i != 0 && i <= treeSize_; i *= 2) tree[i] = 0;
 }
 
 bool ContextManager::Grow(uint32_t newSymbolCount) {

@@ -4,9 +4,13 @@
 // Symbol 0 is the escape. A new context holds only the escape, with count 1. Every decoded
 // symbol is added (the escape too), and an escaped value v is learnt as symbol v + 1.
 //
-// The cumulative frequencies live in a binary indexed tree over the symbols, so both the
-// lookup of a target and an insert cost O(log n) for n symbols, with no division; the table
-// grows to symbol + 100 slots when a new symbol lies beyond it.
+// The cumulative frequencies live in a binary indexed tree over the symbols, cut into blocks
+// [2^(k-1), 2^k): the node at a power of two 2^k holds the sum of its own block only, not the
+// prefix below it, and the other nodes are those of a plain tree inside their block. Lookup
+// and insert of symbol s then cost O(log s), not O(log n) for a table of n slots. That is
+// what real streams need: their frequent symbols are the small ones, while a few large
+// escaped values can stretch a table to thousands of slots. The table grows to symbol + 100
+// slots when a new symbol lies beyond it.
 //
 // Limits: symbols of 0x10000 and above are never learnt; when the total reaches the
 // elephant (0x1FFF) every frequency is halved and the escape gets one count back, so totals
@@ -45,16 +49,17 @@ public:
             cumulativeOut = 0;
             return 0;
         }
-        // Tree nodes at powers of two hold plain prefix sums (of the first p symbols). The
-        // search doubles p until that prefix passes the target, then descends below it, so
-        // it costs about twice the log of the symbol found instead of the log of the table:
-        // the frequent symbols of real streams are the small ones, while a few large escaped
-        // values can stretch a table to thousands of slots.
+        // Walk the blocks upwards, summing them, until the one that holds the target; then
+        // descend inside it.
         const uint16_t* tree = tree_.data();
         uint32_t p = 1;
-        while (p < treeSize_ && tree[p] <= target) p <<= 1;
-        uint32_t position = p >> 1;  // tree[0] is always 0
-        uint32_t remaining = target - tree[position];
+        uint32_t below = 0;  // sum of the blocks under p
+        while (p < treeSize_ && below + tree[p] <= target) {
+            below += tree[p];
+            p <<= 1;
+        }
+        uint32_t position = p >> 1;
+        uint32_t remaining = target - below;
         for (uint32_t step = p >> 2; step != 0; step >>= 1) {
             const uint32_t next = position + step;
             const uint32_t value = tree[next];
@@ -79,7 +84,11 @@ private:
         ++total_;
         if (symbol > highest_) highest_ = symbol;
         uint16_t* tree = tree_.data();
-        for (uint32_t i = symbol + 1; i <= treeSize_; i += i & (0u - i)) ++tree[i];
+        // Up the tree to the node of the symbol's block, a power of two, and no further.
+        for (uint32_t i = symbol + 1;; i += i & (0u - i)) {
+            ++tree[i];
+            if ((i & (i - 1)) == 0) break;
+        }
     }
     void AddSymbolSlow(uint32_t symbol);
     bool Grow(uint32_t newSymbolCount);
@@ -91,7 +100,7 @@ private:
     uint32_t treeSize_ = 0;  // tree_ covers symbols 0 .. treeSize_ - 1 (a power of two)
     uint32_t highest_ = 0;   // no symbol above it has ever had a count
     std::vector<uint16_t> frequencies_;  // treeSize entries; those from symbolCount on stay 0
-    std::vector<uint16_t> tree_;         // treeSize + 1 entries, 1-based; tree_[0] stays 0
+    std::vector<uint16_t> tree_;         // treeSize + 1 entries, 1-based
 };
 
 }  // namespace Velmora::U3D
