@@ -140,9 +140,7 @@ uint32_t BitStreamReader::ReadStaticSymbol(uint32_t context) {
     const uint32_t range = high_ - low_ + 1;
     uint32_t cumulative = ((code_ - low_ + 1) * total - 1) / range;
     if (cumulative >= total) cumulative = total - 1;  // only a corrupt state gets here
-    high_ = low_ - 1 + (cumulative + 1) * range / total;
-    low_ = low_ + cumulative * range / total;
-    Renormalize(bitPosition_);
+    Narrow(low_ + cumulative * range / total, low_ - 1 + (cumulative + 1) * range / total);
     return cumulative + 1;
 }
 
@@ -151,7 +149,7 @@ uint32_t BitStreamReader::ReadDynamicSymbol(uint32_t context) {
     if (manager != nullptr) return ReadDynamicSymbol(*manager);
     // Escape-only context: the escape spans the whole interval and consumes nothing.
     code_ = ReadCodeBits();
-    Renormalize(bitPosition_);
+    Narrow(low_, high_);
     return 0;
 }
 

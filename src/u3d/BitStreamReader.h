@@ -130,39 +130,46 @@ private:
     uint32_t ReadStaticSymbol(uint32_t context);
     uint32_t ReadDynamicSymbol(uint32_t context);
     uint32_t ReadDynamicSymbol(ContextManager& manager) {
-        code_ = ReadCodeBits();
+        const uint32_t code = ReadCodeBits();
+        code_ = code;
+        const uint32_t low = low_;
         const uint32_t total = manager.Total();
-        const uint32_t range = high_ - low_ + 1;
-        uint32_t target = ((code_ - low_ + 1) * total - 1) / range;
+        const uint32_t range = high_ - low + 1;
+        uint32_t target = ((code - low + 1) * total - 1) / range;
         if (target >= total) target = total - 1;  // only a corrupt state gets here
         uint32_t cumulative = 0;
         const uint32_t symbol = manager.FindSymbol(target, cumulative);
         const uint32_t frequency = manager.Frequency(symbol);
-        high_ = (cumulative + frequency) * range / total - 1 + low_;
-        low_ = low_ + cumulative * range / total;
-        Renormalize(bitPosition_);
+        Narrow(low + cumulative * range / total, (cumulative + frequency) * range / total - 1 + low);
         manager.AddSymbol(symbol);
         return symbol;
     }
-    void Renormalize(uint64_t savedPosition) {
+    // Takes the new interval of a decoded symbol and renormalises it. The state is worked on
+    // in locals and stored once: high and low written one by one and read back together
+    // would stall store forwarding on every symbol.
+    void Narrow(uint32_t low, uint32_t high) {
+        uint32_t underflow = underflow_;
         // Shift out the leading bits on which low and high agree: ones into high, zeros
         // into low.
-        const uint32_t differ = (low_ ^ high_) & 0xFFFF;
+        const uint32_t differ = (low ^ high) & 0xFFFF;
         uint32_t consumed = differ ? static_cast<uint32_t>(__builtin_clz(differ)) - 16 : 16;
         if (consumed) {
-            low_ = (low_ << consumed) & 0xFFFF;
-            high_ = ((high_ << consumed) | ((1u << consumed) - 1)) & 0xFFFF;
-            consumed += underflow_;
-            underflow_ = 0;
+            low = (low << consumed) & 0xFFFF;
+            high = ((high << consumed) | ((1u << consumed) - 1)) & 0xFFFF;
+            consumed += underflow;
+            underflow = 0;
         }
         // Underflow: low is 01..., high is 10...; drop the second bit of both, keep the top
         // bits.
-        while ((low_ & 0x4000) && !(high_ & 0x4000)) {
-            low_ = (low_ << 1) & 0x7FFF;
-            high_ = ((high_ << 1) | 0x8001) & 0xFFFF;
-            ++underflow_;
+        while ((low & 0x4000) && !(high & 0x4000)) {
+            low = (low << 1) & 0x7FFF;
+            high = ((high << 1) | 0x8001) & 0xFFFF;
+            ++underflow;
         }
-        bitPosition_ = savedPosition + consumed;
+        low_ = low;
+        high_ = high;
+        underflow_ = underflow;
+        bitPosition_ += consumed;
     }
     // The manager of a dynamic context that is already in use, else null (also for every
     // other kind of context and without compression).

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ranges>
+#include <span>
 
 #include "u3d/AdjacencySet.h"
 #include "u3d/BitStreamReader.h"
@@ -40,7 +41,15 @@ constexpr uint32_t TexCount = 123;
 }  // namespace Ctx
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
-constexpr uint8_t kStale = 0, kHasNormal = 1, kNoNormal = 2;
+constexpr uint32_t kStale = 0, kHasNormal = 1, kNoNormal = 2;
+
+// The cached normal of a face and whether it is valid, side by side: the faces around a
+// position lie all over the face arrays, so each lookup is a likely cache miss, and one
+// 16-byte record costs one where two parallel arrays cost two.
+struct CachedNormal {
+    Vec3f normal{};
+    uint32_t state = kStale;
+};
 
 // Index fields of a face that a pending change can carry: positions, normals, diffuse,
 // specular (3 each) and the first four tex coord layers (12). Higher layers are never
@@ -200,14 +209,16 @@ private:
     // Per-position membership of leftThird, rightThird, movePositions, stayPositions.
     std::vector<uint32_t> leftMarks_, rightMarks_, moveMarks_, stayMarks_;
     std::vector<uint32_t> moveFaces_;
+    // The first pendingCount_ records are live. Records are reused rather than cleared:
+    // only the fields marked in a record are ever read, so a reuse sets face and marks only.
     std::vector<PendingChange> pending_;
+    uint32_t pendingCount_ = 0;
     std::vector<uint32_t> pendingSlot_;  // per face: index into pending_, or kNone
 
     // Normal prediction.
     std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
     std::vector<float> bestDot_;
-    std::vector<Vec3f> normalCache_;
-    std::vector<uint8_t> normalState_;  // per face: kStale, kHasNormal or kNoNormal
+    std::vector<CachedNormal> normalCache_;  // per face
     std::vector<uint32_t> mergeCounts_;
 };
 
@@ -229,8 +240,7 @@ bool UpdateDecoder::Run() {
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
     if (data_.facePositions.capacity() < faceRoom) data_.facePositions.reserve(faceRoom);
     pendingSlot_.assign(data_.primitives.size(), kNone);
-    normalCache_.resize(data_.primitives.size());
-    normalState_.assign(data_.primitives.size(), kStale);
+    normalCache_.assign(data_.primitives.size(), CachedNormal{});
     for (auto* marks : {&leftMarks_, &rightMarks_, &moveMarks_, &stayMarks_})
         marks->assign(end + 1, 0);
 
@@ -367,7 +377,6 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
         data_.AddFace(face);
         pendingSlot_.push_back(kNone);
         normalCache_.emplace_back();
-        normalState_.push_back(kStale);
     }
     return true;
 }
@@ -694,7 +703,8 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
 // normalised; a face with an edge or a cross product that is zero to 1e-7 in every
 // component has none.
 bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
-    uint8_t& state = normalState_[faceIndex];
+    CachedNormal& cached = normalCache_[faceIndex];
+    uint32_t& state = cached.state;
     if (state == kStale) {
         const auto& corners = data_.facePositions[faceIndex];
         const Vec3f& p0 = data_.positions[corners[0]];
@@ -704,28 +714,29 @@ bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
         if (!Negligible(e1) && !Negligible(e2)) {
             const Vec3f normal = Cross(Normalized(e1), Normalized(e2));
             if (!Negligible(normal)) {
-                normalCache_[faceIndex] = Normalized(normal);
+                cached.normal = Normalized(normal);
                 state = kHasNormal;
             }
         }
     }
     if (state != kHasNormal) return false;
-    out = normalCache_[faceIndex];
+    out = cached.normal;
     return true;
 }
 
 PendingChange& UpdateDecoder::Pending(uint32_t face) {
     uint32_t& slot = pendingSlot_[face];
     if (slot == kNone) {
-        slot = static_cast<uint32_t>(pending_.size());
-        pending_.emplace_back();
-        pending_.back().face = face;
+        slot = pendingCount_++;
+        if (slot == pending_.size()) pending_.emplace_back();
+        pending_[slot].face = face;
+        pending_[slot].marks = 0;
     }
     return pending_[slot];
 }
 
 void UpdateDecoder::ApplyPending() {
-    for (const PendingChange& change : pending_) {
+    for (const PendingChange& change : std::span(pending_.data(), pendingCount_)) {
         CLODFace& face = data_.primitives[change.face];
         for (uint32_t marks = change.marks; marks != 0; marks &= marks - 1) {
             const uint32_t field = static_cast<uint32_t>(__builtin_ctz(marks));
@@ -737,9 +748,9 @@ void UpdateDecoder::ApplyPending() {
             else face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
         pendingSlot_[change.face] = kNone;
-        if (change.marks & ((1u << Field::Normal) - 1)) normalState_[change.face] = kStale;
+        if (change.marks & ((1u << Field::Normal) - 1)) normalCache_[change.face].state = kStale;
     }
-    pending_.clear();
+    pendingCount_ = 0;
 }
 
 const IndexSet& UpdateDecoder::SplitDiffuse() {

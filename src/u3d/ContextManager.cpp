@@ -78,6 +78,10 @@ void ContextManager::Halve() {
     ++frequencies_[0];
     ++total_;
     RebuildTree();
+    // Symbols seen once drop to zero here, rare large ones among them; later rebuilds then
+    // stop at the highest symbol still counted. (Only after this rebuild: it has to clear
+    // the nodes of those symbols.)
+    while (highest_ > 0 && frequencies_[highest_] == 0) --highest_;
 }
 
 void ContextManager::AddSymbolSlow(uint32_t symbol) {
