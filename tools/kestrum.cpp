@@ -276,7 +276,7 @@ bool StartLogging(const Library& lib, const Options& options) {
 }
 
 // The hook is served every 50 ms and does not drain when stopped; let it catch up.
-void DrainLog() { std::this_thread::sleep_for(std::chrono::milliseconds(120)); }
+void DrainLog() { std::this_thread::sleep_for(std::chrono::milliseconds(70)); }
 
 void StopLogging(const Library& lib) {
     DrainLog();
