@@ -611,6 +611,13 @@ bool UpdateDecoder::ReadNormals(uint32_t newFaceCount) {
 bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
     std::span<const uint32_t> stored;
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
+    // The cached normals and corners of these faces lie far apart in large meshes; asking
+    // for all of them ahead of the symbol reads lets their cache misses overlap.
+    for (uint32_t face : stored) {
+        if (face >= normalCache_.size()) continue;
+        __builtin_prefetch(normalCache_.data() + face);
+        __builtin_prefetch(data_.facePositions.data() + face);
+    }
     // Walked from the highest face down; nothing is added to any face set in this step, so
     // the view stays valid.
     // (A plain reverse range: clang's ranges support does not take std::span views here.)
