@@ -238,7 +238,7 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
     }
     bool complete = true;
     for (const auto& [childName, child] : node.children) {
-        progress_.UpdateProgress(buildStep_);
+        if (buildStep_ > 0.0f) progress_.UpdateProgress(buildStep_);
         if (AuthoringInterrupt::Interrupted()) return false;
         if (!child) continue;
         if (modelBudget_ == 0) {
