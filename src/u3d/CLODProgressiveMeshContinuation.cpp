@@ -220,6 +220,13 @@ private:
     std::vector<float> bestDot_;
     std::vector<CachedNormal> normalCache_;  // per face
     std::vector<uint32_t> mergeCounts_;
+    // Normal indices for the corners of older faces, applied in order once all normals of
+    // the update are stored. Nothing reads face normal indices meanwhile, so a plain list
+    // does what a pending change would, without a per-face slot lookup for every corner.
+    struct NormalWrite {
+        uint32_t face, corner, index;
+    };
+    std::vector<NormalWrite> normalWrites_;
 };
 
 bool UpdateDecoder::Run() {
@@ -305,7 +312,6 @@ bool UpdateDecoder::Update() {
     ApplyPending();
     if (declaration_.HasNormals()) {
         if (!ReadNormals(newFaces)) return false;
-        ApplyPending();
     }
     return true;
 }
@@ -599,10 +605,13 @@ bool UpdateDecoder::ReadNewPosition() {
 
 bool UpdateDecoder::ReadNormals(uint32_t newFaceCount) {
     heldNormals_.clear();
+    normalWrites_.clear();
     const uint32_t firstNewFace = data_.primitiveCount - newFaceCount;
     for (uint32_t p : normalPositions_)  // highest position first
         if (!ReadNormalsAt(p, firstNewFace)) return false;
     data_.normals.insert(data_.normals.end(), heldNormals_.begin(), heldNormals_.end());
+    for (const NormalWrite& write : normalWrites_)
+        data_.primitives[write.face].normals[write.corner] = write.index;
     return true;
 }
 
@@ -700,7 +709,8 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
         if (local >= count) return FailIn("Invalid normal index for normal-face");
         const int corner = data_.CornerOf(faceIndex, position);
         if (corner < 0) return FailIn("Invalid update corner for normal-face");
-        if (faceIndex < firstNewFace) Pending(faceIndex).Set(Field::Normal + corner, base + local);
+        if (faceIndex < firstNewFace)
+            normalWrites_.push_back({faceIndex, static_cast<uint32_t>(corner), base + local});
         else data_.primitives[faceIndex].normals[corner] = base + local;
     }
     return true;
