@@ -36,8 +36,25 @@ bool IndexSet::Contains(uint32_t value) const {
 
 void IndexSet::Normalize() {
     if (items_.size() < 2) return;
-    std::sort(items_.begin(), items_.end(), std::greater<uint32_t>());
-    items_.erase(std::unique(items_.begin(), items_.end()), items_.end());
+    if (items_.size() > 64) {
+        std::sort(items_.begin(), items_.end(), std::greater<uint32_t>());
+        items_.erase(std::unique(items_.begin(), items_.end()), items_.end());
+        return;
+    }
+    // Neighbourhood sets are small, a few dozen values of which half or more are repeats:
+    // an insertion that drops repeats on the way beats a general sort followed by unique.
+    // The sorted prefix never overtakes the value being placed, so it is built in place.
+    size_t count = 0;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const uint32_t value = items_[i];
+        size_t at = count;
+        while (at > 0 && items_[at - 1] < value) --at;
+        if (at > 0 && items_[at - 1] == value) continue;
+        std::copy_backward(items_.begin() + at, items_.begin() + count, items_.begin() + count + 1);
+        items_[at] = value;
+        ++count;
+    }
+    items_.resize(count);
 }
 
 // ---------------------------------------------------------------------------------------
