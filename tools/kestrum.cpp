@@ -360,6 +360,12 @@ int RunCapture(const Library& lib, Options& options) {
     parameters.view.backgroundColor = options.background;
     parameters.view.lightingScheme = options.lighting;
     parameters.view.cameraName = camera.c_str();
+    if (camera.empty()) {
+        // The built-in camera stands two scene sizes away: 45 degrees on the shorter side of
+        // the picture keeps the whole scene in sight (the record's defaults would narrow it).
+        parameters.view.fieldOfView = 45.0f;
+        parameters.view.projectionScaling = 2;  // the field of view applies to the shorter side
+    }
     // Unloaded by an explicit call below rather than by the capture's unload flag: its answer
     // tells when the library has let go of the render thread, so that the shutdown stops it.
     parameters.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_FILE;

@@ -259,7 +259,7 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
     using namespace Rendering;
     std::shared_ptr<SceneGraph> scene = SceneManager::Instance().GetScene(sceneId);
     if (!scene || view == nullptr) return false;
-    const auto& sceneCameras = scene->GetCameras();
+    const auto& sceneCameras = scene->GetViewNodeCameras();
     auto defaultIt = sceneCameras.find(kDefaultCameraName);
     CameraInfo camera = defaultIt != sceneCameras.end() ? defaultIt->second : CameraInfo{};
 
@@ -381,7 +381,13 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
         Logger::Log(2, "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
         id = 10;
     }
-    schemes.ActivateScheme(id);
+    if (!schemes.ActivateScheme(id) && id != 10) {
+        // The document brought no lights to restore (or the scheme failed): a picture lit by
+        // the default scheme beats an unlit silhouette.
+        Logger::Log(2, "U3DSceneDescription::ApplyToScene: Cannot activate lighting scheme '%s', falling back to default",
+                    scheme.c_str());
+        schemes.ActivateScheme(10);
+    }
     return true;
 }
 

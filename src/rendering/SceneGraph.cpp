@@ -49,6 +49,7 @@ void SceneGraph::Shutdown() {
         tree->reset();
     }
     cameras_.clear();
+    viewNodeCameras_.clear();
     worldAxis_.reset();
     worldGrid_.reset();
     worldGridAxis_.reset();
@@ -107,6 +108,7 @@ bool SceneGraph::Init(const SceneCreationInfo& info) {
         Logger::Log(1, "SceneGraph::Init - Failed to add scene cameras");
         return false;
     }
+    viewNodeCameras_ = cameras_;
     return true;
 }
 

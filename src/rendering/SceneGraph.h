@@ -68,6 +68,9 @@ public:
 
     // CameraScene
     const std::map<std::string, CameraInfo>& GetCameras() const override { return cameras_; }
+    // The cameras as the document (and the built-in camera) brought them, before any view
+    // replaced one: views start from these records, so applying a view twice gives one result.
+    const std::map<std::string, CameraInfo>& GetViewNodeCameras() const { return viewNodeCameras_; }
     float GetGridSize() const override { return gridSize_; }
     float GetRescaleFactor() const override { return rescaleFactor_; }
     Vec3 GetCenter() const override { return center_; }
@@ -101,6 +104,7 @@ private:
     bool gridVisible_ = true;
     float gridSize_ = 0.0f;
     std::map<std::string, CameraInfo> cameras_;
+    std::map<std::string, CameraInfo> viewNodeCameras_;
     SceneBoundingBox boundingBox_;
     Vec3 center_{0.0f, 0.0f, 0.0f};
     float maxDimension_ = 0.0f;

@@ -57,6 +57,13 @@ TEST_F(ViewDescriptionTest, SameViewTwiceLeavesOneCamera) {
     EXPECT_EQ(view->GetCameraController().GetActiveCamera().GetInfo().name, "Side");
     EXPECT_EQ(Scene(handle)->GetResources().lightingSchemeManager.GetActiveScheme(), 10u);
 
+    // A view that starts from a scene camera gives the same camera however often it is applied.
+    U3DSceneDescription corrected = Parse("/XN (D) /3DB [0 0 160 120] /MS /U3D /U3DPath (___DefaultCamera)");
+    ASSERT_TRUE(corrected.ApplyToScene(handle, true, view.get()));
+    const float first = ActiveFov(view);
+    ASSERT_TRUE(corrected.ApplyToScene(handle, true, view.get()));
+    EXPECT_FLOAT_EQ(ActiveFov(view), first);
+
     // From a view file the camera keeps apart from the scene's own.
     ASSERT_TRUE(d.ApplyToScene(handle, false, view.get()));
     EXPECT_EQ(Scene(handle)->GetCameras().count("Side [ViewFile]"), 1u);
