@@ -2,53 +2,23 @@
 
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "format/PDFHelper.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using Velmora::FormatGlue::Dictionary;
 using Velmora::FormatGlue::DictionaryValue;
 using Velmora::FormatGlue::PDFHelper;
-using Velmora::Utility::Logger;
-
-struct CapturedLog : Velmora::Utility::LogStream {
-    std::mutex mutex;
-    std::vector<std::pair<int, std::string>> lines;
-    void Write(int32_t level, const std::string& text) override {
-        std::lock_guard lock(mutex);
-        lines.emplace_back(level, text);
-    }
-    bool Contains(int level, const std::string& text) {
-        std::lock_guard lock(mutex);
-        for (auto& [l, t] : lines)
-            if (l == level && t.find(text) != std::string::npos) return true;
-        return false;
-    }
-};
 
 class PDFHelperTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        log = std::make_shared<CapturedLog>();
-        previousLevel = Logger::Instance().MaxLevel();
-        previousStream = Logger::Instance().Stream();
-        Logger::Instance().SetStream(log);
-        Logger::Instance().SetMaxLevel(5);
-    }
-    void TearDown() override {
-        Logger::Instance().SetStream(previousStream);
-        Logger::Instance().SetMaxLevel(previousLevel);
-    }
     bool Read(const std::string& text) { return helper.ReadDictionaryFromString(text, &dict); }
 
-    std::shared_ptr<CapturedLog> log;
-    std::shared_ptr<Velmora::Utility::LogStream> previousStream;
-    int previousLevel = 2;
+    Velmora::Test::LogCapture log;
     PDFHelper helper;
     Dictionary dict;
 };
@@ -129,7 +99,7 @@ TEST_F(PDFHelperTest, UnknownKeyEndsTheDictionarySilently) {
     ASSERT_TRUE(Read("/XN (kept) /Unknown 5 /CO 3"));
     EXPECT_NE(dict.Find("XN"), nullptr);
     EXPECT_EQ(dict.Find("CO"), nullptr);
-    for (auto& [level, text] : log->lines) EXPECT_GT(level, 2) << text;
+    for (const auto& line : log.Lines()) EXPECT_GT(line.level, 2) << line.text;
 }
 
 TEST_F(PDFHelperTest, NodeArrayOfReferencesIsIgnoredWithWarning) {
@@ -137,13 +107,13 @@ TEST_F(PDFHelperTest, NodeArrayOfReferencesIsIgnoredWithWarning) {
     const DictionaryValue* na = dict.Find("NA", DictionaryValue::DictionaryArray);
     ASSERT_NE(na, nullptr);
     EXPECT_TRUE(na->dictionaries.empty());
-    EXPECT_TRUE(log->Contains(2, "Ignored PDF node entries for dictionary 'NA'"));
+    EXPECT_TRUE(log.Has("Ignored PDF node entries for dictionary 'NA'", 2));
     EXPECT_EQ(dict.Find("XN")->text, "after");
 }
 
 TEST_F(PDFHelperTest, NodeArrayOfInlineDictionariesFailsTheRead) {
     EXPECT_FALSE(Read("/XN (v) /NA [<< /N (node) >>]"));
-    EXPECT_TRUE(log->Contains(1, "<< >> not implemented yet!"));
+    EXPECT_TRUE(log.Has("<< >> not implemented yet!", 1));
     Dictionary other;
     EXPECT_FALSE(helper.ReadDictionaryFromString("/NA [ << /N (node) >> ]", &other));
 }
@@ -161,7 +131,7 @@ TEST_F(PDFHelperTest, TextOfBlanksOnlyFails) {
 TEST_F(PDFHelperTest, BadNumbersBecomeZeroWithMessage) {
     ASSERT_TRUE(Read("/CO abc /3DB [0 0 +2 1e1]"));
     EXPECT_FLOAT_EQ(dict.Find("CO")->floatValue, 0.0f);
-    EXPECT_TRUE(log->Contains(1, "Bad lexical cast from 'abc' - returning 0"));
+    EXPECT_TRUE(log.Has("Bad lexical cast from 'abc' - returning 0", 1));
     EXPECT_FLOAT_EQ(dict.Find("3DB")->numbers[2], 2.0f);
     EXPECT_FLOAT_EQ(dict.Find("3DB")->numbers[3], 10.0f);
 }
@@ -169,7 +139,7 @@ TEST_F(PDFHelperTest, BadNumbersBecomeZeroWithMessage) {
 TEST_F(PDFHelperTest, DuplicateKeyKeepsTheFirstValue) {
     ASSERT_TRUE(Read("/CO 1 /CO 2"));
     EXPECT_FLOAT_EQ(dict.Find("CO")->floatValue, 1.0f);
-    EXPECT_TRUE(log->Contains(2, "Cannot add key-value pair ('CO'-'2') - DUPLICATE!"));
+    EXPECT_TRUE(log.Has("Cannot add key-value pair ('CO'-'2') - DUPLICATE!", 2));
 }
 
 TEST_F(PDFHelperTest, StreamsAreSkipped) {
@@ -183,7 +153,7 @@ TEST_F(PDFHelperTest, TruncatedTextKeepsWhatWasRead) {
     EXPECT_NE(dict.Find("CO"), nullptr);
     EXPECT_EQ(dict.Find("XN"), nullptr);
     ASSERT_TRUE(Read("/3DB [0 0 1"));
-    EXPECT_TRUE(log->Contains(1, "Advanced beyond the end of the dictionary!"));
+    EXPECT_TRUE(log.Has("Advanced beyond the end of the dictionary!", 1));
 }
 
 TEST_F(PDFHelperTest, PrintsEveryKindOfValue) {

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "format/PDFHelper.h"
 #include "format/U3DSceneDescription.h"
 #include "host/SceneParameters.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace {
 
@@ -18,48 +17,20 @@ using Velmora::FormatGlue::PDFHelper;
 using Velmora::U3D::CreateDictionaryFromViewParams;
 using Velmora::U3D::U3DSceneDescription;
 using Velmora::U3D::ViewportRect;
-using Velmora::Utility::Logger;
 using Velmora::Utility::ViewParameters;
-
-struct Log : Velmora::Utility::LogStream {
-    std::mutex mutex;
-    std::vector<std::pair<int, std::string>> lines;
-    void Write(int32_t level, const std::string& text) override {
-        std::lock_guard lock(mutex);
-        lines.emplace_back(level, text);
-    }
-    bool Contains(int level, const std::string& text) {
-        std::lock_guard lock(mutex);
-        for (auto& [l, t] : lines)
-            if (l == level && t.find(text) != std::string::npos) return true;
-        return false;
-    }
-};
 
 class SceneDescriptionTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        previous = Logger::Instance().Stream();
-        level = Logger::Instance().MaxLevel();
-        Logger::Instance().SetStream(log);
-        Logger::Instance().SetMaxLevel(5);
-    }
-    void TearDown() override {
-        Logger::Instance().SetStream(previous);
-        Logger::Instance().SetMaxLevel(level);
-    }
-    std::shared_ptr<Log> log = std::make_shared<Log>();
-    std::shared_ptr<Velmora::Utility::LogStream> previous;
-    int level = 2;
+    Velmora::Test::LogCapture log;
 };
 
 TEST_F(SceneDescriptionTest, RequiredKeysAndDefaults) {
     U3DSceneDescription missingName;
     EXPECT_FALSE(missingName.CreateFromString("/3DB [0 0 10 10]"));
-    EXPECT_TRUE(log->Contains(1, "Missing (required) 'XN' entry in scene description - ignored!"));
+    EXPECT_TRUE(log.Has("Missing (required) 'XN' entry in scene description - ignored!", 1));
     U3DSceneDescription missingRect;
     EXPECT_FALSE(missingRect.CreateFromString("/XN (v)"));
-    EXPECT_TRUE(log->Contains(1, "Missing (required) '3DB' entry in scene description - ignored!"));
+    EXPECT_TRUE(log.Has("Missing (required) '3DB' entry in scene description - ignored!", 1));
 
     U3DSceneDescription d;
     ASSERT_TRUE(d.CreateFromString("/XN (Plain) /3DB [0 0 640 480]"));
@@ -81,7 +52,7 @@ TEST_F(SceneDescriptionTest, ReadsProjectionBackgroundAndLighting) {
     EXPECT_EQ(d.lightingScheme, "Night");
     EXPECT_TRUE(d.hasCenterOfOrbit);
     EXPECT_FLOAT_EQ(d.centerOfOrbit, 3.0f);
-    EXPECT_TRUE(log->Contains(2, "Only 'Solid' RenderMode supported for now!"));
+    EXPECT_TRUE(log.Has("Only 'Solid' RenderMode supported for now!", 2));
     EXPECT_FLOAT_EQ(d.fieldOfView, 180.0f);  // clamped
     EXPECT_EQ(d.projectionScaling, U3DSceneDescription::Max);
     EXPECT_TRUE(d.hasClipping);
@@ -99,8 +70,8 @@ TEST_F(SceneDescriptionTest, ProjectionScalingNumbersAndFailures) {
 
     U3DSceneDescription bad;
     ASSERT_TRUE(bad.CreateFromString("/XN (V) /3DB [0 0 8 6] /P << /Subtype /P /PS x1 >>"));
-    EXPECT_TRUE(log->Contains(1, "Projection scaling has an invalid number"));
-    EXPECT_TRUE(log->Contains(1, "Projection mode requires FOV, no valid FOV found!"));
+    EXPECT_TRUE(log.Has("Projection scaling has an invalid number", 1));
+    EXPECT_TRUE(log.Has("Projection mode requires FOV, no valid FOV found!", 1));
 
     U3DSceneDescription ortho;
     ASSERT_TRUE(ortho.CreateFromString("/XN (V) /3DB [0 0 8 6] /P << /Subtype /O /OS 4 >>"));
@@ -111,10 +82,10 @@ TEST_F(SceneDescriptionTest, ProjectionScalingNumbersAndFailures) {
 TEST_F(SceneDescriptionTest, MatrixSourceRules) {
     U3DSceneDescription noMatrix;
     EXPECT_FALSE(noMatrix.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /M"));
-    EXPECT_TRUE(log->Contains(1, "'MS' specified 'M' but cannot find 'C2W' entry!"));
+    EXPECT_TRUE(log.Has("'MS' specified 'M' but cannot find 'C2W' entry!", 1));
     U3DSceneDescription noPath;
     EXPECT_FALSE(noPath.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /U3D"));
-    EXPECT_TRUE(log->Contains(1, "'MS' specified 'U3D' but cannot find 'U3DPath' entry!"));
+    EXPECT_TRUE(log.Has("'MS' specified 'U3D' but cannot find 'U3DPath' entry!", 1));
     U3DSceneDescription matrix;
     ASSERT_TRUE(matrix.CreateFromString("/XN (V) /3DB [0 0 8 6] /MS /M /C2W [1 0 0 0 1 0 0 0 1 4 5 6]"));
     EXPECT_TRUE(matrix.hasMatrix);
@@ -158,7 +129,7 @@ TEST_F(SceneDescriptionTest, ViewParametersBecomeTheDictionaryAHandWouldWrite) {
 TEST_F(SceneDescriptionTest, ViewParametersEdgeCases) {
     Dictionary bad;
     EXPECT_FALSE(CreateDictionaryFromViewParams(SampleParams(), ViewportRect{0, 0, 0, 600}, &bad));
-    EXPECT_TRUE(log->Contains(1, "CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!"));
+    EXPECT_TRUE(log.Has("CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!", 1));
 
     ViewParameters scaling = SampleParams();
     scaling.projectionScaling = 9;
