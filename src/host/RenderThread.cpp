@@ -1,6 +1,12 @@
 #include "host/RenderThread.h"
 
 #include "host/windowing/WindowBase.h"
+#include "host/windowing/WindowClassRegistrar.h"
+#include "host/windowing/X11Connection.h"
+#include "format/FormatManager.h"
+#include "rendering/OpenGLContext.h"
+#include "rendering/SceneManager.h"
+#include "util/LogManager.h"
 
 #include "host/CaptureProxy.h"
 #include "rendering/Renderer.h"
@@ -25,6 +31,15 @@ struct EarlySingletons {
         ThreadManager::Instance();
         Renderer::Instance();
         CaptureProxy::Instance();
+        // Everything the render thread touches while it winds down: these must still exist
+        // when a process exits with the thread running and this singleton stops it.
+        Utility::LogManager::Instance();
+        Rendering::OpenGLContext::Instance();
+        Rendering::SceneManager::Instance();
+        FormatGlue::FormatManager::Instance();
+        Windowing::X11Connection::Instance();
+        Windowing::WindowClassRegistrar::Instance();
+        Windowing::WindowBase::FromHandle(0);
     }
 };
 }  // namespace
@@ -38,7 +53,20 @@ RenderThread& RenderThread::Instance() {
 
 RenderThread::~RenderThread() {
     std::lock_guard<std::mutex> lock(startMutex_);
-    if (threadId_.load() != 0 && !IsRenderThread()) StopThread();
+    const uint32_t id = threadId_.load();
+    if (id != 0 && !IsRenderThread()) {
+        // The process ends with the thread still running (no ShutdownRenderer): scenes and
+        // their views let go of their GPU objects here, on the thread whose context owns them,
+        // not later in static destructors where no context is current.
+        if (initState_.load() == 1) {
+            ThreadManager::Instance().CallAuto(Utility::MakeFunctionCaller([] {
+                                                   CaptureProxy::Instance().UnloadAllScenes(nullptr);
+                                                   Rendering::SceneManager::Instance().ReleaseAllScenes();
+                                               }),
+                                               id);
+        }
+        StopThread();
+    }
     started_ = false;
 }
 

@@ -73,6 +73,10 @@ void SceneManager::ReleaseScene(SceneHandle handle) {
     scenes_.erase(handle);
 }
 
+void SceneManager::ReleaseAllScenes() {
+    while (!scenes_.empty()) ReleaseScene(scenes_.begin()->first);
+}
+
 uint32_t SceneManager::GetReferenceCount(SceneHandle handle) const {
     auto it = scenes_.find(handle);
     return it == scenes_.end() ? 0 : uint32_t(it->second.views.size());

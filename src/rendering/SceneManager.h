@@ -22,6 +22,8 @@ public:
     SceneHandle CreateScene();
     std::shared_ptr<SceneGraph> GetScene(SceneHandle handle) const;
     void ReleaseScene(SceneHandle handle);
+    // Releases every scene still held (process end), with the GL context current.
+    void ReleaseAllScenes();
     bool LinkSceneToRenderView(SceneHandle handle, RenderView* view);
     bool UnlinkSceneFromRenderView(RenderView* view);
     // Number of views that show the scene; 0 for an unknown handle.
