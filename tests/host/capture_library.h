@@ -28,9 +28,8 @@ namespace KestrumCaptureTest {
 
 inline std::string TestFile(const std::string& name) { return std::string(KESTRUM_TESTDATA) + "/u3d/" + name; }
 inline std::string SourceFile(const std::string& relative) {
-    // KESTRUM_TESTDATA is <source>/../shared/testdata; the tree itself sits beside it.
-    std::string here = __FILE__;
-    return here.substr(0, here.rfind("/tests/host/")) + "/" + relative;
+    // The source tree's root comes from the build: __FILE__ may be relative under ccache.
+    return std::string(KESTRUM_SOURCE_DIR) + "/" + relative;
 }
 
 inline std::u16string Utf16(const std::string& text) {

@@ -104,7 +104,7 @@ TEST(Malformed, InterruptStopsTheWalk) {
 }
 
 TEST(Malformed, FuzzerRegressionsLoadCleanly) {
-    const fs::path dir = fs::path(__FILE__).parent_path() / "regressions";
+    const fs::path dir = fs::path(KESTRUM_SOURCE_DIR) / "tests" / "u3d" / "regressions";
     Velmora::Test::LogCapture quiet(-1);
     size_t count = 0;
     if (fs::exists(dir))
