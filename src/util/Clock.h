@@ -1,6 +1,6 @@
 #pragma once
-// Time helpers of the threading layer: the 32-bit millisecond clock (the timeGetTime of
-// spec.md, from CLOCK_MONOTONIC, wrapping after 49.7 days like the original) and Sleep.
+// Time helpers of the threading layer: the 32-bit millisecond clock (from CLOCK_MONOTONIC,
+// wrapping after 49.7 days like a system tick count) and Sleep.
 
 #include <cstdint>
 

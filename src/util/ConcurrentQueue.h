@@ -1,5 +1,5 @@
 #pragma once
-// Bounded FIFO shared between threads (spec.md Part 1.2): a doubly linked list under a mutex,
+// Bounded FIFO shared between threads: a doubly linked list under a mutex,
 // with an atomic copy of the element count so that a drain loop can look without the lock.
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 // Decides which stream is the logger's current one, on behalf of the logging exports
-// (spec.md Part 2.1): StartLoggingToDefault, StopLoggingToDefault, IsLoggingToDefault,
+//: StartLoggingToDefault, StopLoggingToDefault, IsLoggingToDefault,
 // SetLoggingHook, GetLoggingHook. SetLogLevel/GetLogLevel are Logger's SetMaxLevel/MaxLevel.
 
 #include <atomic>
@@ -25,7 +25,7 @@ public:
     // Level outside 0..5 becomes 3 and is stored as the logger's level. Ends the running
     // default session (its "Session End" line is written first), then makes the new
     // DebuggingLogStream the logger's stream and logs at level 4 "Started logging to '%s' at
-    // level '%s'". An empty path means standard error only. "/" stays "/" (platform.md).
+    // level '%s'". An empty path means standard error only. "/" stays "/".
     bool StartDefault(const std::string& pathUtf8, bool append, int32_t level);
     bool StartDefault(const std::u16string& path, bool append, int32_t level);
 

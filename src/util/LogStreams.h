@@ -1,5 +1,5 @@
 #pragma once
-// The two stream kinds behind Logger (spec.md Part 2.1): DebuggingLogStream (standard error
+// The two stream kinds behind Logger: DebuggingLogStream (standard error
 // on the calling thread, plus a "LogThread" that writes a file) and HookableLogStream (a
 // "LogThread(Hook)" that hands each message to a sink). Writers never wait: a message goes on
 // a bounded queue (8192) and is dropped when it is full.
@@ -52,8 +52,8 @@ public:
     const std::string& Path() const { return path_; }
     uint32_t Pending() const { return queue_.Pending(); }
 
-    // Whether Write echoes to standard error (the OutputDebugStringA of spec.md). On by
-    // default; process-wide. Not in spec.md's interface.
+    // Whether Write echoes to standard error (the debugger output of the original platform). On by
+    // default; process-wide. An addition for the library's own use.
     static void SetDebuggerOutput(bool enabled);
     static bool DebuggerOutput();
 

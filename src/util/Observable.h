@@ -1,5 +1,5 @@
 #pragma once
-// Observer list (spec.md Part 2.1): a list of Listener pointers under a reader-writer lock.
+// Observer list: a list of Listener pointers under a reader-writer lock.
 // Base of WindowBase (WindowEventListener) and AuthoringProgress (ProgressListener).
 
 #include <algorithm>

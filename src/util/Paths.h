@@ -1,6 +1,6 @@
 #pragma once
-// Path checks and helpers (spec.md Part 2.2). Paths are UTF-8 std::string; the std::u16string
-// overloads stand for the wstring forms of spec.md. "/" is the separator (platform.md).
+// Path checks and helpers. Paths are UTF-8 std::string; the std::u16string
+// overloads stand for the wide-string forms of the host interface. "/" is the separator.
 // No function here lets a filesystem error escape.
 
 #include <string>
@@ -26,7 +26,7 @@ bool CheckCreateDirectory(const std::string& path);
 bool CheckCreateDirectory(const std::u16string& path);
 
 // The value of an environment variable as a path; empty when unset. "APPDATA" follows
-// platform.md: $APPDATA if set, else $XDG_DATA_HOME, else $HOME/.local/share.
+// On Linux: $APPDATA if set, else $XDG_DATA_HOME, else $HOME/.local/share.
 std::string GetEnvironmentFolder(const std::string& name);
 
 // Folder of the running library (dladdr on one of its functions), without a trailing "/".

@@ -1,5 +1,5 @@
 #pragma once
-// A thin file object over the C stream layer (spec.md Part 2.2).
+// A thin file object over the C stream layer.
 
 #include <cstdint>
 #include <cstdio>
@@ -45,9 +45,9 @@ public:
     bool WriteText(const std::string& text);
 
     // Plain stream write for any stream opened for writing or appending (the log writer uses
-    // it on its "at" file); flushes. Not in spec.md's interface.
+    // it on its "at" file); flushes. An addition for the library's own use.
     bool Put(std::string_view text);
-    // Binary write: needs Binary and Write or Append; flushes. Not in spec.md's interface.
+    // Binary write: needs Binary and Write or Append; flushes. An addition for the library's own use.
     bool WriteBytes(const void* data, uint32_t count);
 
     bool Flush();
@@ -68,7 +68,7 @@ private:
     uint32_t flags_;
 };
 
-// Bytes that were read, owned (spec.md Part 2.2); used as DataHolder<uint8_t> in a shared_ptr.
+// Bytes that were read, owned; used as DataHolder<uint8_t> in a shared_ptr.
 template <typename T>
 class DataHolder {
 public:
@@ -108,7 +108,7 @@ private:
 using ByteHolder = DataHolder<uint8_t>;
 
 // Reads a whole file (binary) into a holder; null when it cannot be opened or read, or is
-// empty. Not in spec.md's interface.
+// empty. An addition for the library's own use.
 std::shared_ptr<DataHolder<uint8_t>> ReadWholeFile(const std::string& path);
 
 }  // namespace Velmora::Utility

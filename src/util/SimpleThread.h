@@ -1,5 +1,5 @@
 #pragma once
-// A named thread around a functor (spec.md Part 1.2).
+// A named thread around a functor.
 
 #include <atomic>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace Velmora::Utility {
 
-// The operating system id of the calling thread (gettid), as the u32 of spec.md.
+// The operating system id of the calling thread (gettid), as a 32-bit number.
 uint32_t CurrentThreadOsId();
 
 class SimpleThread {
@@ -30,7 +30,7 @@ public:
         virtual void OnStart() {}
         virtual void OnStop() {}
 
-        // The drain of spec.md: while the atomic counter is not zero pop the front, run it
+        // The drain: while the atomic counter is not zero pop the front, run it
         // without the queue lock, delete it. Work posted from inside runs in the same drain.
         // Call it on the thread that owns the queue. Returns how many entries ran.
         uint32_t ProcessQueue();

@@ -1,6 +1,6 @@
 #pragma once
 // Text conversions between the host's UTF-16 and the UTF-8 used inside the library, and the
-// host's "system strings" (the BSTR of spec.md, laid out as platform.md says).
+// host's "system strings" (a length-prefixed UTF-16 block, see Strings.cpp).
 //
 // The conversions are the library's own: ill-formed input (a lone surrogate in UTF-16; an
 // invalid, overlong, surrogate-encoding or truncated sequence in UTF-8) becomes U+FFFD, one

@@ -1,6 +1,6 @@
 #pragma once
 // Call objects: a member function and its arguments captured by value, to be run later on
-// another thread (spec.md Part 1.2).
+// another thread.
 //
 //   auto call = MakeCaller(&renderer, &Renderer::Resize, width, height);
 //   ThreadManager::Instance().Post(call, threadId);             // asynchronous

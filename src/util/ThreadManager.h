@@ -1,5 +1,5 @@
 #pragma once
-// Registry of worker threads and the call marshalling onto them (spec.md Part 1.2).
+// Registry of worker threads and the call marshalling onto them.
 //
 // Post(call, id): runs `call` on thread `id` later; on that very thread it runs at once,
 //   inline, and the result is false. False also for an unknown id (the work is dropped) and
@@ -63,7 +63,7 @@ private:
     ~ThreadManager();
 
     // Shared state of one blocking call. `done` is set under the mutex (a wake-up cannot be
-    // lost), in the order of spec.md: result, then flag, then notify.
+    // lost), in this order: result, then flag, then notify.
     struct SyncState {
         std::mutex mutex;
         std::condition_variable condition;
