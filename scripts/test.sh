@@ -4,5 +4,4 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 scripts/build.sh
-cd "${BUILD_DIR:-build}"
-ctest --output-on-failure -j"$(nproc)" --timeout 600
+ctest --test-dir "${BUILD_DIR:-build}" -j"$(nproc)" --output-on-failure --timeout 600
