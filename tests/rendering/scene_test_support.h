@@ -20,40 +20,14 @@
 #include "rendering/RenderView.h"
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
+#include "captured_log.h"
 #include "util/Logger.h"
 
 namespace kestrum_test::scene {
 
 using namespace Velmora::Rendering;
 
-class CapturedLog : public Velmora::Utility::LogStream {
-public:
-    void Write(int32_t level, const std::string& text) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        lines_.push_back({level, text});
-    }
-    bool Has(int32_t level, const std::string& text) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        for (const auto& line : lines_)
-            if (line.first == level && line.second.find(text) != std::string::npos) return true;
-        return false;
-    }
-    size_t Count(const std::string& text) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        size_t n = 0;
-        for (const auto& line : lines_)
-            if (line.second.find(text) != std::string::npos) ++n;
-        return n;
-    }
-    void Clear() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        lines_.clear();
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<std::pair<int32_t, std::string>> lines_;
-};
+using kestrum_test::CapturedLog;
 
 // Rows of position, normal and diffuse colour.
 constexpr uint32_t kLitAttributes = VertexAttribute::Position | VertexAttribute::Normal | VertexAttribute::Diffuse;
