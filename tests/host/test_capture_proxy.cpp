@@ -13,7 +13,7 @@
 
 #include "host/ApplicationNames.h"
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderThread.h"
 
@@ -105,7 +105,7 @@ TEST_F(CaptureProxyTest, RegistersOnceAndKeepsTheThreadAlive) {
 }
 
 TEST_F(CaptureProxyTest, LoadOfAMissingFileFailsAndReleasesTheThread) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     Velmora::Utility::LoadSceneParameters load;
     load.flags = load.FromFile;
     load.path = "/nonexistent/dir/scene.u3d";
@@ -116,12 +116,12 @@ TEST_F(CaptureProxyTest, LoadOfAMissingFileFailsAndReleasesTheThread) {
     EXPECT_EQ(g_outcome.handle.load(), 0u);
     EXPECT_EQ(g_outcome.tag.load(), 31u);
     EXPECT_NE(g_outcome.thread, std::this_thread::get_id());
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::DoLoadScene: Invalid filename '/nonexistent/dir/scene.u3d'!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::DoLoadScene: Invalid filename '/nonexistent/dir/scene.u3d'!\n"));
     EXPECT_TRUE(WaitFor([] { return CaptureProxy::Instance().RenderThreadId() == 0; }));
 }
 
 TEST_F(CaptureProxyTest, MemoryRequestWithoutBytesLoadsNothing) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     Kestrum::LoadSceneParameters flat;
     std::memset(&flat, 0, sizeof flat);
     flat.flags = 6;  // file and memory, but no bytes: neither source is taken
@@ -129,17 +129,17 @@ TEST_F(CaptureProxyTest, MemoryRequestWithoutBytesLoadsNothing) {
     CaptureProxy::Instance().RequestLoadScene(Velmora::Utility::ToOwned(flat), OnLoad);
     ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
     EXPECT_EQ(g_outcome.success.load(), 0);
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::DoLoadScene: Invalid filename ''!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::DoLoadScene: Invalid filename ''!\n"));
 }
 
 TEST_F(CaptureProxyTest, UnloadOfAnUnknownHandleLogsAndStillCallsBack) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     CaptureProxy& proxy = CaptureProxy::Instance();
     ASSERT_TRUE(proxy.CheckCreateRenderThread());
     proxy.RequestUnloadScene(1234, OnHandle);
     ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
     EXPECT_EQ(g_outcome.handle.load(), 1234u);
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::DoUnloadScene: Invalid scene handle!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::DoUnloadScene: Invalid scene handle!\n"));
     proxy.RequestUnloadAllScenes(nullptr);
 }
 
@@ -167,7 +167,7 @@ TEST_F(CaptureProxyTest, RefusedCapturesAnswerFailureOnTheRenderThread) {
 }
 
 TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     RenderThread::failRendererInitForTesting = true;
     CaptureProxy& proxy = CaptureProxy::Instance();
 
@@ -175,8 +175,8 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
     load.flags = load.FromFile;
     load.path = "/etc/hostname";
     proxy.RequestLoadScene(load, OnLoad);
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize\n"));
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::LoadScene: RenderThread not available!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::LoadScene: RenderThread not available!\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(g_outcome.calls.load(), 0);  // a load's callback is never called then
 
@@ -185,7 +185,7 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
     capture_.captureFlags = capture_.ToMemory;
     capture_.width = capture_.height = 16;
     proxy.RequestCapture(capture_, OnCapture);
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::Capture: RenderThread not available!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::Capture: RenderThread not available!\n"));
     ASSERT_EQ(g_outcome.calls.load(), 1);  // at once, on this thread
     EXPECT_EQ(g_outcome.thread, std::this_thread::get_id());
     EXPECT_EQ(g_outcome.success.load(), 0);
@@ -197,7 +197,7 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
     exportParameters.load.sceneHandle = 17;
     exportParameters.exportFlags = exportParameters.FormatPRC;
     proxy.RequestExport(exportParameters, OnExport);
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::Export: RenderThread not available!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::Export: RenderThread not available!\n"));
     ASSERT_EQ(g_outcome.calls.load(), 2);
     EXPECT_EQ(g_outcome.success.load(), 0);
     EXPECT_EQ(g_outcome.handle.load(), 17u);
@@ -239,7 +239,7 @@ private:
 };
 
 TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     char pattern[] = "/tmp/kestrum_appdata_XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     ScopedEnv appData("APPDATA", pattern);
@@ -264,14 +264,14 @@ TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
 }
 
 TEST(CaptureFilePath, MemoryScenesAndMissingFoldersGiveNothing) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     EXPECT_EQ(CaptureProxy::GetCaptureFilePath(""), "");
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::GetCaptureFilePath with invalid input filename!\n"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::GetCaptureFilePath with invalid input filename!\n"));
 
     // A folder below a regular file cannot be made.
     ScopedEnv appData("APPDATA", "/etc/hostname");
     EXPECT_EQ(CaptureProxy::GetCaptureFilePath("a.u3d"), "");
-    EXPECT_TRUE(capture.log->Contains("CaptureProxy::GetCaptureFilePath cannot find folder '/etc/hostname/"));
+    EXPECT_TRUE(capture.Has("CaptureProxy::GetCaptureFilePath cannot find folder '/etc/hostname/"));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "host/RenderThread.h"
 #include "rendering/Renderer.h"
 #include "util/ThreadManager.h"
@@ -83,15 +83,15 @@ TEST_F(RenderThreadTest, StartIsIdempotentAndRestartGetsANewThread) {
 }
 
 TEST_F(RenderThreadTest, FailingRendererLeavesNoThreadAndALaterStartRetries) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     RenderThread& rt = RenderThread::Instance();
     RenderThread::failRendererInitForTesting = true;
     EXPECT_FALSE(rt.Start());
     EXPECT_EQ(rt.ThreadId(), 0u);
     EXPECT_FALSE(rt.IsStarted());
     EXPECT_EQ(rt.InitState(), 2u);
-    EXPECT_TRUE(capture.log->Contains("RenderThread::InitRenderer failed to init Renderer!\n"));
-    EXPECT_TRUE(capture.log->Contains("CreateWindowEx failed to initialize Renderer\n"));
+    EXPECT_TRUE(capture.Has("RenderThread::InitRenderer failed to init Renderer!\n"));
+    EXPECT_TRUE(capture.Has("CreateWindowEx failed to initialize Renderer\n"));
 
     RenderThread::failRendererInitForTesting = false;
     EXPECT_TRUE(rt.Start());
@@ -171,19 +171,19 @@ TEST_F(RenderThreadTest, PostToAMissingThreadDropsTheWork) {
 }
 
 TEST_F(RenderThreadTest, ListenerRegistrationRules) {
-    KestrumTest::ScopedLogCapture capture;
+    Velmora::Test::LogCapture capture;
     RenderThread& rt = RenderThread::Instance();
     ASSERT_TRUE(rt.Start());
     CountingListener listener;
 
     EXPECT_FALSE(rt.RegisterRenderThreadListener(nullptr));
-    EXPECT_TRUE(capture.log->Contains(
+    EXPECT_TRUE(capture.Has(
         "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object\n"));
 
     ASSERT_TRUE(rt.RegisterRenderThreadListener(&listener));
     EXPECT_EQ(rt.ListenerCount(), 1u);
     EXPECT_FALSE(rt.RegisterRenderThreadListener(&listener));
-    EXPECT_TRUE(capture.log->Contains(
+    EXPECT_TRUE(capture.Has(
         "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object\n"));
     EXPECT_EQ(rt.ListenerCount(), 1u);
 
