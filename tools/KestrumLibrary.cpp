@@ -5,6 +5,9 @@
 
 #include <climits>
 
+// Last: Xlib's macros (None, Bool, Status) would clash with names in the headers above.
+#include <X11/Xlib.h>
+
 namespace KestrumTool {
 
 namespace {
@@ -198,6 +201,29 @@ std::string ToUtf8(const char16_t* text, size_t units) {
         }
     }
     return out;
+}
+
+bool OpenHostWindow(int width, int height, HostWindow& host) {
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr) return false;
+    const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0,
+                                              static_cast<unsigned>(width), static_cast<unsigned>(height), 0, 0, 0);
+    XSync(display, False);
+    if (window == 0) {
+        XCloseDisplay(display);
+        return false;
+    }
+    host.display = display;
+    host.window = static_cast<uintptr_t>(window);
+    return true;
+}
+
+void CloseHostWindow(HostWindow& host) {
+    auto* display = static_cast<Display*>(host.display);
+    if (display == nullptr) return;
+    if (host.window != 0) XDestroyWindow(display, static_cast<Window>(host.window));
+    XCloseDisplay(display);
+    host = HostWindow{};
 }
 
 }  // namespace KestrumTool

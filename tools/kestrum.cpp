@@ -5,6 +5,10 @@
 //   kestrum [global options] capture [SCENE] [-o OUT] [--size WxH] [--background RRGGBB]
 //                                    [--lighting N] [--camera NAME]
 //   kestrum [global options] info SCENE
+//
+// `info` lists the scene's cameras when an X display is reachable: it loads the scene into a
+// render proxy inside an unmapped window of its own, as an embedding host would. Without a
+// display it loads the scene headless and prints the statistics only.
 //   kestrum [global options] --version
 //
 // Without --log, messages up to --log-level go to standard error through the log hook. The
@@ -405,28 +409,9 @@ std::string ExtractStatistics(const std::string& log) {
     return log.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
-int RunInfo(const Library& lib, const Options& options) {
-    const std::string absolute = Absolute(options.scene);
-    const std::u16string scene = KestrumTool::ToUtf16(absolute);
-    Kestrum::LoadSceneParameters load;
-    std::memset(&load, 0, sizeof load);
-    load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
-    load.path = scene.c_str();
-    load.progressCallback = OnProgress;
-
-    lib.LoadCaptureScene(0, load, OnLoad);
-    const bool answered = g_reply.Wait(kWaitLimit);
-    EndProgress();
-    if (!answered || !g_reply.success) {
-        DrainLog();
-        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
-        Shutdown(lib);
-        return 1;
-    }
-    const uint32_t handle = g_reply.sceneHandle;
-    const std::vector<std::string> cameras = g_reply.cameras;
-
-    // The statistics are a log text of the load; wait until the hook has passed them on.
+// The statistics are a log text of the load; waits until the hook (or the log file) has
+// passed them on.
+std::string CollectStatistics(const Options& options) {
     std::string statistics;
     for (int i = 0; i < 20 && statistics.empty(); ++i) {
         DrainLog();
@@ -438,18 +423,84 @@ int RunInfo(const Library& lib, const Options& options) {
             statistics = ExtractStatistics(g_hook.collected);
         }
     }
+    return statistics;
+}
+
+// Size of the view that `info` loads into; it is never shown.
+constexpr int32_t kInfoViewWidth = 320;
+constexpr int32_t kInfoViewHeight = 240;
+
+// Loads the scene into a render proxy inside an unmapped host window: such a load reports
+// the scene's camera list. Null proxy (and the window closed again) when the library cannot
+// make its view.
+Kestrum::RenderProxy3D* LoadIntoProxy(const Library& lib, KestrumTool::HostWindow& host,
+                                      const Kestrum::LoadSceneParameters& load) {
+    Kestrum::CreateInfo create;
+    std::memset(&create, 0, sizeof create);
+    create.parentWindow = host.window;
+    create.width = kInfoViewWidth;
+    create.height = kInfoViewHeight;
+    Kestrum::RenderProxyInfo info;
+    std::memset(&info, 0, sizeof info);
+    Kestrum::RenderProxy3D* proxy = lib.CreateRenderProxy(create, &info);
+    if (proxy == nullptr) {
+        KestrumTool::CloseHostWindow(host);
+        return nullptr;
+    }
+    Kestrum::ViewParameters view;
+    std::memset(&view, 0, sizeof view);
+    view.lightingScheme = 1;
+    lib.LoadScene(0, proxy, load, view, OnLoad);
+    return proxy;
+}
+
+int RunInfo(const Library& lib, const Options& options) {
+    const std::string absolute = Absolute(options.scene);
+    const std::u16string scene = KestrumTool::ToUtf16(absolute);
+    Kestrum::LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
+    load.path = scene.c_str();
+    load.progressCallback = OnProgress;
+
+    // Camera names come only with a load into a live view, which needs an X display; without
+    // one the scene is loaded headless for its statistics.
+    KestrumTool::HostWindow host;
+    Kestrum::RenderProxy3D* proxy = nullptr;
+    const bool haveDisplay = KestrumTool::OpenHostWindow(kInfoViewWidth, kInfoViewHeight, host);
+    if (haveDisplay) proxy = LoadIntoProxy(lib, host, load);
+    if (proxy == nullptr) lib.LoadCaptureScene(0, load, OnLoad);
+
+    const bool answered = g_reply.Wait(kWaitLimit);
+    EndProgress();
+    const bool loaded = answered && g_reply.success;
+    const uint32_t handle = g_reply.sceneHandle;
+    const std::vector<std::string> cameras = g_reply.cameras;
+    const std::string statistics = loaded ? CollectStatistics(options) : std::string();
+
+    if (proxy != nullptr) {
+        // The proxy's child window goes before the host window that holds it.
+        lib.DestroyRenderProxy(proxy);
+        KestrumTool::CloseHostWindow(host);
+    } else if (loaded) {
+        Unload(lib, handle);
+    }
+    if (!loaded) {
+        DrainLog();
+        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
+        Shutdown(lib);
+        return 1;
+    }
 
     std::printf("scene: %s\nhandle: %u\n", absolute.c_str(), handle);
     std::printf("%s\n", statistics.empty() ? "statistics: not reported" : statistics.c_str());
-    if (cameras.empty()) {
-        // A capture load reports no camera list; names can still be tried with --camera.
-        std::printf("cameras: not reported by a capture load (try capture --camera NAME)\n");
+    if (proxy == nullptr) {
+        std::printf("cameras: not listed: camera names need an X display%s (try capture --camera NAME)\n",
+                    haveDisplay ? " and a render window" : "");
     } else {
         std::printf("cameras: %zu\n", cameras.size());
         for (const std::string& name : cameras) std::printf("    %s\n", name.c_str());
     }
-
-    Unload(lib, handle);
     Shutdown(lib);
     return 0;
 }
