@@ -207,12 +207,41 @@ void Mesh::Draw(const RenderInfo& info, float time) {
             }
             draw.buildUpLastTime = time;
         }
-        if (draw.indexed)
+        const uint32_t batchVertices = drawBatchLimit_ * VerticesPerPrimitive(primitiveType_);
+        if (batchVertices != 0 && draw.buildUpCurrent > batchVertices)
+            DrawInBatches(draw, draw.buildUpCurrent);
+        else if (draw.indexed)
             glDrawElements(GLenum(primitiveType_), GLsizei(draw.buildUpCurrent), GL_UNSIGNED_INT, nullptr);
         else
             glDrawArrays(GLenum(primitiveType_), 0, GLsizei(draw.buildUpCurrent));
         glBindVertexArray(0);
     }
+}
+
+// Each batch but the last ends in a fence, which also hands the batch to the rasterizer; before
+// a batch is issued, the one kBatchesInFlight back must be done, so queued setup data never
+// holds more than that many batches.
+void Mesh::DrawInBatches(const DrawInfo& draw, uint32_t count) const {
+    const uint32_t batch = drawBatchLimit_ * VerticesPerPrimitive(primitiveType_);
+    GLsync fences[kBatchesInFlight] = {};
+    uint32_t slot = 0;
+    for (uint32_t first = 0; first < count; first += batch) {
+        const uint32_t n = std::min(batch, count - first);
+        if (fences[slot]) {
+            glClientWaitSync(fences[slot], GL_SYNC_FLUSH_COMMANDS_BIT, GLuint64(1000) * 1000 * 1000 * 10);
+            glDeleteSync(fences[slot]);
+            fences[slot] = nullptr;
+        }
+        if (draw.indexed)
+            glDrawElements(GLenum(primitiveType_), GLsizei(n), GL_UNSIGNED_INT,
+                           reinterpret_cast<const void*>(uintptr_t(first) * sizeof(uint32_t)));
+        else
+            glDrawArrays(GLenum(primitiveType_), GLint(first), GLsizei(n));
+        if (count - first > batch) fences[slot] = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+        slot = (slot + 1) % kBatchesInFlight;
+    }
+    for (GLsync fence : fences)
+        if (fence) glDeleteSync(fence);
 }
 
 uint32_t Mesh::GetNumberOfPrimitivesForSubObject(uint32_t index) const {

@@ -106,8 +106,19 @@ public:
     // Points the sub-object's VAO at the shader's attribute layout.
     bool SetShaderForSubObject(uint32_t index, const std::shared_ptr<DynamicShader>& shader);
 
-    // One draw call per sub-object; time is absolute, in seconds, for the build-up animation.
+    // One draw call per sub-object, or bounded batches of one (see SetDrawBatchLimit); time is
+    // absolute, in seconds, for the build-up animation.
     void Draw(const RenderInfo& info, float time);
+
+    // Largest number of primitives handed to the driver in one call; 0 draws each sub-object
+    // whole. A software rasterizer bins every primitive of a call before it shades any, so one
+    // huge draw holds its whole setup data (hundreds of bytes a triangle) at once. Drawn in
+    // batches, with at most kBatchesInFlight of them queued ahead of the rasterizer, the peak
+    // stays bounded and binning overlaps shading; the picture is the same, as every batch is
+    // drawn in order into the same framebuffer. Process-wide, set by the Renderer at start.
+    static void SetDrawBatchLimit(uint32_t primitives) { drawBatchLimit_ = primitives; }
+    static uint32_t DrawBatchLimit() { return drawBatchLimit_; }
+    static constexpr uint32_t kBatchesInFlight = 2;
 
     uint32_t GetNumberOfPrimitivesForSubObject(uint32_t index) const;
     uint32_t GetVertexAttributes(uint32_t index) const;
@@ -134,6 +145,9 @@ private:
     Mesh() = default;
     bool CreateBaseObjects(const MeshCreationInfo& info);
     void CalculateBoundingBox(const MeshCreationInfo& info);
+    void DrawInBatches(const DrawInfo& draw, uint32_t count) const;
+
+    static inline uint32_t drawBatchLimit_ = 0;
 
     std::string name_;
     uint32_t primitiveType_ = PrimitiveType::Triangles;

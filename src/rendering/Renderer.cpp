@@ -4,6 +4,7 @@
 
 #include <epoxy/gl.h>
 
+#include "rendering/Mesh.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/RenderView.h"
 #include "util/Logger.h"
@@ -22,6 +23,16 @@ const std::vector<std::string>& RequiredExtensions() {
         "GL_ARB_vertex_buffer_object", "GL_ARB_uniform_buffer_object", "GL_EXT_texture_filter_anisotropic"};
     return extensions;
 }
+
+// Rasterizers that run on the CPU, by the names their GL_RENDERER text starts with.
+bool IsSoftwareRasterizer(const std::string& renderer) {
+    for (const char* name : {"llvmpipe", "softpipe", "Software Rasterizer", "SWR"})
+        if (renderer.rfind(name, 0) == 0) return true;
+    return false;
+}
+
+// Primitives per draw call on a software rasterizer (see Mesh::SetDrawBatchLimit).
+constexpr uint32_t kSoftwareDrawBatch = 8192;
 
 // A driver that reports absurd coverage mode counts must not make us allocate without bound.
 constexpr GLint kMaxCoverageModes = 64;
@@ -94,6 +105,8 @@ void Renderer::InitGLStates() {
     glGetInteger64v(GL_MAX_TEXTURE_BUFFER_SIZE, &tboSize);
     maxTextureBufferSize_ = tboSize;
     Logger::Log(3, "OpenGL max TBO size: %lld", static_cast<long long>(maxTextureBufferSize_));
+
+    Mesh::SetDrawBatchLimit(IsSoftwareRasterizer(OpenGLContext::Instance().RendererString()) ? kSoftwareDrawBatch : 0);
 }
 
 void Renderer::AddAntiAliasingMode(uint32_t coverageSamples, uint32_t colorSamples) {
