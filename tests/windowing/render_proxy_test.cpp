@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -285,16 +286,35 @@ protected:
         return lib.CreateRenderProxy(create, &info_);
     }
 
+    struct LoadOptions {
+        uint32_t userTag = 0;
+        std::vector<std::u16string> viewTexts;
+        uint32_t selectedView = 0;
+        uint32_t viewFlags = 0;
+        ProgressCallback progress = nullptr;
+    };
     Answer Load(const std::string& path, uint32_t userTag = 0) {
+        LoadOptions options;
+        options.userTag = userTag;
+        return Load(path, options);
+    }
+    Answer Load(const std::string& path, const LoadOptions& options) {
         const std::u16string path16 = Utf16(path);
+        std::vector<const char16_t*> texts;
+        for (const std::u16string& text : options.viewTexts) texts.push_back(text.c_str());
         LoadSceneParameters load;
         std::memset(&load, 0, sizeof load);
         load.flags = KESTRUM_LOAD_FROM_FILE;
         load.path = path16.c_str();
-        load.userTag = userTag;
+        load.userTag = options.userTag;
+        load.viewStringFlags = KESTRUM_VIEW_STRINGS_ARE_TEXT;
+        load.viewStrings = texts.empty() ? nullptr : texts.data();
+        load.viewStringCount = static_cast<int32_t>(texts.size());
+        load.selectedViewIndex = options.selectedView;
+        load.progressCallback = options.progress;
         ViewParameters view;
         std::memset(&view, 0, sizeof view);
-        view.flags = KESTRUM_VIEW_ACTIVATE;
+        view.flags = KESTRUM_VIEW_ACTIVATE | options.viewFlags;
         view.lightingScheme = 1;
         view.fieldOfView = 45.0f;
         ResetAnswer();
@@ -441,6 +461,90 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     ResetAnswer();
     lib.CloseScene(proxy_, OnHandle);
     EXPECT_EQ(WaitAnswer().handle, 0u) << "nothing left to close";
+}
+
+std::mutex g_progressMutex;
+std::vector<float> g_progress;
+std::vector<uint32_t> g_progressTags;
+void OnProgress(float percent, uint32_t tag) {
+    std::lock_guard<std::mutex> lock(g_progressMutex);
+    g_progress.push_back(percent);
+    g_progressTags.push_back(tag);
+}
+
+TEST_F(RenderProxyTest, ProgressReachesTheLoadsCallbackWithItsTag) {
+    proxy_ = MakeProxy();
+    ASSERT_NE(proxy_, nullptr);
+    {
+        std::lock_guard<std::mutex> lock(g_progressMutex);
+        g_progress.clear();
+        g_progressTags.clear();
+    }
+    LoadOptions options;
+    options.userTag = 31;
+    options.progress = OnProgress;
+    ASSERT_EQ(Load(SampleScene(), options).success, 1);
+    std::lock_guard<std::mutex> lock(g_progressMutex);
+    ASSERT_FALSE(g_progress.empty());
+    EXPECT_FLOAT_EQ(g_progress.back(), 100.0f);
+    for (uint32_t tag : g_progressTags) EXPECT_EQ(tag, 31u);
+    EXPECT_TRUE(std::is_sorted(g_progress.begin(), g_progress.end()));
+}
+
+// Two views from text: both become cameras, and the selected one is active after the load
+// even though the other was applied after it.
+TEST_F(RenderProxyTest, ViewStringsOfTheLoadAddCamerasAndTheSelectedOneIsActive) {
+    proxy_ = MakeProxy();
+    ASSERT_NE(proxy_, nullptr);
+    LoadOptions options;
+    options.viewTexts = {u"",  // dropped at the boundary: indices count the kept entries
+                         u"<< /XN (Left) /3DB [0 0 200 150] /MS /M /C2W [0 1 0 0 0 1 1 0 0 -10 0 0] >>",
+                         u"<< /XN (Back) /3DB [0 0 200 150] /MS /M /C2W [-1 0 0 0 0 1 0 1 0 0 10 0] >>",
+                         u"<< broken"};
+    options.selectedView = 0;
+    const Answer load = Load(SampleScene(), options);
+    ASSERT_EQ(load.success, 1);
+    EXPECT_TRUE(Contains(load.cameras, "Left"));
+    EXPECT_TRUE(Contains(load.cameras, "Back"));
+    EXPECT_EQ(load.active, "Left");
+    EXPECT_TRUE(lib.LogSaw("RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string"));
+}
+
+// A view file beside the scene is applied without activation and listed as a view file's.
+TEST_F(RenderProxyTest, ExternalViewFilesBesideTheSceneAreAdded) {
+    proxy_ = MakeProxy();
+    ASSERT_NE(proxy_, nullptr);
+    char folder[] = "/tmp/kestrum_views_XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string scene = std::string(folder) + "/sample.u3d";
+    const std::string views = std::string(folder) + "/side.vws";
+    const std::string broken = std::string(folder) + "/broken.vws";
+    files_ = {scene, views, broken, folder};
+    {
+        FILE* in = std::fopen(SampleScene().c_str(), "rb");
+        FILE* out = std::fopen(scene.c_str(), "wb");
+        ASSERT_TRUE(in && out);
+        char buffer[4096];
+        while (size_t n = std::fread(buffer, 1, sizeof buffer, in)) std::fwrite(buffer, 1, n, out);
+        std::fclose(in);
+        std::fclose(out);
+        out = std::fopen(views.c_str(), "w");
+        std::fputs("<< /XN (Side) /3DB [0 0 200 150] /MS /M /C2W [1 0 0 0 0 -1 0 1 0 0 -10 0] >>", out);
+        std::fclose(out);
+        out = std::fopen(broken.c_str(), "w");
+        std::fputs("no dictionary here", out);
+        std::fclose(out);
+    }
+    LoadOptions options;
+    options.viewFlags = KESTRUM_VIEW_LOAD_EXTERNAL_VIEWS;
+    const Answer load = Load(scene, options);
+    ASSERT_EQ(load.success, 1) << lib.Text();
+    EXPECT_TRUE(Contains(load.cameras, "Side [ViewFile]")) << ::testing::PrintToString(load.cameras);
+    EXPECT_TRUE(lib.LogSaw("RenderProxy3D::LoadExternalViews: Failed to create scene description from '" + broken + "'"));
+    // Without the flag the folder is not searched.
+    const Answer plain = Load(scene);
+    ASSERT_EQ(plain.success, 1);
+    EXPECT_FALSE(Contains(plain.cameras, "Side [ViewFile]"));
 }
 
 // ---- cameras ---------------------------------------------------------------------------------
