@@ -168,10 +168,10 @@ bool AdjacencySet::GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& s
         Logger::Log(1, "AdjacencySet::GetPositionSet: failed to get mesh continuation");
         return false;
     }
-    const auto& corners = continuation_->facePositions;
+    const auto& corners = continuation_->faceCorners;
     for (uint32_t face : faceSet) {
         if (face >= corners.size()) continue;  // faces enter the sets only once stored
-        for (uint32_t p : corners[face]) setOut.Append(p);
+        for (uint32_t p : corners[face].positions) setOut.Append(p);
     }
     setOut.Normalize();
     return true;
@@ -216,11 +216,14 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
     }
     const auto& descriptions = declaration_->shadingDescriptions;
     const auto& faces = continuation_->primitives;
+    const auto& records = continuation_->faceCorners;
     for (uint32_t faceIndex : faceSet) {
-        if (faceIndex >= faces.size()) continue;
-        const CLODFace& face = faces[faceIndex];
-        if (face.shadingId >= descriptions.size()) continue;
-        const ShadingDescription& shading = descriptions[face.shadingId];
+        // The shading and the corner come from the compact record; the full face is read
+        // only for a face that carries the attribute.
+        if (faceIndex >= records.size()) continue;
+        const uint32_t shadingId = records[faceIndex].shadingId;
+        if (shadingId >= descriptions.size()) continue;
+        const ShadingDescription& shading = descriptions[shadingId];
         const bool has = attribute == Attribute::Diffuse    ? shading.HasDiffuse()
                          : attribute == Attribute::Specular ? shading.HasSpecular()
                                                             : layer < shading.layerCount;
@@ -230,6 +233,7 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
             Logger::Log(1, "AdjacencySet::%s: bad position index", name);
             continue;
         }
+        const CLODFace& face = faces[faceIndex];
         switch (attribute) {
             case Attribute::Diffuse: setOut.Append(face.diffuse[corner]); break;
             case Attribute::Specular: setOut.Append(face.specular[corner]); break;

@@ -61,6 +61,18 @@ public:
     // gets an empty one.
     bool GetFaceSet(uint32_t position, std::span<const uint32_t>& out);
     void Remove(uint32_t position, uint32_t face);
+    // The faces at a position without creating a set or logging: empty beyond the count or
+    // where nothing was added yet. Same lifetime as a GetFaceSet view.
+    std::span<const uint32_t> FacesAt(uint32_t position) const {
+        if (position >= runs_.size()) return {};
+        const Run& run = runs_[position];
+        return {pool_.data() + run.offset, run.size};
+    }
+    // Cache hint for a walk that will soon visit the face sets of many positions: issuing it
+    // for all of them first lets the misses on their run records overlap.
+    void PrefetchRun(uint32_t position) const {
+        if (position < runs_.size()) __builtin_prefetch(runs_.data() + position);
+    }
 
     // The three positions of each face, added to setOut (which is not cleared).
     bool GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& setOut);

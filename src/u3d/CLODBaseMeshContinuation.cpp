@@ -39,7 +39,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         return false;
     }
     if (!continuation->IsEmpty() || !continuation->primitives.empty() ||
-        !continuation->facePositions.empty()) {
+        !continuation->faceCorners.empty()) {
         Logger::Log(1, "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'",
                     name);
         return false;
@@ -74,7 +74,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
     const bool hasNormals = declaration->HasNormals();
     const auto& descriptions = declaration->shadingDescriptions;
     continuation->primitives.reserve(faceCount);
-    continuation->facePositions.reserve(faceCount);
+    continuation->faceCorners.reserve(faceCount);
     for (uint32_t i = 0; i < faceCount; ++i) {
         CLODFace face;
         face.shadingId = reader.ReadCompressedU32(1);

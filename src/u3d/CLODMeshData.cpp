@@ -29,7 +29,7 @@ bool CLODMeshContinuationData::Prepare(const AuthorMeshData& declaration) {
         // whatever normalCount says.
         normals.reserve(Capped(uint64_t(clod->positionCount) * 3));
         primitives.reserve(Capped(clod->faceCount));
-        facePositions.reserve(Capped(clod->faceCount));
+        faceCorners.reserve(Capped(clod->faceCount));
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -52,6 +52,22 @@ struct CLODFace {
     }
 };
 
+// What the progressive updates consult for every face around a position: its corners, its
+// shading, and its unit normal once computed. Those walks touch faces all over the mesh, so
+// the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, where the
+// 148-byte CLODFace would take up to three.
+struct alignas(32) FaceCorners {
+    static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
+    static constexpr uint32_t kNormalValid = 1;
+    static constexpr uint32_t kNoNormal = 2;     // degenerate: an edge or the cross product vanishes
+
+    std::array<uint32_t, 3> positions{};
+    uint32_t shadingId = 0;
+    Vec3f normal{};
+    uint32_t normalState = kNormalStale;
+};
+static_assert(sizeof(FaceCorners) == 32);
+
 class CLODMeshContinuationData : public AuthorMeshContinuationData {
 public:
     void Print() const override;
@@ -60,25 +76,26 @@ public:
     // Exactly primitiveCount faces; capacity is reserved from the declared faceCount (capped)
     // and never grows beyond faceCount.
     std::vector<CLODFace> primitives;
-    // The positions of each face once more, packed. The neighbourhood walks of the
-    // progressive updates touch dozens of faces per update in no particular order; 12 bytes
-    // per face stay in cache where the full records do not. Always equal to
-    // primitives[i].positions: faces are added through AddFace and corners moved through
-    // SetFacePosition.
-    std::vector<std::array<uint32_t, 3>> facePositions;
+    // One record per face, always agreeing with primitives in positions and shadingId: faces
+    // are added through AddFace and corners moved through SetFacePosition, which also
+    // forgets the face's normal.
+    std::vector<FaceCorners> faceCorners;
 
     void AddFace(const CLODFace& face) {
         primitives.push_back(face);
-        facePositions.push_back(face.positions);
+        FaceCorners& corners = faceCorners.emplace_back();
+        corners.positions = face.positions;
+        corners.shadingId = face.shadingId;
         ++primitiveCount;
     }
     void SetFacePosition(uint32_t face, int corner, uint32_t position) {
         primitives[face].positions[corner] = position;
-        facePositions[face][corner] = position;
+        faceCorners[face].positions[corner] = position;
+        faceCorners[face].normalState = FaceCorners::kNormalStale;
     }
     // Corner (0..2) of a face at which `position` stands, or -1.
     int CornerOf(uint32_t face, uint32_t position) const {
-        const auto& corners = facePositions[face];
+        const auto& corners = faceCorners[face].positions;
         return corners[0] == position ? 0 : corners[1] == position ? 1 : corners[2] == position ? 2 : -1;
     }
 

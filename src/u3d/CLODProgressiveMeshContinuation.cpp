@@ -41,14 +41,14 @@ constexpr uint32_t TexCount = 123;
 }  // namespace Ctx
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
-constexpr uint32_t kStale = 0, kHasNormal = 1, kNoNormal = 2;
 
-// The cached normal of a face and whether it is valid, side by side: the faces around a
-// position lie all over the face arrays, so each lookup is a likely cache miss, and one
-// 16-byte record costs one where two parallel arrays cost two.
-struct CachedNormal {
-    Vec3f normal{};
-    uint32_t state = kStale;
+// Normal indices that this block gave a face's corners. The normal step rewrites them for
+// every face around every position it visits, a few dozen times per face over a mesh, and
+// nothing reads them during decoding: collected here, 16 bytes a face, they reach the
+// 148-byte face records once per block instead of once per visit.
+struct alignas(16) NormalCorners {
+    std::array<uint32_t, 3> index{};
+    uint32_t written = 0;  // bit c: index[c] was set
 };
 
 // Index fields of a face that a pending change can carry: positions, normals, diffuse,
@@ -141,8 +141,10 @@ private:
                         const char* const* invalidLocal);
     bool UpdateAdjacency(uint32_t newFaceCount);
     bool ReadNewPosition();
-    bool ReadNormals(uint32_t newFaceCount);
-    bool ReadNormalsAt(uint32_t position, uint32_t firstNewFace);
+    bool ReadNormals();
+    bool ReadNormalsAt(uint32_t position);
+    // Stores the normal indices collected over the block in the face records.
+    void StoreNormalCorners();
 
     // The unit normal of a face, false for a degenerate face. Normals are cached per face
     // and recomputed only after the face's positions change: most faces are visited by many
@@ -171,9 +173,21 @@ private:
     // Uniform over the positions there are; for r = 0 this is the dynamic context 1024, and
     // from r = 16383 on a plain read.
     uint32_t PositionContext() const { return UniformIndexContext(r_); }
-    void Mark(std::vector<uint32_t>& marks, uint32_t position) { marks[position] = stamp_; }
-    bool Marked(const std::vector<uint32_t>& marks, uint32_t position) const {
-        return position < marks.size() && marks[position] == stamp_;
+    // Membership of a position in this update's sets: a position's mark is the update's
+    // stamp shifted up by four, ORed with a bit per set; a mark with another stamp is empty.
+    enum MarkSet : uint32_t { LeftThird = 1, RightThird = 2, MovePositions = 4, StayPositions = 8 };
+    static constexpr uint32_t kMarkShift = 4;
+    static constexpr uint32_t kMaxStamp = (1u << (32 - kMarkShift)) - 1;
+    void Mark(MarkSet set, uint32_t position) {
+        uint32_t& mark = marks_[position];
+        if ((mark >> kMarkShift) != stamp_) mark = stamp_ << kMarkShift;
+        mark |= set;
+    }
+    void Unmark(MarkSet set, uint32_t position) { marks_[position] &= ~uint32_t(set); }
+    bool Marked(MarkSet set, uint32_t position) const {
+        if (position >= marks_.size()) return false;
+        const uint32_t mark = marks_[position];
+        return (mark >> kMarkShift) == stamp_ && (mark & set) != 0;
     }
 
     BitStreamReader& reader_;
@@ -185,7 +199,7 @@ private:
 
     uint32_t r_ = 0;      // update number = index of the new position
     uint32_t s_ = 0;      // split position
-    uint32_t stamp_ = 0;  // marks equal to it are members of this update's sets
+    uint32_t stamp_ = 0;  // marks with it are members of this update's sets
     uint64_t facesThisBlock_ = 0;
     // What one block may cost: attribute entries it appends, and a count of set members and
     // face visits. Both grow with the block's size only, so a block that codes counts almost
@@ -206,8 +220,9 @@ private:
     std::array<IndexSet, AdjacencySet::kMaxQueryLayers> splitTexCoords_;
     bool haveSplitDiffuse_ = false, haveSplitSpecular_ = false;
     uint32_t haveSplitTexCoords_ = 0;  // bit per layer
-    // Per-position membership of leftThird, rightThird, movePositions, stayPositions.
-    std::vector<uint32_t> leftMarks_, rightMarks_, moveMarks_, stayMarks_;
+    // Per position: membership of leftThird, rightThird, movePositions, stayPositions. One
+    // word for all four, since a face's class asks about several sets at the same corners.
+    std::vector<uint32_t> marks_;
     std::vector<uint32_t> moveFaces_;
     // The first pendingCount_ records are live. Records are reused rather than cleared:
     // only the fields marked in a record are ever read, so a reuse sets face and marks only.
@@ -218,15 +233,8 @@ private:
     // Normal prediction.
     std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
     std::vector<float> bestDot_;
-    std::vector<CachedNormal> normalCache_;  // per face
+    std::vector<NormalCorners> normalCorners_;  // per face
     std::vector<uint32_t> mergeCounts_;
-    // Normal indices for the corners of older faces, applied in order once all normals of
-    // the update are stored. Nothing reads face normal indices meanwhile, so a plain list
-    // does what a pending change would, without a per-face slot lookup for every corner.
-    struct NormalWrite {
-        uint32_t face, corner, index;
-    };
-    std::vector<NormalWrite> normalWrites_;
 };
 
 bool UpdateDecoder::Run() {
@@ -245,20 +253,35 @@ bool UpdateDecoder::Run() {
     const uint64_t faceRoom = std::min<uint64_t>(
         declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
-    if (data_.facePositions.capacity() < faceRoom) data_.facePositions.reserve(faceRoom);
+    if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
     pendingSlot_.assign(data_.primitives.size(), kNone);
-    normalCache_.assign(data_.primitives.size(), CachedNormal{});
-    for (auto* marks : {&leftMarks_, &rightMarks_, &moveMarks_, &stayMarks_})
-        marks->assign(end + 1, 0);
+    normalCorners_.assign(data_.primitives.size(), NormalCorners{});
+    marks_.assign(size_t(end) + 1, 0);
 
     attributesLeft_ = uint64_t(reader_.ByteSize()) * 8 + 4096;
     workLeft_ = uint64_t(reader_.ByteSize()) * 256 + (uint64_t(1) << 22);
-    for (r_ = start; r_ < end; ++r_) {
-        ++stamp_;
-        if (!Update()) return false;
-        if (reader_.Exhausted()) return FailFor("Update stream ends early");
+    bool ok = true;
+    for (r_ = start; r_ < end && ok; ++r_) {
+        if (++stamp_ > kMaxStamp) {
+            std::fill(marks_.begin(), marks_.end(), 0u);
+            stamp_ = 1;
+        }
+        ok = Update();
+        if (ok && reader_.Exhausted()) ok = FailFor("Update stream ends early");
     }
-    return true;
+    // A failed block drops its mesh, so its indices need not be stored.
+    if (ok) StoreNormalCorners();
+    return ok;
+}
+
+void UpdateDecoder::StoreNormalCorners() {
+    for (size_t face = 0; face < normalCorners_.size(); ++face) {
+        const NormalCorners& written = normalCorners_[face];
+        if (written.written == 0) continue;
+        auto& normals = data_.primitives[face].normals;
+        for (uint32_t c = 0; c < 3; ++c)
+            if (written.written & (1u << c)) normals[c] = written.index[c];
+    }
 }
 
 bool UpdateDecoder::Update() {
@@ -311,7 +334,7 @@ bool UpdateDecoder::Update() {
     if (!ReadNewPosition()) return false;
     ApplyPending();
     if (declaration_.HasNormals()) {
-        if (!ReadNormals(newFaces)) return false;
+        if (!ReadNormals()) return false;
     }
     return true;
 }
@@ -375,14 +398,14 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
         if (third >= data_.positions.size()) return FailFor("Invalid third position index");
         if (orientation == 1) {
             face.positions = {s_, r_, third};
-            Mark(leftMarks_, third);
+            Mark(LeftThird, third);
         } else {
             face.positions = {r_, s_, third};
-            Mark(rightMarks_, third);
+            Mark(RightThird, third);
         }
         data_.AddFace(face);
         pendingSlot_.push_back(kNone);
-        normalCache_.emplace_back();
+        normalCorners_.emplace_back();
     }
     return true;
 }
@@ -390,27 +413,26 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
 bool UpdateDecoder::ClassifySplitFaces() {
     moveFaces_.clear();
     for (uint32_t faceIndex : splitFaces_) {
-        const auto& corners = data_.facePositions[faceIndex];
+        const auto& corners = data_.faceCorners[faceIndex].positions;
         const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailFor("Invalid split face info");
         const uint32_t a = corners[(corner + 1) % 3];
         const uint32_t b = corners[(corner + 2) % 3];
-        const auto anyOf = [&](const std::vector<uint32_t>& marks) {
-            return Marked(marks, corners[0]) || Marked(marks, corners[1]) ||
-                   Marked(marks, corners[2]);
+        const auto anyOf = [&](MarkSet set) {
+            return Marked(set, corners[0]) || Marked(set, corners[1]) || Marked(set, corners[2]);
         };
         uint32_t faceClass = 0;
-        if (Marked(rightMarks_, a)) faceClass = 1;
-        else if (Marked(rightMarks_, b)) faceClass = 2;
-        else if (Marked(leftMarks_, a)) faceClass = 2;
-        else if (Marked(leftMarks_, b)) faceClass = 1;
-        else if (anyOf(moveMarks_)) faceClass = 3;
-        else if (anyOf(stayMarks_)) faceClass = 4;
+        if (Marked(RightThird, a)) faceClass = 1;
+        else if (Marked(RightThird, b)) faceClass = 2;
+        else if (Marked(LeftThird, a)) faceClass = 2;
+        else if (Marked(LeftThird, b)) faceClass = 1;
+        else if (anyOf(MovePositions)) faceClass = 3;
+        else if (anyOf(StayPositions)) faceClass = 4;
         const bool moves = reader_.ReadCompressedU8(Ctx::SplitClassBase + faceClass) == 1;
-        std::vector<uint32_t>& marks = moves ? moveMarks_ : stayMarks_;
+        const MarkSet set = moves ? MovePositions : StayPositions;
         if (moves) moveFaces_.push_back(faceIndex);
-        for (uint32_t p : corners) Mark(marks, p);
-        marks[s_] = 0;
+        for (uint32_t p : corners) Mark(set, p);
+        Unmark(set, s_);
     }
     return true;
 }
@@ -450,7 +472,7 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
                                   uint32_t newTexCoords) {
     const auto& descriptions = declaration_.shadingDescriptions;
     for (uint32_t faceIndex : moveFaces_) {
-        const CLODFace& face = data_.primitives[faceIndex];
+        const FaceCorners& face = data_.faceCorners[faceIndex];
         const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailIn("Invalid update corner for move face");
         PendingChange& change = Pending(faceIndex);
@@ -580,7 +602,7 @@ bool UpdateDecoder::UpdateAdjacency(uint32_t newFaceCount) {
         adjacency_.AddFace(r_, face);
     }
     for (uint32_t face = data_.primitiveCount - newFaceCount; face < data_.primitiveCount; ++face)
-        for (uint32_t p : data_.facePositions[face]) adjacency_.AddFace(p, face);
+        for (uint32_t p : data_.faceCorners[face].positions) adjacency_.AddFace(p, face);
     return true;
 }
 
@@ -603,30 +625,32 @@ bool UpdateDecoder::ReadNewPosition() {
     return true;
 }
 
-bool UpdateDecoder::ReadNormals(uint32_t newFaceCount) {
+bool UpdateDecoder::ReadNormals() {
     heldNormals_.clear();
-    normalWrites_.clear();
-    const uint32_t firstNewFace = data_.primitiveCount - newFaceCount;
+    // The step visits a few dozen faces spread over the whole mesh, behind a chain of
+    // lookups: position -> run record -> face list -> cached normal and corners. Walked one
+    // by one, every link is a cache miss waiting on the one before. Requesting each level
+    // for all positions at once lets the misses of a level overlap, so the chain costs
+    // about one miss per level.
+    for (uint32_t p : normalPositions_) adjacency_.PrefetchRun(p);
+    for (uint32_t p : normalPositions_) {
+        for (uint32_t face : adjacency_.FacesAt(p)) {
+            if (face >= normalCorners_.size()) continue;
+            __builtin_prefetch(data_.faceCorners.data() + face);
+            __builtin_prefetch(normalCorners_.data() + face, 1);
+        }
+    }
     for (uint32_t p : normalPositions_)  // highest position first
-        if (!ReadNormalsAt(p, firstNewFace)) return false;
+        if (!ReadNormalsAt(p)) return false;
     data_.normals.insert(data_.normals.end(), heldNormals_.begin(), heldNormals_.end());
-    for (const NormalWrite& write : normalWrites_)
-        data_.primitives[write.face].normals[write.corner] = write.index;
     return true;
 }
 
 // Normals of one position: predicted from the normals of the faces around it, clustered
 // into as many as the stream says; then each face says which of them its corner takes.
-bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
+bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
     std::span<const uint32_t> stored;
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
-    // The cached normals and corners of these faces lie far apart in large meshes; asking
-    // for all of them ahead of the symbol reads lets their cache misses overlap.
-    for (uint32_t face : stored) {
-        if (face >= normalCache_.size()) continue;
-        __builtin_prefetch(normalCache_.data() + face);
-        __builtin_prefetch(data_.facePositions.data() + face);
-    }
     // Walked from the highest face down; nothing is added to any face set in this step, so
     // the view stays valid.
     // (A plain reverse range: clang's ranges support does not take std::span views here.)
@@ -709,9 +733,9 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
         if (local >= count) return FailIn("Invalid normal index for normal-face");
         const int corner = data_.CornerOf(faceIndex, position);
         if (corner < 0) return FailIn("Invalid update corner for normal-face");
-        if (faceIndex < firstNewFace)
-            normalWrites_.push_back({faceIndex, static_cast<uint32_t>(corner), base + local});
-        else data_.primitives[faceIndex].normals[corner] = base + local;
+        NormalCorners& written = normalCorners_[faceIndex];
+        written.index[corner] = base + local;
+        written.written |= 1u << corner;
     }
     return true;
 }
@@ -720,23 +744,23 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position, uint32_t firstNewFace) {
 // normalised; a face with an edge or a cross product that is zero to 1e-7 in every
 // component has none.
 bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
-    CachedNormal& cached = normalCache_[faceIndex];
-    uint32_t& state = cached.state;
-    if (state == kStale) {
-        const auto& corners = data_.facePositions[faceIndex];
+    FaceCorners& cached = data_.faceCorners[faceIndex];
+    uint32_t& state = cached.normalState;
+    if (state == FaceCorners::kNormalStale) {
+        const auto& corners = cached.positions;
         const Vec3f& p0 = data_.positions[corners[0]];
         const Vec3f e1 = Sub(data_.positions[corners[1]], p0);
         const Vec3f e2 = Sub(data_.positions[corners[2]], p0);
-        state = kNoNormal;
+        state = FaceCorners::kNoNormal;
         if (!Negligible(e1) && !Negligible(e2)) {
             const Vec3f normal = Cross(Normalized(e1), Normalized(e2));
             if (!Negligible(normal)) {
                 cached.normal = Normalized(normal);
-                state = kHasNormal;
+                state = FaceCorners::kNormalValid;
             }
         }
     }
-    if (state != kHasNormal) return false;
+    if (state != FaceCorners::kNormalValid) return false;
     out = cached.normal;
     return true;
 }
@@ -765,7 +789,6 @@ void UpdateDecoder::ApplyPending() {
             else face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
         pendingSlot_[change.face] = kNone;
-        if (change.marks & ((1u << Field::Normal) - 1)) normalCache_[change.face].state = kStale;
     }
     pendingCount_ = 0;
 }

@@ -154,7 +154,7 @@ TEST_F(MeshBlocks, BaseMeshFillsArraysFacesAndAdjacency) {
     EXPECT_EQ(data->normals, kUp);
     ASSERT_EQ(data->primitiveCount, 2u);
     EXPECT_EQ(data->primitives[1].positions, (std::array<uint32_t, 3>{0, 2, 3}));
-    EXPECT_EQ(data->facePositions[1], data->primitives[1].positions);
+    EXPECT_EQ(data->faceCorners[1].positions, data->primitives[1].positions);
     std::span<const uint32_t> faces;
     auto mesh = pool.FindMesh("Mesh");
     ASSERT_TRUE(mesh->adjacencySet.GetFaceSet(0, faces));
@@ -304,7 +304,7 @@ TEST_F(MeshBlocks, ProgressiveUpdatesSplitMoveAndAddFaces) {
     ASSERT_EQ(data->primitiveCount, 2u);
     EXPECT_EQ(data->primitives[0].positions, (std::array<uint32_t, 3>{0, 2, 3}));
     EXPECT_EQ(data->primitives[1].positions, (std::array<uint32_t, 3>{3, 1, 2}));
-    for (uint32_t i = 0; i < 2; ++i) EXPECT_EQ(data->facePositions[i], data->primitives[i].positions);
+    for (uint32_t i = 0; i < 2; ++i) EXPECT_EQ(data->faceCorners[i].positions, data->primitives[i].positions);
     auto mesh = pool.FindMesh("Tiny");
     std::span<const uint32_t> faces;
     ASSERT_TRUE(mesh->adjacencySet.GetFaceSet(1, faces));
