@@ -52,18 +52,30 @@ bool IndicesInRange(const DataBuffer<uint32_t>& indices, uint32_t vertexCount) {
     return n == 0 || maxIndex < vertexCount;
 }
 
+// A vertex buffer above this would not fit the 32-bit sizes that the read-back reports.
+constexpr uint64_t kMaxBufferBytes = uint64_t(1) << 32;
+
 }  // namespace
 
 std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info) {
     std::shared_ptr<Mesh> mesh(new (std::nothrow) Mesh());
-    if (!mesh || !mesh->CreateBaseObjects(info)) {
+    if (!mesh || !mesh->CreateBaseObjects(info, nullptr)) {
         Logger::Log(1, "Failed to create/init Mesh instance");
         return {};
     }
     return mesh;
 }
 
-bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
+std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info, const VertexWriter& writer) {
+    std::shared_ptr<Mesh> mesh(new (std::nothrow) Mesh());
+    if (!mesh || !mesh->CreateBaseObjects(info, writer ? &writer : nullptr)) {
+        Logger::Log(1, "Failed to create/init Mesh instance");
+        return {};
+    }
+    return mesh;
+}
+
+bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* writer) {
     if (info.name.empty() || info.subObjects.empty()) {
         Logger::Log(1, "Mesh - Invalid creation info");
         return false;
@@ -73,6 +85,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
     drawInfos_.assign(info.subObjects.size(), DrawInfo{});
 
     bool anyDone = false;
+    bool anyInPlace = false;
     for (size_t i = 0; i < info.subObjects.size(); ++i) {
         const MeshSubObjectData& sub = info.subObjects[i];
         DrawInfo& draw = drawInfos_[i];
@@ -80,17 +93,22 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
             Logger::Log(1, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
             return false;
         }
-        if (!sub.vertices || sub.vertices->Stride() != VertexAttribute::FloatsPerVertex(sub.attributes)) {
+        const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
+        const bool inPlace = !sub.vertices && writer != nullptr;
+        const uint64_t vertexCount = inPlace ? sub.vertexCount : sub.vertices ? sub.vertices->Count() : 0;
+        const uint64_t vertexBytes = vertexCount * stride * sizeof(float);
+        if ((!inPlace && (!sub.vertices || sub.vertices->Stride() != stride)) || vertexBytes > kMaxBufferBytes) {
             Logger::Log(1, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
             return false;
         }
+        anyInPlace = anyInPlace || inPlace;
         draw.attributes = sub.attributes;
         draw.indexed = sub.indices != nullptr;
-        if (draw.indexed && !IndicesInRange(*sub.indices, sub.vertices->Count())) {
+        if (draw.indexed && !IndicesInRange(*sub.indices, uint32_t(vertexCount))) {
             Logger::Log(1, "Mesh::CreateBaseObjects() - index out of range!");
             return false;
         }
-        draw.drawCount = draw.indexed ? sub.indices->Count() : sub.vertices->Count();
+        draw.drawCount = draw.indexed ? sub.indices->Count() : uint32_t(vertexCount);
         draw.primitiveCount = PrimitiveCountFor(primitiveType_, draw.drawCount);
 
         glGenVertexArrays(1, &draw.vao);
@@ -108,7 +126,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
             return false;
         }
         glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
-        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(sub.vertices->ByteSize()), sub.vertices->Data(), GL_STATIC_DRAW);
+        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertexBytes), inPlace ? nullptr : sub.vertices->Data(), GL_STATIC_DRAW);
         if (draw.indexed) {
             glGenBuffers(1, &draw.ibo);
             if (draw.ibo == 0) {
@@ -137,18 +155,63 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info) {
         anyDone = true;
     }
     if (info.animateBuildUp && anyDone) buildUpState_ = BuildUpRunning;
-    if (info.calculateBoundingBox) CalculateBoundingBox(info);
+    if (anyInPlace) return WriteMappedVertices(info, *writer);
+    if (info.calculateBoundingBox) CalculateBoundingBox(info, nullptr);
     return true;
 }
 
-void Mesh::CalculateBoundingBox(const MeshCreationInfo& info) {
+// Maps the buffers of the sub-objects written in place, lets the writer fill them and takes the
+// box from the mapped rows before they are unmapped (read access keeps that defined).
+bool Mesh::WriteMappedVertices(const MeshCreationInfo& info, const VertexWriter& writer) {
+    const size_t n = info.subObjects.size();
+    std::vector<float*> writeRows(n, nullptr);
+    std::vector<const float*> readRows(n, nullptr);
+    bool ok = true;
+    for (size_t i = 0; i < n && ok; ++i) {
+        const MeshSubObjectData& sub = info.subObjects[i];
+        if (sub.vertices) {
+            readRows[i] = sub.vertices->Data();
+            continue;
+        }
+        const size_t bytes = size_t(sub.vertexCount) * VertexAttribute::FloatsPerVertex(sub.attributes) * sizeof(float);
+        if (bytes == 0) continue;
+        glBindBuffer(GL_ARRAY_BUFFER, drawInfos_[i].vbo);
+        writeRows[i] = static_cast<float*>(
+            glMapBufferRange(GL_ARRAY_BUFFER, 0, GLsizeiptr(bytes), GL_MAP_READ_BIT | GL_MAP_WRITE_BIT));
+        readRows[i] = writeRows[i];
+        if (!writeRows[i]) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to map VBO");
+            ok = false;
+        }
+    }
+    ok = ok && writer(writeRows.data());
+    if (ok && info.calculateBoundingBox) CalculateBoundingBox(info, readRows.data());
+    for (size_t i = 0; i < n; ++i) {
+        if (!writeRows[i]) continue;
+        glBindBuffer(GL_ARRAY_BUFFER, drawInfos_[i].vbo);
+        // False means the store was lost while mapped (a display mode change on some drivers).
+        if (!glUnmapBuffer(GL_ARRAY_BUFFER) && ok) {
+            Logger::Log(1, "Mesh::CreateBaseObjects() - VBO contents lost while mapped");
+            ok = false;
+        }
+    }
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    return ok;
+}
+
+// rows: per sub-object the rows to read, or null to read each sub-object's own vertices.
+void Mesh::CalculateBoundingBox(const MeshCreationInfo& info, const float* const* rows) {
     bool first = true;
-    for (const MeshSubObjectData& sub : info.subObjects) {
+    for (size_t i = 0; i < info.subObjects.size(); ++i) {
+        const MeshSubObjectData& sub = info.subObjects[i];
         // Only rows that begin with a position take part.
         if (!(sub.attributes & VertexAttribute::Position)) continue;
-        const DataBuffer<float>& v = *sub.vertices;
-        for (uint32_t r = 0; r < v.Count(); ++r) {
-            const float* p = v.Row(r);
+        const float* data = rows ? rows[i] : sub.vertices->Data();
+        const uint32_t count = sub.vertices ? sub.vertices->Count() : sub.vertexCount;
+        const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
+        if (!data) continue;
+        for (uint32_t r = 0; r < count; ++r) {
+            const float* p = data + size_t(r) * stride;
             for (int k = 0; k < 3; ++k) {
                 if (first) {
                     boundingBoxMin_[k] = boundingBoxMax_[k] = p[k];

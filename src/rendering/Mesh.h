@@ -10,6 +10,7 @@
 // and holds only the attributes whose bit is set in the sub-object's attribute word.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -66,7 +67,14 @@ struct MeshSubObjectData {
     std::shared_ptr<DataBuffer<float>> vertices;
     std::shared_ptr<DataBuffer<uint32_t>> indices;  // may be empty
     uint32_t attributes = 0;
+    // Rows that a VertexWriter writes straight into the GPU buffer; only read when vertices
+    // is empty (see Mesh::Create with a writer).
+    uint32_t vertexCount = 0;
 };
+
+// Writes the rows of every sub-object in place: rows[i] has room for vertexCount rows of the
+// sub-object's stride (null for a sub-object of no rows). False fails the mesh.
+using VertexWriter = std::function<bool(float* const* rows)>;
 
 struct MeshCreationInfo {
     std::string name;
@@ -98,6 +106,11 @@ public:
 
     // Uploads every sub-object; needs a current GL context. Empty on failure, logged.
     static std::shared_ptr<Mesh> Create(const MeshCreationInfo& info);
+
+    // The same build for sub-objects whose vertices are left empty: their buffers are sized
+    // from vertexCount and handed to the writer mapped, so a large mesh never needs a second,
+    // CPU-side copy of its rows. Sub-objects that do carry vertices upload them as above.
+    static std::shared_ptr<Mesh> Create(const MeshCreationInfo& info, const VertexWriter& writer);
 
     ~Mesh();
     Mesh(const Mesh&) = delete;
@@ -143,8 +156,9 @@ public:
 
 private:
     Mesh() = default;
-    bool CreateBaseObjects(const MeshCreationInfo& info);
-    void CalculateBoundingBox(const MeshCreationInfo& info);
+    bool CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* writer);
+    bool WriteMappedVertices(const MeshCreationInfo& info, const VertexWriter& writer);
+    void CalculateBoundingBox(const MeshCreationInfo& info, const float* const* rows);
     void DrawInBatches(const DrawInfo& draw, uint32_t count) const;
 
     static inline uint32_t drawBatchLimit_ = 0;

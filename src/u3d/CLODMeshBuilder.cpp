@@ -1,6 +1,7 @@
 #include "u3d/CLODMeshBuilder.h"
 
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <vector>
 
@@ -60,9 +61,19 @@ inline void CopyOr0(float* out, const std::vector<std::array<float, N>>& values,
     }
 }
 
-}  // namespace
+// What both builds share: the checks, one layout and vertex count per shading id, and the
+// sub-objects of info (attributes and vertexCount; no buffers yet).
+struct CLODPlan {
+    const CLODMeshData* decl = nullptr;
+    const CLODMeshContinuationData* cont = nullptr;
+    uint32_t faces = 0;
+    bool generateNormals = false;
+    std::vector<VertexLayout> layouts;
+    std::vector<float*> cursors;  // write position per shading id, sized here, set by the fill
+};
 
-bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreationInfo& info, bool& outOfMemory) {
+bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, MeshCreationInfo& info,
+                  bool& outOfMemory) {
     outOfMemory = false;
     const auto* decl = mesh.DeclarationAs<CLODMeshData>();
     const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
@@ -119,11 +130,10 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreation
     const bool hasDiffuse = decl->diffuseCount != 0;
     const bool hasSpecular = decl->specularCount != 0;
 
-    std::vector<VertexLayout> layouts;
-    std::vector<float*> cursors;
     try {
-        layouts.reserve(shadingCount);
-        cursors.assign(shadingCount, nullptr);
+        plan.layouts.clear();
+        plan.layouts.reserve(shadingCount);
+        plan.cursors.assign(shadingCount, nullptr);
         info = MeshCreationInfo{};
         info.name = mesh.name;
         info.primitiveType = Rendering::PrimitiveType::Triangles;
@@ -135,29 +145,36 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreation
         return false;
     }
     for (uint32_t id = 0; id < shadingCount; ++id) {
-        layouts.push_back(MakeLayout(decl->shadingDescriptions[id], hasNormals || generateNormals, hasDiffuse,
-                                     hasSpecular, hasTexCoords));
-        MeshSubObjectData& sub = info.subObjects[id];
-        sub.attributes = layouts[id].attributes;
-        // Zero-filled, so the vertices of faces that never arrived stay zero.
-        sub.vertices = DataBuffer<float>::Create(vertexCounts[id], layouts[id].stride);
-        if (!sub.vertices) {
-            info.subObjects.clear();
-            outOfMemory = true;
-            return false;
-        }
-        cursors[id] = sub.vertices->Data();
+        plan.layouts.push_back(MakeLayout(decl->shadingDescriptions[id], hasNormals || generateNormals, hasDiffuse,
+                                          hasSpecular, hasTexCoords));
+        info.subObjects[id].attributes = plan.layouts[id].attributes;
+        info.subObjects[id].vertexCount = vertexCounts[id];
     }
+    plan.decl = decl;
+    plan.cont = cont;
+    plan.faces = faces;
+    plan.generateNormals = generateNormals;
+    return true;
+}
 
-    const std::vector<Vec3f>& positions = cont->positions;
-    const std::vector<Vec3f>& normals = cont->normals;
-    const std::vector<Vec4f>& diffuse = cont->diffuseColors;
-    const std::vector<Vec4f>& specular = cont->specularColors;
-    const std::vector<Vec4f>& texCoords = cont->texCoords;
-    for (uint32_t f = 0; f < faces; ++f) {
-        const CLODFace& face = cont->primitives[f];
+// Writes three rows per face into rows[shading id], then zeroes what no face reached (the
+// declared faces that never arrived), so fresh, unzeroed memory may be passed in.
+void FillCLODRows(CLODPlan& plan, const MeshCreationInfo& info, float* const* rows) {
+    const CLODMeshContinuationData& cont = *plan.cont;
+    const uint32_t shadingCount = uint32_t(plan.layouts.size());
+    std::vector<float*>& cursors = plan.cursors;
+    for (uint32_t id = 0; id < shadingCount; ++id) cursors[id] = rows[id];
+
+    const std::vector<Vec3f>& positions = cont.positions;
+    const std::vector<Vec3f>& normals = cont.normals;
+    const std::vector<Vec4f>& diffuse = cont.diffuseColors;
+    const std::vector<Vec4f>& specular = cont.specularColors;
+    const std::vector<Vec4f>& texCoords = cont.texCoords;
+    const bool generateNormals = plan.generateNormals;
+    for (uint32_t f = 0; f < plan.faces; ++f) {
+        const CLODFace& face = cont.primitives[f];
         const uint32_t id = shadingCount == 1 ? 0 : face.shadingId;
-        const VertexLayout& layout = layouts[id];
+        const VertexLayout& layout = plan.layouts[id];
         float* out = cursors[id];
         cursors[id] += size_t(layout.stride) * 3;
 
@@ -194,17 +211,54 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreation
                 CopyOr0(out + layout.texCoord + 2 * layer, texCoords, face.texCoords[layer][c], 2);
         }
     }
+    for (uint32_t id = 0; id < shadingCount; ++id) {
+        if (!rows[id]) continue;
+        const float* end = rows[id] + size_t(info.subObjects[id].vertexCount) * plan.layouts[id].stride;
+        if (cursors[id] < end) std::memset(cursors[id], 0, size_t(end - cursors[id]) * sizeof(float));
+    }
+}
+
+}  // namespace
+
+bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreationInfo& info, bool& outOfMemory) {
+    CLODPlan plan;
+    if (!PlanCLODMesh(mesh, normalMode, plan, info, outOfMemory)) return false;
+    std::vector<float*> rows;
+    try {
+        rows.assign(info.subObjects.size(), nullptr);
+    } catch (const std::bad_alloc&) {
+        Logger::Log(1, "OUT OF MEMORY");
+        info.subObjects.clear();
+        outOfMemory = true;
+        return false;
+    }
+    for (size_t id = 0; id < info.subObjects.size(); ++id) {
+        MeshSubObjectData& sub = info.subObjects[id];
+        sub.vertices = DataBuffer<float>::Create(sub.vertexCount, plan.layouts[id].stride);
+        if (!sub.vertices) {
+            info.subObjects.clear();
+            outOfMemory = true;
+            return false;
+        }
+        rows[id] = sub.vertices->Data();
+    }
+    FillCLODRows(plan, info, rows.data());
     return true;
 }
 
 bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory) {
     MeshCreationInfo info;
+    CLODPlan plan;
     bool outOfMemory = false;
-    if (!BuildCLODMeshData(mesh, normalMode, info, outOfMemory)) {
+    if (!PlanCLODMesh(mesh, normalMode, plan, info, outOfMemory)) {
         if (outOfMemory) lowMemory = true;
         return false;
     }
-    std::shared_ptr<Rendering::Mesh> renderable = Rendering::Mesh::Create(info);
+    // The rows go straight into the mapped vertex buffers: no CPU copy of the mesh is made.
+    std::shared_ptr<Rendering::Mesh> renderable = Rendering::Mesh::Create(info, [&](float* const* rows) {
+        FillCLODRows(plan, info, rows);
+        return true;
+    });
     if (!renderable) {
         Logger::Log(1, "Failed to create CLOD mesh instance for '%s'", mesh.name.c_str());
         return false;

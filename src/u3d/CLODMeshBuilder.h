@@ -5,7 +5,8 @@
 // the renderable form is an unindexed triangle list: three vertices of their own per face, one
 // vertex buffer per shading id, every vertex carrying all attributes of its shading id in the
 // interleaved order of Rendering::Mesh. Each buffer is sized once, before any vertex is
-// written, and filled through a write cursor per shading id.
+// written, and filled through a write cursor per shading id. CreateCLODMesh writes the rows
+// straight into the mapped GPU buffers, so a large mesh is never held twice.
 
 #include <cstdint>
 
@@ -27,7 +28,8 @@ inline constexpr uint32_t AlwaysGenerate = 2;
 // faces: the tail would only be zeros, and a hostile count must not allocate gigabytes.
 inline constexpr uint32_t kMaxMissingFaces = 1u << 20;
 
-// The CPU half: fills info with the name, triangle type and one sub-object per shading id.
+// The rows on the CPU: fills info with the name, triangle type and one sub-object per shading
+// id, each with its own zero-initialised vertex buffer. CreateCLODMesh writes the same rows.
 // False (logged) when the mesh cannot be built; outOfMemory then tells whether a buffer could
 // not be had.
 bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, Rendering::MeshCreationInfo& info,
