@@ -86,6 +86,12 @@ Vec3f Normalized(const Vec3f& v) {
 
 // Spherical interpolation between unit vectors a and b at t (t = 1 gives a). Nearly parallel
 // vectors are blended linearly; the result is not normalised again.
+//
+// The library's acos and sin are kept on purpose. Cheaper polynomial weights agree to a
+// few ulps, but the linear branch is discontinuous for opposed vectors (it blends `a` as
+// given, not flipped), and a one-ulp difference in a running mean can move a later merge
+// across the 0.9999999 bound: flat, double-sided sheets then come out with normals of
+// other lengths.
 Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
     float d = Dot(a, b);
     Vec3f from = a;
@@ -673,15 +679,17 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         if (FaceNormal(faceIndex, faceNormals_[valid])) ++valid;
 
     // Prediction: start from the first face normal, then keep adding the face normal least
-    // like any chosen so far.
+    // like any chosen so far. Most positions take one normal, and then the closeness of
+    // each face normal to the chosen ones is never asked for: it is computed only once a
+    // second one has to be picked.
     predicted_.clear();
-    bestDot_.assign(faceNormals_.size(), -2.0f);
-    const auto choose = [&](const Vec3f& normal) {
-        predicted_.push_back(normal);
+    if (valid > 0) predicted_.push_back(faceNormals_[0]);
+    if (predicted_.size() < count && !faceNormals_.empty()) {
+        bestDot_.assign(faceNormals_.size(), -2.0f);
         for (size_t j = 0; j < faceNormals_.size(); ++j)
-            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], normal));
-    };
-    if (valid > 0) choose(faceNormals_[0]);
+            for (const Vec3f& chosen : predicted_)
+                bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], chosen));
+    }
     while (predicted_.size() < count) {
         if (faceNormals_.empty()) {
             predicted_.push_back(Vec3f{0, 0, 0});
@@ -694,11 +702,21 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
                 bound = bestDot_[j];
                 pick = j;
             }
-        choose(faceNormals_[pick]);
+        const Vec3f chosen = faceNormals_[pick];
+        predicted_.push_back(chosen);
+        for (size_t j = 0; j < faceNormals_.size(); ++j)
+            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], chosen));
     }
     // Merge: each face normal pulls its closest prediction towards itself, as a running
     // spherical mean.
-    if (!predicted_.empty()) {
+    if (predicted_.size() == 1) {
+        // One prediction is the closest to everything: a plain running mean.
+        Vec3f mean = predicted_[0];
+        uint32_t merged = 0;
+        for (const Vec3f& normal : faceNormals_)
+            mean = Slerp(normal, mean, 1.0f / static_cast<float>(++merged));
+        predicted_[0] = mean;
+    } else if (!predicted_.empty()) {
         mergeCounts_.assign(predicted_.size(), 0);
         for (const Vec3f& normal : faceNormals_) {
             size_t closest = 0;
