@@ -35,24 +35,32 @@ bool IndexSet::Contains(uint32_t value) const {
 }
 
 void IndexSet::Normalize() {
-    if (items_.size() < 2) return;
-    if (items_.size() > 64) {
+    const size_t size = items_.size();
+    if (size < 2) return;
+    if (size > 64) {
         std::sort(items_.begin(), items_.end(), std::greater<uint32_t>());
         items_.erase(std::unique(items_.begin(), items_.end()), items_.end());
         return;
     }
-    // Neighbourhood sets are small, a few dozen values of which half or more are repeats:
-    // an insertion that drops repeats on the way beats a general sort followed by unique.
-    // The sorted prefix never overtakes the value being placed, so it is built in place.
-    size_t count = 0;
-    for (size_t i = 0; i < items_.size(); ++i) {
-        const uint32_t value = items_[i];
-        size_t at = count;
-        while (at > 0 && items_[at - 1] < value) --at;
-        if (at > 0 && items_[at - 1] == value) continue;
-        std::copy_backward(items_.begin() + at, items_.begin() + count, items_.begin() + count + 1);
-        items_[at] = value;
-        ++count;
+    // Neighbourhood sets are small, a few dozen values of which half or more are repeats
+    // (the corners of the faces around one position). Repeats are dropped first, each value
+    // tested against all distinct ones so far with no early exit, so the test has no
+    // unpredictable branch and vectorises; the handful left is then put in order. The
+    // distinct prefix never overtakes the value being read, so both happen in place.
+    uint32_t* items = items_.data();
+    size_t count = 1;
+    for (size_t i = 1; i < size; ++i) {
+        const uint32_t value = items[i];
+        uint32_t seen = 0;
+        for (size_t j = 0; j < count; ++j) seen |= items[j] == value;
+        items[count] = value;
+        count += seen ^ 1u;
+    }
+    for (size_t i = 1; i < count; ++i) {
+        const uint32_t value = items[i];
+        size_t at = i;
+        for (; at > 0 && items[at - 1] < value; --at) items[at] = items[at - 1];
+        items[at] = value;
     }
     items_.resize(count);
 }
