@@ -2,7 +2,8 @@
 // the capture proxy: the whole request, then its stages one at a time.
 //
 //   LoadCaptureScene     import into a new scene with its hidden window and view, then unload
-//   CaptureToMemory      view applied, scene drawn, pixels read back (scene stays loaded)
+//   CaptureToMemory      view applied, scene drawn, pixels read back (scene stays loaded);
+//                        Arg 0 draws the mesh in one call, Arg 1 in the renderer's batches
 //   CaptureToPng         the same plus PNG encoding and the file write
 //   LoadCaptureUnload    one request: load, capture to a PNG, unload (what `kestrum capture` does)
 //
@@ -19,6 +20,7 @@
 #include "format/FormatManager.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderThread.h"
+#include "rendering/Mesh.h"
 #include "util/Logger.h"
 
 namespace {
@@ -119,24 +121,28 @@ void BM_LoadCaptureScene(benchmark::State& state) {
     }
 }
 
-void CaptureLoaded(benchmark::State& state, uint32_t flags, const std::string& output) {
+void CaptureLoaded(benchmark::State& state, uint32_t flags, const std::string& output, bool wholeDraws = false) {
     Quiet();
     const uint32_t handle = Load();
     if (handle == 0) {
         state.SkipWithError("head.u3d did not load");
         return;
     }
+    // The renderer sets the limit when it starts, which the load has made sure of.
+    const uint32_t rendererLimit = Velmora::Rendering::Mesh::DrawBatchLimit();
+    if (wholeDraws) Velmora::Rendering::Mesh::SetDrawBatchLimit(0);
     const auto parameters = CaptureRequest(handle, flags, output);
     // The first capture sizes the view's framebuffers; the iterations measure the steady state.
     Capture(parameters);
     for (auto _ : state)
         if (!Capture(parameters)) state.SkipWithError("capture failed");
+    Velmora::Rendering::Mesh::SetDrawBatchLimit(rendererLimit);
     Unload(handle);
     state.SetItemsProcessed(state.iterations());
 }
 
 void BM_CaptureToMemory(benchmark::State& state) {
-    CaptureLoaded(state, Velmora::Utility::CaptureParameters::ToMemory, "");
+    CaptureLoaded(state, Velmora::Utility::CaptureParameters::ToMemory, "", state.range(0) == 0);
 }
 
 void BM_CaptureToPng(benchmark::State& state) {
@@ -154,7 +160,7 @@ void BM_LoadCaptureUnload(benchmark::State& state) {
 }
 
 BENCHMARK(BM_LoadCaptureScene)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_CaptureToMemory)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_CaptureToMemory)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CaptureToPng)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_LoadCaptureUnload)->Unit(benchmark::kMillisecond)->UseRealTime();
 

@@ -52,6 +52,10 @@ bool IndicesInRange(const DataBuffer<uint32_t>& indices, uint32_t vertexCount) {
     return n == 0 || maxIndex < vertexCount;
 }
 
+// A batch that is not done after this long is not waited for any more: the draw goes on and
+// only the bound on queued work is lost.
+constexpr GLuint64 kBatchWaitNs = GLuint64(10) * 1000 * 1000 * 1000;
+
 // A vertex buffer above this would not fit the 32-bit sizes that the read-back reports.
 constexpr uint64_t kMaxBufferBytes = uint64_t(1) << 32;
 
@@ -270,9 +274,10 @@ void Mesh::Draw(const RenderInfo& info, float time) {
             }
             draw.buildUpLastTime = time;
         }
-        const uint32_t batchVertices = drawBatchLimit_ * VerticesPerPrimitive(primitiveType_);
+        const uint32_t batchPrimitives = DrawBatchLimit();
+        const uint64_t batchVertices = uint64_t(batchPrimitives) * VerticesPerPrimitive(primitiveType_);
         if (batchVertices != 0 && draw.buildUpCurrent > batchVertices)
-            DrawInBatches(draw, draw.buildUpCurrent);
+            DrawInBatches(draw, draw.buildUpCurrent, batchPrimitives);
         else if (draw.indexed)
             glDrawElements(GLenum(primitiveType_), GLsizei(draw.buildUpCurrent), GL_UNSIGNED_INT, nullptr);
         else
@@ -284,14 +289,14 @@ void Mesh::Draw(const RenderInfo& info, float time) {
 // Each batch but the last ends in a fence, which also hands the batch to the rasterizer; before
 // a batch is issued, the one kBatchesInFlight back must be done, so queued setup data never
 // holds more than that many batches.
-void Mesh::DrawInBatches(const DrawInfo& draw, uint32_t count) const {
-    const uint32_t batch = drawBatchLimit_ * VerticesPerPrimitive(primitiveType_);
+void Mesh::DrawInBatches(const DrawInfo& draw, uint32_t count, uint32_t batchPrimitives) const {
+    const uint32_t batch = batchPrimitives * VerticesPerPrimitive(primitiveType_);
     GLsync fences[kBatchesInFlight] = {};
     uint32_t slot = 0;
-    for (uint32_t first = 0; first < count; first += batch) {
+    for (uint32_t first = 0; first < count;) {
         const uint32_t n = std::min(batch, count - first);
         if (fences[slot]) {
-            glClientWaitSync(fences[slot], GL_SYNC_FLUSH_COMMANDS_BIT, GLuint64(1000) * 1000 * 1000 * 10);
+            glClientWaitSync(fences[slot], GL_SYNC_FLUSH_COMMANDS_BIT, kBatchWaitNs);
             glDeleteSync(fences[slot]);
             fences[slot] = nullptr;
         }
@@ -302,6 +307,7 @@ void Mesh::DrawInBatches(const DrawInfo& draw, uint32_t count) const {
             glDrawArrays(GLenum(primitiveType_), GLint(first), GLsizei(n));
         if (count - first > batch) fences[slot] = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
         slot = (slot + 1) % kBatchesInFlight;
+        first += n;  // never past count, so no wrap-around near the 32-bit limit
     }
     for (GLsync fence : fences)
         if (fence) glDeleteSync(fence);

@@ -9,6 +9,7 @@
 //   position (3), normal (3), diffuse colour (4), specular colour (4), tex coord layers 0..7 (2 each)
 // and holds only the attributes whose bit is set in the sub-object's attribute word.
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -129,8 +130,9 @@ public:
     // batches, with at most kBatchesInFlight of them queued ahead of the rasterizer, the peak
     // stays bounded and binning overlaps shading; the picture is the same, as every batch is
     // drawn in order into the same framebuffer. Process-wide, set by the Renderer at start.
-    static void SetDrawBatchLimit(uint32_t primitives) { drawBatchLimit_ = primitives; }
-    static uint32_t DrawBatchLimit() { return drawBatchLimit_; }
+    // Atomic so that a host thread may change it between frames of the render thread.
+    static void SetDrawBatchLimit(uint32_t primitives) { drawBatchLimit_.store(primitives, std::memory_order_relaxed); }
+    static uint32_t DrawBatchLimit() { return drawBatchLimit_.load(std::memory_order_relaxed); }
     static constexpr uint32_t kBatchesInFlight = 2;
 
     uint32_t GetNumberOfPrimitivesForSubObject(uint32_t index) const;
@@ -159,9 +161,9 @@ private:
     bool CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* writer);
     bool WriteMappedVertices(const MeshCreationInfo& info, const VertexWriter& writer);
     void CalculateBoundingBox(const MeshCreationInfo& info, const float* const* rows);
-    void DrawInBatches(const DrawInfo& draw, uint32_t count) const;
+    void DrawInBatches(const DrawInfo& draw, uint32_t count, uint32_t batchPrimitives) const;
 
-    static inline uint32_t drawBatchLimit_ = 0;
+    static inline std::atomic<uint32_t> drawBatchLimit_{0};
 
     std::string name_;
     uint32_t primitiveType_ = PrimitiveType::Triangles;
