@@ -32,7 +32,7 @@ bool IsSoftwareRasterizer(const std::string& renderer) {
 }
 
 // Primitives per draw call on a software rasterizer (see Mesh::SetDrawBatchLimit).
-constexpr uint32_t kSoftwareDrawBatch = 8192;
+constexpr uint32_t kSoftwareDrawBatch = 4096;
 
 // A driver that reports absurd coverage mode counts must not make us allocate without bound.
 constexpr GLint kMaxCoverageModes = 64;
