@@ -51,6 +51,16 @@ struct alignas(16) NormalCorners {
     uint32_t written = 0;  // bit c: index[c] was set
 };
 
+// One position of the normal step, in stream order: what its prediction needs once the
+// stream of the whole step has been read.
+struct NormalJob {
+    uint32_t firstFaceNormal;  // into the decoder's faceNormals_
+    uint32_t faceCount;
+    uint32_t valid;      // face normals that exist, packed to the front
+    uint32_t count;      // normals the position takes
+    uint32_t firstHeld;  // into the decoder's heldNormals_
+};
+
 // Index fields of a face that a pending change can carry: positions, normals, diffuse,
 // specular (3 each) and the first four tex coord layers (12). Higher layers are never
 // changed by a move.
@@ -149,6 +159,10 @@ private:
     bool ReadNewPosition();
     bool ReadNormals();
     bool ReadNormalsAt(uint32_t position);
+    void PredictNormals(const NormalJob& job);
+    // Up to kSingleLanes positions that take one normal each, predicted side by side.
+    static constexpr size_t kSingleLanes = 4;
+    void PredictSingleNormals(std::span<const NormalJob* const> jobs);
     // Stores the normal indices collected over the block in the face records.
     void StoreNormalCorners();
 
@@ -237,7 +251,9 @@ private:
     std::vector<uint32_t> pendingSlot_;  // per face: index into pending_, or kNone
 
     // Normal prediction.
+    std::vector<NormalJob> normalJobs_;
     std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
+    std::vector<uint8_t> heldTurned_;  // per held normal: negate the prediction
     std::vector<float> bestDot_;
     std::vector<NormalCorners> normalCorners_;  // per face
     std::vector<uint32_t> mergeCounts_;
@@ -633,6 +649,9 @@ bool UpdateDecoder::ReadNewPosition() {
 
 bool UpdateDecoder::ReadNormals() {
     heldNormals_.clear();
+    heldTurned_.clear();
+    faceNormals_.clear();
+    normalJobs_.clear();
     // The step visits a few dozen faces spread over the whole mesh, behind a chain of
     // lookups: position -> run record -> face list -> cached normal and corners. Walked one
     // by one, every link is a cache miss waiting on the one before. Requesting each level
@@ -648,12 +667,38 @@ bool UpdateDecoder::ReadNormals() {
     }
     for (uint32_t p : normalPositions_)  // highest position first
         if (!ReadNormalsAt(p)) return false;
+
+    // The predictions feed nothing back into the stream, so they are made once it has been
+    // read. Most positions take a single normal, the running spherical mean of their face
+    // normals: a chain of dependent slerps, each waiting on acos and sin. Several such
+    // chains are stepped side by side so that some run while others wait. A position that
+    // takes no normal needs no prediction at all.
+    std::array<const NormalJob*, kSingleLanes> singles{};
+    size_t waiting = 0;
+    for (const NormalJob& job : normalJobs_) {
+        if (job.count == 0) continue;
+        if (job.count > 1) {
+            PredictNormals(job);
+            continue;
+        }
+        singles[waiting++] = &job;
+        if (waiting == kSingleLanes) {
+            PredictSingleNormals(singles);
+            waiting = 0;
+        }
+    }
+    if (waiting) PredictSingleNormals(std::span(singles.data(), waiting));
+    for (size_t i = 0; i < heldNormals_.size(); ++i) {
+        Vec3f& normal = heldNormals_[i];
+        if (heldTurned_[i]) normal = {-normal[0], -normal[1], -normal[2]};
+    }
     data_.normals.insert(data_.normals.end(), heldNormals_.begin(), heldNormals_.end());
     return true;
 }
 
-// Normals of one position: predicted from the normals of the faces around it, clustered
-// into as many as the stream says; then each face says which of them its corner takes.
+// The stream of one position's normals: how many it takes, their coded differences, and
+// which of them each face's corner takes. The face normals around it are gathered for the
+// prediction, which comes later (PredictNormals).
 bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
     std::span<const uint32_t> stored;
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
@@ -673,66 +718,16 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
     attributesLeft_ -= count;
 
     // Face normals, valid ones packed to the front; the rest stay zero and take part.
-    faceNormals_.assign(faces.size(), Vec3f{0, 0, 0});
-    size_t valid = 0;
+    NormalJob job{};
+    job.firstFaceNormal = static_cast<uint32_t>(faceNormals_.size());
+    job.faceCount = static_cast<uint32_t>(faces.size());
+    job.count = count;
+    job.firstHeld = static_cast<uint32_t>(heldNormals_.size());
+    faceNormals_.resize(faceNormals_.size() + faces.size(), Vec3f{0, 0, 0});
+    Vec3f* normals = faceNormals_.data() + job.firstFaceNormal;
     for (uint32_t faceIndex : faces)
-        if (FaceNormal(faceIndex, faceNormals_[valid])) ++valid;
-
-    // Prediction: start from the first face normal, then keep adding the face normal least
-    // like any chosen so far. Most positions take one normal, and then the closeness of
-    // each face normal to the chosen ones is never asked for: it is computed only once a
-    // second one has to be picked.
-    predicted_.clear();
-    if (valid > 0) predicted_.push_back(faceNormals_[0]);
-    if (predicted_.size() < count && !faceNormals_.empty()) {
-        bestDot_.assign(faceNormals_.size(), -2.0f);
-        for (size_t j = 0; j < faceNormals_.size(); ++j)
-            for (const Vec3f& chosen : predicted_)
-                bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], chosen));
-    }
-    while (predicted_.size() < count) {
-        if (faceNormals_.empty()) {
-            predicted_.push_back(Vec3f{0, 0, 0});
-            continue;
-        }
-        float bound = 1.0f;
-        size_t pick = 0;
-        for (size_t j = 0; j < faceNormals_.size(); ++j)
-            if (bestDot_[j] < bound) {
-                bound = bestDot_[j];
-                pick = j;
-            }
-        const Vec3f chosen = faceNormals_[pick];
-        predicted_.push_back(chosen);
-        for (size_t j = 0; j < faceNormals_.size(); ++j)
-            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals_[j], chosen));
-    }
-    // Merge: each face normal pulls its closest prediction towards itself, as a running
-    // spherical mean.
-    if (predicted_.size() == 1) {
-        // One prediction is the closest to everything: a plain running mean.
-        Vec3f mean = predicted_[0];
-        uint32_t merged = 0;
-        for (const Vec3f& normal : faceNormals_)
-            mean = Slerp(normal, mean, 1.0f / static_cast<float>(++merged));
-        predicted_[0] = mean;
-    } else if (!predicted_.empty()) {
-        mergeCounts_.assign(predicted_.size(), 0);
-        for (const Vec3f& normal : faceNormals_) {
-            size_t closest = 0;
-            float best = Dot(normal, predicted_[0]);
-            for (size_t k = 1; k < predicted_.size(); ++k) {
-                const float d = Dot(normal, predicted_[k]);
-                if (d > best) {
-                    best = d;
-                    closest = k;
-                }
-            }
-            const float t = 1.0f / static_cast<float>(mergeCounts_[closest] + 1);
-            predicted_[closest] = Slerp(normal, predicted_[closest], t);
-            ++mergeCounts_[closest];
-        }
-    }
+        if (FaceNormal(faceIndex, normals[job.valid])) ++job.valid;
+    normalJobs_.push_back(job);
 
     // The coded differences only keep the stream in step; the prediction is the normal,
     // turned round when the third difference is odd.
@@ -742,9 +737,8 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         reader_.ReadCompressedU32(Ctx::NormalValue0);
         reader_.ReadCompressedU32(Ctx::NormalValue0 + 1);
         const uint32_t third = reader_.ReadCompressedU32(Ctx::NormalValue0 + 2);
-        Vec3f normal = predicted_[i];
-        if (third & 1) normal = {-normal[0], -normal[1], -normal[2]};
-        heldNormals_.push_back(normal);
+        heldNormals_.push_back(Vec3f{0, 0, 0});
+        heldTurned_.push_back(third & 1);
     }
     for (uint32_t faceIndex : faces) {
         const uint32_t local = reader_.ReadCompressedU32(Ctx::NormalIndex);
@@ -756,6 +750,77 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         written.written |= 1u << corner;
     }
     return true;
+}
+
+// The normals of a position that takes several: clustered from its face normals.
+void UpdateDecoder::PredictNormals(const NormalJob& job) {
+    const std::span<const Vec3f> faceNormals(faceNormals_.data() + job.firstFaceNormal, job.faceCount);
+    const uint32_t count = job.count;
+    // Start from the first face normal, then keep adding the face normal least like any
+    // chosen so far.
+    predicted_.clear();
+    if (job.valid > 0) predicted_.push_back(faceNormals[0]);
+    bestDot_.assign(faceNormals.size(), -2.0f);
+    for (const Vec3f& chosen : predicted_)
+        for (size_t j = 0; j < faceNormals.size(); ++j)
+            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals[j], chosen));
+    while (predicted_.size() < count) {
+        if (faceNormals.empty()) {
+            predicted_.push_back(Vec3f{0, 0, 0});
+            continue;
+        }
+        float bound = 1.0f;
+        size_t pick = 0;
+        for (size_t j = 0; j < faceNormals.size(); ++j)
+            if (bestDot_[j] < bound) {
+                bound = bestDot_[j];
+                pick = j;
+            }
+        const Vec3f chosen = faceNormals[pick];
+        predicted_.push_back(chosen);
+        for (size_t j = 0; j < faceNormals.size(); ++j)
+            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals[j], chosen));
+    }
+    // Merge: each face normal pulls its closest prediction towards itself, as a running
+    // spherical mean.
+    mergeCounts_.assign(predicted_.size(), 0);
+    for (const Vec3f& normal : faceNormals) {
+        size_t closest = 0;
+        float best = Dot(normal, predicted_[0]);
+        for (size_t k = 1; k < predicted_.size(); ++k) {
+            const float d = Dot(normal, predicted_[k]);
+            if (d > best) {
+                best = d;
+                closest = k;
+            }
+        }
+        const float t = 1.0f / static_cast<float>(mergeCounts_[closest] + 1);
+        predicted_[closest] = Slerp(normal, predicted_[closest], t);
+        ++mergeCounts_[closest];
+    }
+    std::copy_n(predicted_.begin(), count, heldNormals_.begin() + job.firstHeld);
+}
+
+// The normals of positions that take a single one. With one prediction there is nothing to
+// choose: it starts as the first face normal (zero if there is none, or none that is valid:
+// the zero ones are packed behind) and every face normal is merged into it.
+void UpdateDecoder::PredictSingleNormals(std::span<const NormalJob* const> jobs) {
+    std::array<const Vec3f*, kSingleLanes> normals{};
+    std::array<uint32_t, kSingleLanes> counts{};
+    std::array<Vec3f, kSingleLanes> means{};
+    uint32_t longest = 0;
+    for (size_t lane = 0; lane < jobs.size(); ++lane) {
+        normals[lane] = faceNormals_.data() + jobs[lane]->firstFaceNormal;
+        counts[lane] = jobs[lane]->faceCount;
+        if (counts[lane] > 0) means[lane] = normals[lane][0];
+        longest = std::max(longest, counts[lane]);
+    }
+    for (uint32_t j = 0; j < longest; ++j) {
+        const float t = 1.0f / static_cast<float>(j + 1);
+        for (size_t lane = 0; lane < jobs.size(); ++lane)
+            if (j < counts[lane]) means[lane] = Slerp(normals[lane][j], means[lane], t);
+    }
+    for (size_t lane = 0; lane < jobs.size(); ++lane) heldNormals_[jobs[lane]->firstHeld] = means[lane];
 }
 
 // A face normal is the cross product of the normalised edges p1 - p0 and p2 - p0,
