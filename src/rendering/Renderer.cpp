@@ -106,7 +106,10 @@ void Renderer::InitGLStates() {
     maxTextureBufferSize_ = tboSize;
     Logger::Log(3, "OpenGL max TBO size: %lld", static_cast<long long>(maxTextureBufferSize_));
 
-    Mesh::SetDrawBatchLimit(IsSoftwareRasterizer(OpenGLContext::Instance().RendererString()) ? kSoftwareDrawBatch : 0);
+    // Batches are paced by fences, which a 3.1 context has only through the extension.
+    const OpenGLContext& context = OpenGLContext::Instance();
+    const bool fences = epoxy_gl_version() >= 32 || context.HasExtension("GL_ARB_sync");
+    Mesh::SetDrawBatchLimit(fences && IsSoftwareRasterizer(context.RendererString()) ? kSoftwareDrawBatch : 0);
 }
 
 void Renderer::AddAntiAliasingMode(uint32_t coverageSamples, uint32_t colorSamples) {
