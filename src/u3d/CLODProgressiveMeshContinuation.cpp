@@ -252,7 +252,12 @@ private:
 
     // Normal prediction.
     std::vector<NormalJob> normalJobs_;
-    std::vector<Vec3f> faceNormals_, predicted_, heldNormals_;
+    // Face normals of the step's positions, job after job. Only the first faceNormalsUsed_
+    // entries are live: the vector keeps its largest size, so that adding a position's
+    // normals costs no fill of the whole run first.
+    std::vector<Vec3f> faceNormals_;
+    size_t faceNormalsUsed_ = 0;
+    std::vector<Vec3f> predicted_, heldNormals_;
     std::vector<uint8_t> heldTurned_;  // per held normal: negate the prediction
     std::vector<float> bestDot_;
     std::vector<NormalCorners> normalCorners_;  // per face
@@ -650,7 +655,7 @@ bool UpdateDecoder::ReadNewPosition() {
 bool UpdateDecoder::ReadNormals() {
     heldNormals_.clear();
     heldTurned_.clear();
-    faceNormals_.clear();
+    faceNormalsUsed_ = 0;
     normalJobs_.clear();
     // The step visits a few dozen faces spread over the whole mesh, behind a chain of
     // lookups: position -> run record -> face list -> cached normal and corners. Walked one
@@ -719,14 +724,16 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
 
     // Face normals, valid ones packed to the front; the rest stay zero and take part.
     NormalJob job{};
-    job.firstFaceNormal = static_cast<uint32_t>(faceNormals_.size());
+    job.firstFaceNormal = static_cast<uint32_t>(faceNormalsUsed_);
     job.faceCount = static_cast<uint32_t>(faces.size());
     job.count = count;
     job.firstHeld = static_cast<uint32_t>(heldNormals_.size());
-    faceNormals_.resize(faceNormals_.size() + faces.size(), Vec3f{0, 0, 0});
+    faceNormalsUsed_ += faces.size();
+    if (faceNormals_.size() < faceNormalsUsed_) faceNormals_.resize(faceNormalsUsed_);
     Vec3f* normals = faceNormals_.data() + job.firstFaceNormal;
     for (uint32_t faceIndex : faces)
         if (FaceNormal(faceIndex, normals[job.valid])) ++job.valid;
+    std::fill(normals + job.valid, normals + job.faceCount, Vec3f{0, 0, 0});
     normalJobs_.push_back(job);
 
     // The coded differences only keep the stream in step; the prediction is the normal,
