@@ -315,6 +315,8 @@ bool UpdateDecoder::Update() {
     // 1. Split position and its neighbourhood.
     s_ = reader_.ReadCompressedU32(PositionContext());
     if (s_ > data_.positions.size()) return FailFor("Invalid split position index");
+    // The new position is the split one plus a difference, read at the end of the update.
+    if (s_ < data_.positions.size()) __builtin_prefetch(data_.positions.data() + s_);
     std::span<const uint32_t> faces;
     if (!adjacency_.GetFaceSet(s_, faces)) return FailFor("Failed to get split face set");
     if (!Charge(faces.size() * 4 + 1)) return FailFor("Update exceeds the work its block can carry");
