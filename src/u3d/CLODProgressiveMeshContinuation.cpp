@@ -663,8 +663,12 @@ bool UpdateDecoder::ReadNormals() {
     // lookups: position -> run record -> face list -> cached normal and corners. Walked one
     // by one, every link is a cache miss waiting on the one before. Requesting each level
     // for all positions at once lets the misses of a level overlap, so the chain costs
-    // about one miss per level.
-    for (uint32_t p : normalPositions_) adjacency_.PrefetchRun(p);
+    // about one miss per level. The faces whose normals must be computed afresh are the
+    // moved and new ones, all at r, so their corners are among these positions too.
+    for (uint32_t p : normalPositions_) {
+        adjacency_.PrefetchRun(p);
+        if (p < data_.positions.size()) __builtin_prefetch(data_.positions.data() + p);
+    }
     for (uint32_t p : normalPositions_) {
         for (uint32_t face : adjacency_.FacesAt(p)) {
             if (face >= normalCorners_.size()) continue;
