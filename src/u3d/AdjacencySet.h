@@ -73,6 +73,10 @@ public:
     void PrefetchRun(uint32_t position) const {
         if (position < runs_.size()) __builtin_prefetch(runs_.data() + position);
     }
+    // The same for the face list itself, once the run record is likely in.
+    void PrefetchFaces(uint32_t position) const {
+        if (position < runs_.size()) __builtin_prefetch(pool_.data() + runs_[position].offset);
+    }
 
     // The three positions of each face, added to setOut (which is not cleared).
     bool GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& setOut);

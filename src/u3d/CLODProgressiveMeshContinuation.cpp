@@ -324,6 +324,10 @@ bool UpdateDecoder::Update() {
     neighbours_.clear();
     adjacency_.GetPositionSet(splitFaces_, neighbours_);
     neighbours_.Erase(s_);
+    // Nearly every position the rest of the update touches is a neighbour (thirds of new
+    // faces, corners of moved faces, the normal step): their run records and then their
+    // face lists are asked for early, with the symbol reads in between hiding the wait.
+    for (uint32_t p : neighbours_) adjacency_.PrefetchRun(p);
     haveSplitDiffuse_ = haveSplitSpecular_ = false;
     haveSplitTexCoords_ = 0;
 
@@ -351,6 +355,7 @@ bool UpdateDecoder::Update() {
         return FailFor("Invalid new face count");
     facesThisBlock_ += newFaces;
     if (!ReadNewFaces(newFaces)) return false;
+    for (uint32_t p : neighbours_) adjacency_.PrefetchFaces(p);
 
     // 6.-8. Which faces move to the new position, their new attributes, and the attributes
     // of the new faces.
