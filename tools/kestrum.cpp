@@ -203,6 +203,7 @@ struct HookState {
     std::string collected;
     int32_t echoLevel = 2;
     bool echoMessages = false;
+    std::atomic<std::chrono::steady_clock::rep> lastLine{0};  // when the last line came
 };
 HookState g_hook;
 
@@ -215,6 +216,7 @@ void LogHook(void*, int32_t level, Kestrum::KestrumSystemString message) {
     uint32_t bytes = 0;
     std::memcpy(&bytes, reinterpret_cast<const char*>(message) - sizeof bytes, sizeof bytes);
     std::string text = KestrumTool::ToUtf8(message, bytes / 2);
+    g_hook.lastLine.store(std::chrono::steady_clock::now().time_since_epoch().count());
     std::lock_guard<std::mutex> lock(g_hook.mutex);
     g_hook.collected += text;
     if (level <= g_hook.echoLevel && (level != 0 || g_hook.echoMessages)) {
@@ -279,8 +281,18 @@ bool StartLogging(const Library& lib, const Options& options) {
     return true;
 }
 
-// The hook is served every 50 ms and does not drain when stopped; let it catch up.
-void DrainLog() { std::this_thread::sleep_for(std::chrono::milliseconds(70)); }
+// The hook does not drain when stopped; let it catch up. Lines reach it as they are logged,
+// so a short quiet spell means the library has said what it had to say.
+void DrainLog() {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        const auto now = Clock::now();
+        const auto quiet = now - Clock::time_point(Clock::duration(g_hook.lastLine.load()));
+        if (quiet >= std::chrono::milliseconds(20) || now - start >= std::chrono::milliseconds(100)) return;
+    }
+}
 
 void StopLogging(const Library& lib) {
     DrainLog();
@@ -404,18 +416,22 @@ int RunCapture(const Library& lib, Options& options) {
 std::string ExtractStatistics(const std::string& log) {
     const size_t start = log.find("U3D-Scene statistics:");
     if (start == std::string::npos) return {};
+    // The text is complete once its last line is.
     size_t end = log.find("Primitives (instanced)", start);
-    end = end == std::string::npos ? log.size() : log.find('\n', end);
-    return log.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    if (end != std::string::npos) end = log.find('\n', end);
+    if (end == std::string::npos) return {};
+    return log.substr(start, end - start);
 }
 
 // The statistics are a log text of the load; waits until the hook (or the log file) has
 // passed them on.
 std::string CollectStatistics(const Options& options) {
     std::string statistics;
-    for (int i = 0; i < 20 && statistics.empty(); ++i) {
+    for (int i = 0; i < 40 && statistics.empty(); ++i) {
         DrainLog();
         if (!options.logFile.empty()) {
+            // The file's writer polls every 50 ms and is not told of new lines.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
             std::ifstream file(options.logFile);
             statistics = ExtractStatistics(std::string(std::istreambuf_iterator<char>(file), {}));
         } else {

@@ -77,6 +77,7 @@ void DebuggingLogStream::Stop() {
     std::lock_guard<std::mutex> lock(stopLock_);
     if (!started_.load()) return;
     stopRequested_.store(true);
+    pause_.WakeSure();
     if (thread_ != nullptr) {
         // The writer must have entered its body before the thread is told to stop, or the
         // drain and the session lines would never happen.
@@ -110,7 +111,7 @@ void DebuggingLogStream::ThreadMain() {
         }
         if (leave) break;
         if (!stopRequested_.load()) {
-            Sleep(kLogThreadSleepMs);
+            pause_.SleepFor(kLogThreadSleepMs, [this] { return stopRequested_.load(); });
             continue;
         }
         // Stop was asked for: one last look, so that a record queued just before is written.
@@ -152,6 +153,8 @@ void HookableLogStream::Write(int32_t level, const std::string& text) {
     record.timestamp = static_cast<int64_t>(std::time(nullptr));
     record.text = text;
     queue_.Push(std::move(record));  // full: silently lost
+    // The host sees the line now rather than at the next poll.
+    pause_.WakeSure();
 }
 
 void HookableLogStream::SetSink(Sink sink) {
@@ -163,6 +166,7 @@ void HookableLogStream::Stop() {
     std::lock_guard<std::mutex> lock(stopLock_);
     if (!started_.load()) return;
     stopRequested_.store(true);
+    pause_.WakeSure();
     if (thread_ != nullptr) {
         thread_->Stop();
         delete thread_;
@@ -183,7 +187,7 @@ void HookableLogStream::ThreadMain() {
             if (stopRequested_.load()) return;  // no drain on stop
         }
         if (stopRequested_.load()) return;
-        Sleep(kLogThreadSleepMs);
+        pause_.SleepFor(kLogThreadSleepMs, [this] { return stopRequested_.load() || queue_.Pending() != 0; });
     }
 }
 

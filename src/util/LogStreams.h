@@ -19,6 +19,7 @@
 #include "util/Logger.h"
 #include "util/SimpleFile.h"
 #include "util/SimpleThread.h"
+#include "util/WakeableSleep.h"
 
 namespace Velmora::Utility {
 
@@ -73,6 +74,7 @@ private:
     bool toFile_ = false;
     bool append_ = false;
     std::atomic<bool> stopRequested_{false};
+    WakeableSleep pause_;  // the 50 ms poll, ended early by Stop
     bool drainOnStop_ = true;
     bool timestamps_ = true;
     std::atomic<bool> bodyEntered_{false};  // the body runs exactly once
@@ -109,6 +111,7 @@ private:
     SimpleThread* thread_ = nullptr;
     ConcurrentQueue<LogRecord> queue_;
     std::atomic<bool> stopRequested_{false};
+    WakeableSleep pause_;  // the 50 ms poll, ended early by new records and by Stop
     std::shared_mutex sinkLock_;
     std::atomic<bool> bodyEntered_{false};
     std::mutex stopLock_;

@@ -64,7 +64,7 @@ bool SimpleThread::Start() {
 
 void SimpleThread::Stop() {
     if (!thread_) return;
-    if (functor_ != nullptr && joinable_.load()) functor_->stopRequested.store(true);
+    if (functor_ != nullptr && joinable_.load()) functor_->RequestStop();
     try {
         if (thread_->get_id() == std::this_thread::get_id()) {
             // Joining oneself would deadlock (std::thread throws here); let it run out.
@@ -92,7 +92,7 @@ void SimpleThread::ThreadMain() {
         while (!f->stopRequested.load()) {
             f->Update();
             if (f->stopRequested.load()) break;
-            Sleep(f->sleepMs.load());
+            f->pause.SleepFor(f->sleepMs.load(), [f] { return f->stopRequested.load(); });
         }
         f->OnStop();
         f->running.store(false);

@@ -9,6 +9,7 @@
 
 #include "util/ConcurrentQueue.h"
 #include "util/ThreadCallable.h"
+#include "util/WakeableSleep.h"
 
 namespace Velmora::Utility {
 
@@ -37,9 +38,16 @@ public:
         // Deletes every queued entry without running it. Returns how many were dropped.
         uint32_t DiscardQueue();
 
+        // Sets stopRequested and ends a pause between two Update calls at once.
+        void RequestStop() {
+            stopRequested.store(true);
+            pause.WakeSure();
+        }
+
         std::atomic<bool> running{false};        // set while the run loop is inside the body
         std::atomic<bool> stopRequested{false};  // set by SimpleThread::Stop
         std::atomic<int64_t> sleepMs;            // pause between two Update calls
+        WakeableSleep pause;                     // that pause, cut short by RequestStop
         ConcurrentQueue<ThreadCallable*> queue;  // pending call objects
     };
 

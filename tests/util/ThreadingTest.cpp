@@ -307,6 +307,19 @@ TEST(SimpleThread, LifecycleAndName) {
     thread.Stop();  // twice is fine
 }
 
+// A long pause between updates must not hold up a stop: the pause ends when stop is asked.
+TEST(SimpleThread, StopCutsTheLongPauseShort) {
+    auto f = std::make_shared<CountingFunctor>(60000);
+    SimpleThread thread(f, "LongPause");
+    ASSERT_TRUE(thread.Start());
+    while (f->updates.load() < 1) Sleep(1);
+    const auto start = std::chrono::steady_clock::now();
+    thread.Stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(f->updates.load(), 1);
+    EXPECT_EQ(f->stops.load(), 1);
+}
+
 TEST(SimpleThread, NoFunctorDoesNotStart) {
     SimpleThread thread(nullptr, "x");
     EXPECT_FALSE(thread.Start());
