@@ -501,6 +501,15 @@ bool RenderProxy3D::FillActiveCameraInfo(ActiveCameraInfo& info) {
     return true;
 }
 
+void RenderProxy3D::ReplyActiveCamera(CameraCallback callback) {
+    if (!callback) return;
+    ActiveCameraInfo info{};
+    if (FillActiveCameraInfo(info))
+        callback(&info, 1);
+    else
+        callback(nullptr, 0);
+}
+
 bool RenderProxy3D::ActivateByType(uint32_t type, const std::string& name) {
     Velmora::Rendering::CameraController& controller = view_->GetCameraController();
     switch (type) {
@@ -523,12 +532,7 @@ void RenderProxy3D::Thread_ActivateCamera(uint32_t type, const std::string& name
         if (callback) callback(nullptr, 0);
         return;
     }
-    if (!callback) return;
-    ActiveCameraInfo info{};
-    if (FillActiveCameraInfo(info))
-        callback(&info, 1);
-    else
-        callback(nullptr, 0);
+    ReplyActiveCamera(callback);
 }
 
 void RenderProxy3D::Thread_GetAvailableCameras(CameraListCallback callback) {
@@ -572,12 +576,7 @@ void RenderProxy3D::LoadViewInfo(const std::string& source, bool fromText, bool 
     }
     Logger::Log(3, "RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description from '%s'",
                 source.c_str());
-    if (!callback) return;
-    ActiveCameraInfo info{};
-    if (FillActiveCameraInfo(info))
-        callback(&info, 1);
-    else
-        callback(nullptr, 0);
+    ReplyActiveCamera(callback);
 }
 
 void RenderProxy3D::Thread_LoadViewInfoFromFile(const std::string& path, bool activate, CameraCallback callback) {

@@ -123,6 +123,8 @@ private:
     void ApplyControllerFlags();
     // The active camera of the view in `info`; false (logged) without a view.
     bool FillActiveCameraInfo(ActiveCameraInfo& info);
+    // The callback gets the active camera, or failure when there is none to describe.
+    void ReplyActiveCamera(CameraCallback callback);
     // The scene's camera names with the built-in camera renamed, into the scratch lists.
     void CollectCameraNames();
     bool ActivateByType(uint32_t type, const std::string& name);
