@@ -140,7 +140,8 @@ uint32_t BitStreamReader::ReadStaticSymbol(uint32_t context) {
     const uint32_t range = high_ - low_ + 1;
     uint32_t cumulative = ((code_ - low_ + 1) * total - 1) / range;
     if (cumulative >= total) cumulative = total - 1;  // only a corrupt state gets here
-    Narrow(low_ + cumulative * range / total, low_ - 1 + (cumulative + 1) * range / total);
+    Narrow(low_ + CoderDivision::Divide(cumulative * range, total),
+           low_ - 1 + CoderDivision::Divide((cumulative + 1) * range, total));
     return cumulative + 1;
 }
 

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "u3d/CoderDivision.h"
 #include "u3d/ContextManager.h"
 
 namespace Velmora::U3D {
@@ -140,7 +141,10 @@ private:
         uint32_t cumulative = 0;
         const uint32_t symbol = manager.FindSymbol(target, cumulative);
         const uint32_t frequency = manager.Frequency(symbol);
-        Narrow(low + cumulative * range / total, (cumulative + frequency) * range / total - 1 + low);
+        // Range is above 0x4000 and at most 0x10000 between symbols, so these dividends stay
+        // below 2^30.
+        Narrow(low + CoderDivision::Divide(cumulative * range, total),
+               CoderDivision::Divide((cumulative + frequency) * range, total) - 1 + low);
         manager.AddSymbol(symbol);
         return symbol;
     }
