@@ -7,11 +7,13 @@
 
 #include "camera_fake_scene.h"
 #include "rendering/CameraController.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 41;
 
@@ -46,7 +48,7 @@ TEST_F(ControllerFixture, SceneSetActivatesDefaultCameraAndMakesHiddenOverlay) {
     ASSERT_TRUE(Attach());
     ASSERT_TRUE(controller.HasActiveCamera());
     EXPECT_EQ(controller.GetActiveCamera().GetName(), kDefaultCameraName);
-    EXPECT_TRUE(capture.log->Has(3, "Active camera switched to '___DefaultCamera' [Ortho: FALSE]"));
+    EXPECT_TRUE(capture.Has("Active camera switched to '___DefaultCamera' [Ortho: FALSE]", 3));
     // The active camera wrote both matrices into the scene's block.
     EXPECT_GT(scene.viewWrites, 0);
     EXPECT_GT(scene.projectionWrites, 0);
@@ -60,36 +62,36 @@ TEST_F(ControllerFixture, SceneSetActivatesDefaultCameraAndMakesHiddenOverlay) {
 
 TEST_F(ControllerFixture, SceneSetRefusals) {
     EXPECT_FALSE(controller.OnSceneGraphSet(0));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::OnSceneGraphSet() - Invalid SceneHandle!"));
+    EXPECT_TRUE(capture.Has("CameraController::OnSceneGraphSet() - Invalid SceneHandle!", 1));
     EXPECT_FALSE(controller.OnSceneGraphSet(kHandle + 1));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::OnSceneGraphSet() - Invalid Scene!"));
+    EXPECT_TRUE(capture.Has("CameraController::OnSceneGraphSet() - Invalid Scene!", 1));
     ASSERT_TRUE(controller.OnSceneGraphSet(kHandle));
     EXPECT_FALSE(controller.OnSceneGraphSet(kHandle));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::OnSceneGraphSet() - CameraMap not empty!"));
+    EXPECT_TRUE(capture.Has("CameraController::OnSceneGraphSet() - CameraMap not empty!", 1));
 
     CameraController other;
     scene.failUI = true;
     EXPECT_FALSE(other.OnSceneGraphSet(kHandle));
-    EXPECT_TRUE(capture.log->Has(1, "Failed to create rotation sphere!"));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::OnSceneGraphSet() - Failed to create camera UI elements!"));
+    EXPECT_TRUE(capture.Has("Failed to create rotation sphere!", 1));
+    EXPECT_TRUE(capture.Has("CameraController::OnSceneGraphSet() - Failed to create camera UI elements!", 1));
 }
 
 TEST_F(ControllerFixture, SceneWithoutCamerasIsRefused) {
     scene.cameras.clear();
     EXPECT_FALSE(controller.OnSceneGraphSet(kHandle));
-    EXPECT_TRUE(capture.log->Has(1, "Cannot get cameras for scene!"));
+    EXPECT_TRUE(capture.Has("Cannot get cameras for scene!", 1));
 }
 
 TEST_F(ControllerFixture, DuplicateNameIsRefused) {
     ASSERT_TRUE(Attach());
     ASSERT_TRUE(controller.AddCamera(OrbitCamera("Front", {0, -10, 0}, {0, 0, 0})));
     EXPECT_FALSE(controller.AddCamera(OrbitCamera("Front", {0, -20, 0}, {0, 0, 0})));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::AddCamera - duplicate entry for camera 'Front'"));
+    EXPECT_TRUE(capture.Has("CameraController::AddCamera - duplicate entry for camera 'Front'", 1));
     // The first record stays.
     EXPECT_NEAR(controller.GetCameras().at("Front").GetEye()[1], -10.0f, 1e-6f);
     CameraInfo invalid;
     EXPECT_FALSE(controller.AddCamera(invalid));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::AddCamera - invalid camera info"));
+    EXPECT_TRUE(capture.Has("CameraController::AddCamera - invalid camera info", 1));
 }
 
 TEST_F(ControllerFixture, RescaleAndCentreApplyToEveryCamera) {
@@ -123,7 +125,7 @@ TEST_F(ControllerFixture, EditReplacesTheCameraInTheSceneFrame) {
     EXPECT_NEAR(side.GetEye()[1], 20.0f, 1e-5f);
     EXPECT_NEAR(side.GetEye()[2], 0.0f, 1e-5f);
     EXPECT_FALSE(controller.EditCamera(OrbitCamera("Nobody", {1, 0, 0}, {0, 0, 0})));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::EditCamera - cannot find camera 'Nobody'"));
+    EXPECT_TRUE(capture.Has("CameraController::EditCamera - cannot find camera 'Nobody'", 1));
 }
 
 TEST_F(ControllerFixture, ActivationByNameAndUnknownName) {
@@ -133,11 +135,11 @@ TEST_F(ControllerFixture, ActivationByNameAndUnknownName) {
     ortho.orthoViewHeightFactor = 0.1f;
     ASSERT_TRUE(controller.AddCamera(ortho));
     ASSERT_TRUE(controller.ActivateCamera("Top"));
-    EXPECT_TRUE(capture.log->Has(3, "Active camera switched to 'Top' [Ortho: TRUE]"));
+    EXPECT_TRUE(capture.Has("Active camera switched to 'Top' [Ortho: TRUE]", 3));
     EXPECT_FALSE(controller.GetCameras().at(kDefaultCameraName).IsActive());
     EXPECT_EQ(scene.projection, controller.GetActiveCamera().GetProjectionMatrix());
     EXPECT_FALSE(controller.ActivateCamera("Missing"));
-    EXPECT_TRUE(capture.log->Has(2, "Cannot activate camera 'Missing' - NOT FOUND"));
+    EXPECT_TRUE(capture.Has("Cannot activate camera 'Missing' - NOT FOUND", 2));
     EXPECT_EQ(controller.GetActiveCamera().GetName(), "Top");
 }
 
@@ -193,12 +195,12 @@ TEST_F(ControllerFixture, WalkCameraCarriesItsTargetAlong) {
 TEST_F(ControllerFixture, RemovalRefusals) {
     ASSERT_TRUE(Attach());
     EXPECT_FALSE(controller.RemoveCamera(kDefaultCameraName));
-    EXPECT_TRUE(capture.log->Has(2, "CameraController::RemoveCamera - Cannot remove default cameras!"));
+    EXPECT_TRUE(capture.Has("CameraController::RemoveCamera - Cannot remove default cameras!", 2));
     EXPECT_FALSE(controller.RemoveCamera("Other"));
-    EXPECT_TRUE(capture.log->Has(2, "CameraController::RemoveCamera - Cannot remove the only camera in the scene!"));
+    EXPECT_TRUE(capture.Has("CameraController::RemoveCamera - Cannot remove the only camera in the scene!", 2));
     ASSERT_TRUE(controller.AddCamera(OrbitCamera("A", {0, -10, 0}, {0, 0, 0})));
     EXPECT_FALSE(controller.RemoveCamera("Other"));
-    EXPECT_TRUE(capture.log->Has(2, "CameraController::RemoveCamera - Cannot remove camera 'Other' - NOT FOUND"));
+    EXPECT_TRUE(capture.Has("CameraController::RemoveCamera - Cannot remove camera 'Other' - NOT FOUND", 2));
 }
 
 TEST_F(ControllerFixture, NoActiveCameraGivesTheSafetyCamera) {
@@ -207,7 +209,7 @@ TEST_F(ControllerFixture, NoActiveCameraGivesTheSafetyCamera) {
     EXPECT_EQ(camera.GetType(), CameraType::Fixed);
     EXPECT_EQ(camera.GetViewportWidth(), 640u);
     EXPECT_EQ(camera.GetViewportHeight(), 360u);
-    EXPECT_TRUE(capture.log->Has(1, "SceneGraph::GetActiveCamera - NO ACTIVE CAMERA AVAILABLE"));
+    EXPECT_TRUE(capture.Has("SceneGraph::GetActiveCamera - NO ACTIVE CAMERA AVAILABLE", 1));
 }
 
 TEST_F(ControllerFixture, ViewportSetsSphereAndAspectCorrectedScale) {
@@ -218,7 +220,7 @@ TEST_F(ControllerFixture, ViewportSetsSphereAndAspectCorrectedScale) {
     EXPECT_FLOAT_EQ(scene.uiElements[0]->matrix[0], controller.GetCrosshairScaleX());
     EXPECT_FLOAT_EQ(scene.uiElements[0]->matrix[5], controller.GetCrosshairScaleY());
     EXPECT_FALSE(controller.OnViewportChanged({0, 0, 0, 10}));
-    EXPECT_TRUE(capture.log->Has(1, "CameraController::OnViewportChanged() - Invalid viewport"));
+    EXPECT_TRUE(capture.Has("CameraController::OnViewportChanged() - Invalid viewport", 1));
     // A tall viewport: the short side is now x.
     ASSERT_TRUE(controller.OnViewportChanged({0, 0, 300, 600}));
     EXPECT_FLOAT_EQ(controller.GetCrosshairScaleX(), 0.9f);
@@ -254,8 +256,8 @@ TEST(SceneCameraInit, ClippingIsBoundByTheGrid) {
     ASSERT_TRUE(camera.Init(info));
     EXPECT_FLOAT_EQ(camera.GetNearClip(), 0.001f);
     EXPECT_FLOAT_EQ(camera.GetFarClip(), 1000.0f);
-    EXPECT_TRUE(capture.log->Has(3, "SceneCamera adjusted near clipping distance from 0.000100 to 0.001000"));
-    EXPECT_TRUE(capture.log->Has(3, "SceneCamera adjusted far clipping distance from 5000.000000 to 1000.000000"));
+    EXPECT_TRUE(capture.Has("SceneCamera adjusted near clipping distance from 0.000100 to 0.001000", 3));
+    EXPECT_TRUE(capture.Has("SceneCamera adjusted far clipping distance from 5000.000000 to 1000.000000", 3));
     // A far plane not beyond the near plane is replaced as well.
     info.nearClip = 1.0f;
     info.farClip = 0.5f;
@@ -264,7 +266,7 @@ TEST(SceneCameraInit, ClippingIsBoundByTheGrid) {
 
     SceneCamera noGrid(kHandle, 0.0f);
     EXPECT_FALSE(noGrid.Init(info));
-    EXPECT_TRUE(capture.log->Has(1, "SceneCamera::Init: Invalid CameraInfo"));
+    EXPECT_TRUE(capture.Has("SceneCamera::Init: Invalid CameraInfo", 1));
 }
 
 TEST(SceneCameraInit, FarAwayCameraIsPulledInGradually) {
@@ -274,7 +276,7 @@ TEST(SceneCameraInit, FarAwayCameraIsPulledInGradually) {
     CameraInfo info = OrbitCamera("Far", {0, 0, 95}, {0, 0, 0});
     info.farClip = 100.0f;
     ASSERT_TRUE(camera.Init(info));
-    EXPECT_TRUE(capture.log->Has(2, "Camera 'Far' was too far away, automatically repositioned!"));
+    EXPECT_TRUE(capture.Has("Camera 'Far' was too far away, automatically repositioned!", 2));
     EXPECT_FLOAT_EQ(camera.GetDistance(), 95.0f);
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), 90.0f);
     camera.SetMovementScale(2.0f);
@@ -290,7 +292,7 @@ TEST(SceneCameraInit, MovementScaleHasAFloor) {
     SceneCamera camera(kHandle, 1.0f);
     camera.SetMovementScale(0.0f);
     EXPECT_FLOAT_EQ(camera.GetMovementScale(), 0.0001f);
-    EXPECT_TRUE(capture.log->Has(2, "SceneCamera::SetMovementScale - invalid scale 0.000"));
+    EXPECT_TRUE(capture.Has("SceneCamera::SetMovementScale - invalid scale 0.000", 2));
 }
 
 }  // namespace

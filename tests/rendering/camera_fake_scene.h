@@ -1,46 +1,21 @@
 #pragma once
 // A scene double for the camera and light tests: it answers both scene lookups for one
 // handle, records what the cameras write and draw, and holds a CPU-only LightManager.
-// Also a log capture for checking the exact messages.
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "rendering/CameraSceneLink.h"
 #include "rendering/LightManager.h"
 #include "rendering/LightSceneLink.h"
-#include "captured_log.h"
-#include "util/Logger.h"
 
 // Kept in their own namespace: other rendering suites of this program have helpers of
 // similar names.
 namespace kestrum_test::cam {
 
 using namespace Velmora::Rendering;
-
-using kestrum_test::CapturedLog;
-
-// Installs a capture for the lifetime of the object.
-struct LogCapture {
-    LogCapture() : log(std::make_shared<CapturedLog>()) {
-        auto& logger = Velmora::Utility::Logger::Instance();
-        previousStream = logger.Stream();
-        previousLevel = logger.MaxLevel();
-        logger.SetStream(log);
-        logger.SetMaxLevel(5);
-    }
-    ~LogCapture() {
-        auto& logger = Velmora::Utility::Logger::Instance();
-        logger.SetStream(previousStream);
-        logger.SetMaxLevel(previousLevel);
-    }
-    std::shared_ptr<CapturedLog> log;
-    std::shared_ptr<Velmora::Utility::LogStream> previousStream;
-    int32_t previousLevel = 2;
-};
 
 class FakeUIElement : public CameraUIElement {
 public:

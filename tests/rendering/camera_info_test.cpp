@@ -8,11 +8,13 @@
 #include "rendering/Arcball.h"
 #include "rendering/CameraInfo.h"
 #include "rendering/MathUtil.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 
 CameraInfo ValidInfo() {
     CameraInfo info;
@@ -25,7 +27,7 @@ TEST(CameraInfoValidation, DefaultsAreValidOnceNamed) {
     LogCapture capture;
     CameraInfo info;
     EXPECT_FALSE(info.IsValid());  // a record without a name is not a camera
-    EXPECT_TRUE(capture.log->Has(1, "CameraInfo: Invalid name"));
+    EXPECT_TRUE(capture.Has("CameraInfo: Invalid name", 1));
     info.name = "A";
     EXPECT_TRUE(info.IsValid());
 }
@@ -51,7 +53,7 @@ TEST(CameraInfoValidation, EachFaultHasItsMessage) {
         CameraInfo info = ValidInfo();
         c.spoil(info);
         EXPECT_FALSE(info.IsValid()) << c.message;
-        EXPECT_TRUE(capture.log->Has(1, c.message)) << c.message;
+        EXPECT_TRUE(capture.Has(c.message, 1)) << c.message;
     }
 }
 

@@ -6,11 +6,13 @@
 #include "camera_fake_scene.h"
 #include "host/windowing/InputHandler.h"
 #include "rendering/CameraInputTarget.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 using Velmora::Windowing::InputHandler;
 
 constexpr SceneHandle kHandle = 45;

@@ -7,11 +7,13 @@
 
 #include "camera_fake_scene.h"
 #include "rendering/CameraController.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 42;
 constexpr uint32_t kWidth = 800;

@@ -1,9 +1,8 @@
 // The context layer on its own: drawables, activation and the driver text helpers.
 
-#include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
@@ -11,13 +10,12 @@
 #include "GLTestEnvironment.h"
 #include "rendering/GLVersion.h"
 #include "rendering/OpenGLContext.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using namespace Velmora::Rendering;
-using Velmora::Utility::LogStream;
-using Velmora::Utility::Logger;
+using Velmora::Test::LogCapture;
 
 TEST(GLVersionText, ParsesVersionStrings) {
     int32_t major = -1, minor = -1;
@@ -58,28 +56,23 @@ TEST(GLVersionText, NamesAntiAliasingModes) {
     EXPECT_EQ(AntiAliasingModeName(8, 0), "No AA");
 }
 
-class LastError : public LogStream {
-public:
-    void Write(int32_t level, const std::string& text) override {
-        if (level == 1) errors.push_back(text.substr(0, text.find_last_not_of('\n') + 1));
-    }
-    std::vector<std::string> errors;
-};
-
 class ContextTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        previous_ = Logger::Instance().Stream();
-        log_ = std::make_shared<LastError>();
-        Logger::Instance().SetStream(log_);
+        log_ = std::make_unique<LogCapture>();
         ASSERT_TRUE(kestrum_test::EnsureGLContext());
     }
-    void TearDown() override { Logger::Instance().SetStream(previous_); }
-    bool Logged(const std::string& text) const {
-        return std::find(log_->errors.begin(), log_->errors.end(), text) != log_->errors.end();
+    void TearDown() override { log_.reset(); }
+    // An error line that is exactly text.
+    bool Logged(const std::string& text) const { return log_->HasLine(text, 1); }
+    // The last error line, or nothing when none was logged.
+    std::optional<std::string> LastError() const {
+        const auto lines = log_->Lines();
+        for (auto line = lines.rbegin(); line != lines.rend(); ++line)
+            if (line->level == 1) return line->text;
+        return std::nullopt;
     }
-    std::shared_ptr<LastError> log_;
-    std::shared_ptr<LogStream> previous_;
+    std::unique_ptr<LogCapture> log_;
 };
 
 TEST_F(ContextTest, RefusesMissingDrawables) {
@@ -93,7 +86,7 @@ TEST_F(ContextTest, RefusesMissingDrawables) {
 
     // A drawable that never got its surface cannot be made current.
     DeviceContext unbound;
-    log_->errors.clear();
+    log_->Clear();
     EXPECT_FALSE(context.Activate(&unbound));
     EXPECT_TRUE(Logged("OpenGLContext - failed to activate, invalid data!"));
     EXPECT_EQ(context.CurrentDC(), context.SharedDC());
@@ -136,8 +129,9 @@ TEST_F(ContextTest, WindowDrawableNeedsAWindowSystem) {
     window.window = 0x1234;
     EXPECT_FALSE(context.CreateContextForWindow(&window));
     EXPECT_FALSE(window.bound);
-    ASSERT_FALSE(log_->errors.empty());
-    EXPECT_EQ(log_->errors.back().rfind("Failed to SetPixelFormat(): '", 0), 0u) << log_->errors.back();
+    const std::optional<std::string> error = LastError();
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->rfind("Failed to SetPixelFormat(): '", 0), 0u) << *error;
 }
 
 }  // namespace

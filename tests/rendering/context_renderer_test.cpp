@@ -1,7 +1,6 @@
 // Start-up of the renderer and its context on the machine's driver (Mesa's software
 // rasteriser here), and the renderer's bookkeeping: views, binding points, blend modes.
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,61 +13,27 @@
 #include "rendering/OpenGLContext.h"
 #include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using namespace Velmora::Rendering;
-using Velmora::Utility::LogStream;
-using Velmora::Utility::Logger;
+using Velmora::Test::LogCapture;
 
-class CapturedLog : public LogStream {
-public:
-    void Write(int32_t level, const std::string& text) override {
-        std::string line = text;
-        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
-        lines.push_back({level, line});
-    }
-    bool Has(int32_t level, const std::string& text) const {
-        return std::any_of(lines.begin(), lines.end(),
-                           [&](const auto& l) { return l.first == level && l.second == text; });
-    }
-    bool HasPrefix(int32_t level, const std::string& prefix) const {
-        return std::any_of(lines.begin(), lines.end(),
-                           [&](const auto& l) { return l.first == level && l.second.rfind(prefix, 0) == 0; });
-    }
-    size_t IndexOf(const std::string& text) const {
-        for (size_t i = 0; i < lines.size(); ++i)
-            if (lines[i].second == text) return i;
-        return lines.size();
-    }
-    std::vector<std::pair<int32_t, std::string>> lines;
-};
-
-// Installs a capturing stream at full verbosity for one test and puts the old one back.
+// Captures the log at full verbosity for one test. Several start-up messages are the start of
+// others ("... version 3.3 " and "... version 3.3 (or higher)"), so lines are matched whole.
 class RendererTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        previousStream_ = Logger::Instance().Stream();
-        previousLevel_ = Logger::Instance().MaxLevel();
-        log_ = std::make_shared<CapturedLog>();
-        Logger::Instance().SetStream(log_);
-        Logger::Instance().SetMaxLevel(5);
-    }
-    void TearDown() override {
-        Logger::Instance().SetStream(previousStream_);
-        Logger::Instance().SetMaxLevel(previousLevel_);
-    }
+    void SetUp() override { log_ = std::make_unique<LogCapture>(); }
+    void TearDown() override { log_.reset(); }
     // A renderer started afresh, so that its start-up lines are in the log.
     bool FreshInit(const RendererCreationInfo& info) {
         kestrum_test::ResetGLContext();
-        log_->lines.clear();
+        log_->Clear();
         return Renderer::Instance().Init(info);
     }
 
-    std::shared_ptr<CapturedLog> log_;
-    std::shared_ptr<LogStream> previousStream_;
-    int32_t previousLevel_ = 2;
+    std::unique_ptr<LogCapture> log_;
 };
 
 class FakeView : public RenderView {
@@ -90,18 +55,20 @@ private:
 TEST_F(RendererTest, StartsCoreContextAndFindsRequiredExtensions) {
     ASSERT_TRUE(FreshInit(RendererCreationInfo{}));
     EXPECT_TRUE(Renderer::Instance().IsInitialized());
-    EXPECT_TRUE(log_->Has(4, "Initializing renderer... "));
-    EXPECT_TRUE(log_->Has(3, "Trying to create OpenGL context for version 3.1 (or higher)"));
-    EXPECT_TRUE(log_->HasPrefix(3, "Available Max-Version: OpenGL "));
-    EXPECT_TRUE(log_->HasPrefix(3, "Version: "));
+    EXPECT_TRUE(log_->HasLine("Initializing renderer... ", 4));
+    EXPECT_TRUE(log_->HasLine("Trying to create OpenGL context for version 3.1 (or higher)", 3));
+    EXPECT_TRUE(log_->HasPrefix("Available Max-Version: OpenGL ", 3));
+    EXPECT_TRUE(log_->HasPrefix("Version: ", 3));
     for (const char* name : {"GL_ARB_texture_rectangle", "GL_ARB_framebuffer_object", "GL_ARB_vertex_array_object",
                              "GL_ARB_vertex_buffer_object", "GL_ARB_uniform_buffer_object",
                              "GL_EXT_texture_filter_anisotropic"}) {
-        EXPECT_TRUE(log_->Has(5, std::string("Found OpenGL extension: '") + name + "'")) << name;
+        EXPECT_TRUE(log_->HasLine(std::string("Found OpenGL extension: '") + name + "'", 5)) << name;
     }
-    EXPECT_TRUE(log_->Has(3, "Success:: Found all required extensisons"));
+    EXPECT_TRUE(log_->HasLine("Success:: Found all required extensisons", 3));
     // The extension check runs before the states are read.
-    EXPECT_LT(log_->IndexOf("Success:: Found all required extensisons"), log_->IndexOf("Initializing OpenGL states"));
+    const long extensions = log_->IndexOfLine("Success:: Found all required extensisons");
+    EXPECT_GE(extensions, 0);
+    EXPECT_LT(extensions, log_->IndexOfLine("Initializing OpenGL states"));
 
     // With "or higher" the context takes the highest version the driver has.
     const OpenGLContext& context = OpenGLContext::Instance();
@@ -122,11 +89,11 @@ TEST_F(RendererTest, StartsCoreContextAndFindsRequiredExtensions) {
 
     // Measured limits are logged and kept.
     EXPECT_GT(Renderer::Instance().MaxBindingPoints(), 0);
-    EXPECT_TRUE(log_->Has(3, "OpenGL max block binding points: " + std::to_string(Renderer::Instance().MaxBindingPoints())));
+    EXPECT_TRUE(log_->HasLine("OpenGL max block binding points: " + std::to_string(Renderer::Instance().MaxBindingPoints()), 3));
     EXPECT_GE(Renderer::Instance().MaxAnisotropy(), 1u);
-    EXPECT_TRUE(log_->Has(3, "OpenGL max anisotropy: " + std::to_string(Renderer::Instance().MaxAnisotropy())));
+    EXPECT_TRUE(log_->HasLine("OpenGL max anisotropy: " + std::to_string(Renderer::Instance().MaxAnisotropy()), 3));
     EXPECT_GT(Renderer::Instance().MaxTextureBufferSize(), 0);
-    EXPECT_TRUE(log_->Has(3, "OpenGL max TBO size: " + std::to_string(Renderer::Instance().MaxTextureBufferSize())));
+    EXPECT_TRUE(log_->HasLine("OpenGL max TBO size: " + std::to_string(Renderer::Instance().MaxTextureBufferSize()), 3));
 }
 
 TEST_F(RendererTest, RefusesVersionsBelowTheMinimum) {
@@ -134,14 +101,14 @@ TEST_F(RendererTest, RefusesVersionsBelowTheMinimum) {
     info.glMajor = 3;
     info.glMinor = 0;
     EXPECT_FALSE(FreshInit(info));
-    EXPECT_TRUE(log_->Has(1, "Minimum required OpenGL version is 3.1, request version: 3.0"));
+    EXPECT_TRUE(log_->HasLine("Minimum required OpenGL version is 3.1, request version: 3.0", 1));
     EXPECT_FALSE(Renderer::Instance().IsInitialized());
     EXPECT_FALSE(OpenGLContext::Instance().IsCreated());
 
     info.glMajor = 2;
     info.glMinor = 1;
     EXPECT_FALSE(FreshInit(info));
-    EXPECT_TRUE(log_->Has(1, "Minimum required OpenGL version is 3.1, request version: 2.1"));
+    EXPECT_TRUE(log_->HasLine("Minimum required OpenGL version is 3.1, request version: 2.1", 1));
 }
 
 TEST_F(RendererTest, ExplicitVersionIsKeptAndTooHighFailsCleanly) {
@@ -149,7 +116,7 @@ TEST_F(RendererTest, ExplicitVersionIsKeptAndTooHighFailsCleanly) {
     info.glMajor = 3;
     info.glMinor = 3;
     ASSERT_TRUE(FreshInit(info));
-    EXPECT_TRUE(log_->Has(3, "Trying to create OpenGL context for version 3.3 "));
+    EXPECT_TRUE(log_->HasLine("Trying to create OpenGL context for version 3.3 ", 3));
     EXPECT_EQ(Renderer::Instance().ContextMajor(), 3u);
     EXPECT_EQ(Renderer::Instance().ContextMinor(), 3u);
     GLint profile = 0;
@@ -159,8 +126,8 @@ TEST_F(RendererTest, ExplicitVersionIsKeptAndTooHighFailsCleanly) {
     info.glMajor = 9;
     info.glMinor = 7;
     EXPECT_FALSE(FreshInit(info));
-    EXPECT_TRUE(log_->Has(1, "Minimum requirement: OpenGL 9.7 -> ABORTING"));
-    EXPECT_TRUE(log_->Has(1, "Failed to initialize OpenGL context!"));
+    EXPECT_TRUE(log_->HasLine("Minimum requirement: OpenGL 9.7 -> ABORTING", 1));
+    EXPECT_TRUE(log_->HasLine("Failed to initialize OpenGL context!", 1));
     EXPECT_FALSE(OpenGLContext::Instance().IsCreated());
 
     // Nothing of the failed start stays behind: the next start works.
@@ -188,14 +155,14 @@ TEST_F(RendererTest, RestartsOnAnotherThread) {
 TEST_F(RendererTest, SecondInitIsRefusedAndShutdownReportsViewsLeft) {
     ASSERT_TRUE(kestrum_test::EnsureGLContext());
     EXPECT_FALSE(Renderer::Instance().Init(RendererCreationInfo{}));
-    EXPECT_TRUE(log_->Has(1, "Renderer already initialized..."));
+    EXPECT_TRUE(log_->HasLine("Renderer already initialized...", 1));
     EXPECT_TRUE(Renderer::Instance().IsInitialized());
 
     auto view = std::make_shared<FakeView>("left", nullptr);
     ASSERT_TRUE(Renderer::Instance().AddRenderView(view));
     Renderer::Instance().Shutdown();
-    EXPECT_TRUE(log_->Has(4, "Shutting down renderer"));
-    EXPECT_TRUE(log_->Has(1, "Not all renderviews have been released!"));
+    EXPECT_TRUE(log_->HasLine("Shutting down renderer", 4));
+    EXPECT_TRUE(log_->HasLine("Not all renderviews have been released!", 1));
     EXPECT_FALSE(Renderer::Instance().IsInitialized());
     EXPECT_FALSE(OpenGLContext::Instance().IsCreated());
     EXPECT_EQ(view.use_count(), 1);
@@ -211,14 +178,14 @@ TEST_F(RendererTest, BindingPointsAreSmallestFreeFirst) {
     renderer.ReleaseBlockBindingPoint(1);
     EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), 1);
 
-    log_->lines.clear();
+    log_->Clear();
     renderer.ReleaseBlockBindingPoint(renderer.MaxBindingPoints() + 5);
-    EXPECT_TRUE(log_->Has(1, "ReleaseBlockBindingPoint() with invalid binding point!"));
+    EXPECT_TRUE(log_->HasLine("ReleaseBlockBindingPoint() with invalid binding point!", 1));
 
     // Exhaustion is reported, and a release makes room again.
     for (int32_t i = 3; i < renderer.MaxBindingPoints(); ++i) EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), i);
     EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), -1);
-    EXPECT_TRUE(log_->Has(1, "GetAvailableUniformBlockBindingPoint() cannot find available binding point!"));
+    EXPECT_TRUE(log_->HasLine("GetAvailableUniformBlockBindingPoint() cannot find available binding point!", 1));
     renderer.ReleaseBlockBindingPoint(2);
     EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), 2);
     for (int32_t i = 0; i < renderer.MaxBindingPoints(); ++i) renderer.ReleaseBlockBindingPoint(i);
@@ -250,12 +217,10 @@ TEST_F(RendererTest, BlendModeSetsFunctionsAndSkipsRepeats) {
     renderer.SetBlendMode(4);
     EXPECT_EQ(blend(), (std::pair<GLint, GLint>(GL_DST_COLOR, GL_ZERO)));
 
-    log_->lines.clear();
+    log_->Clear();
     renderer.SetBlendMode(5);
     renderer.SetBlendMode(0);
-    EXPECT_EQ(std::count(log_->lines.begin(), log_->lines.end(),
-                         std::pair<int32_t, std::string>(1, "Renderer::SetBlendMode() - INVALID BLEND MODE!")),
-              2);
+    EXPECT_EQ(log_->CountLine("Renderer::SetBlendMode() - INVALID BLEND MODE!", 1), 2u);
     EXPECT_EQ(blend(), (std::pair<GLint, GLint>(GL_DST_COLOR, GL_ZERO)));
     renderer.SetBlendMode(3);
     EXPECT_EQ(blend(), (std::pair<GLint, GLint>(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA)));
@@ -267,14 +232,14 @@ TEST_F(RendererTest, AntiAliasingModesFollowMaxSamples) {
     GLint maxSamples = 0;
     glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
     EXPECT_EQ(Renderer::Instance().MaxSamples(), static_cast<uint32_t>(maxSamples));
-    EXPECT_TRUE(log_->Has(3, "OpenGL max samples: " + std::to_string(maxSamples)));
+    EXPECT_TRUE(log_->HasLine("OpenGL max samples: " + std::to_string(maxSamples), 3));
 
     std::vector<std::string> expected;
     for (int32_t s = 2; s <= maxSamples; s *= 2) expected.push_back(std::to_string(s) + "xMSAA");
     std::vector<std::string> names;
     for (const auto& mode : Renderer::Instance().GetAntiAliasingModes()) {
         names.push_back(mode.name);
-        EXPECT_TRUE(log_->Has(3, "Available FSAA Mode: " + mode.name));
+        EXPECT_TRUE(log_->HasLine("Available FSAA Mode: " + mode.name, 3));
     }
     if (OpenGLContext::Instance().Vendor() != GLVendor::Nvidia) {
         EXPECT_EQ(names, expected);
@@ -291,22 +256,24 @@ TEST_F(RendererTest, WindowAntiAliasingFallsBackInOrder) {
     RendererCreationInfo info;
     info.autoAntiAliasing = true;
     ASSERT_TRUE(FreshInit(info));
-    const size_t csaa = log_->IndexOf("CSAA not supported, or failed to initialize");
-    ASSERT_LT(csaa, log_->lines.size());
+    // A line that is not there has index -1.
+    const long csaa = log_->IndexOfLine("CSAA not supported, or failed to initialize");
+    ASSERT_GE(csaa, 0);
     const uint32_t samples = OpenGLContext::Instance().MsaaSamples();
     if (samples >= 2) {
-        EXPECT_GT(log_->IndexOf("Window anti-aliasing mode: " + std::to_string(samples) + "xMSAA"), csaa);
-        EXPECT_LT(log_->IndexOf("Window anti-aliasing mode: " + std::to_string(samples) + "xMSAA"), log_->lines.size());
+        const long mode = log_->IndexOfLine("Window anti-aliasing mode: " + std::to_string(samples) + "xMSAA");
+        EXPECT_GE(mode, 0);
+        EXPECT_GT(mode, csaa);
     } else {
-        EXPECT_GT(log_->IndexOf("MSAA not supported, or failed to initialize"), csaa);
-        EXPECT_LT(log_->IndexOf("Window anti-aliasing mode: NONE"), log_->lines.size());
+        EXPECT_GT(log_->IndexOfLine("MSAA not supported, or failed to initialize"), csaa);
+        EXPECT_GE(log_->IndexOfLine("Window anti-aliasing mode: NONE"), 0);
     }
     EXPECT_NE(OpenGLContext::Instance().PixelFormat(), 0);
 
     // Without any request only the plain configuration is looked for.
     ASSERT_TRUE(FreshInit(RendererCreationInfo{}));
-    EXPECT_FALSE(log_->Has(2, "CSAA not supported, or failed to initialize"));
-    EXPECT_TRUE(log_->Has(3, "Window anti-aliasing mode: NONE"));
+    EXPECT_FALSE(log_->HasLine("CSAA not supported, or failed to initialize", 2));
+    EXPECT_TRUE(log_->HasLine("Window anti-aliasing mode: NONE", 3));
     EXPECT_EQ(OpenGLContext::Instance().MsaaSamples(), 0u);
 }
 
@@ -319,18 +286,18 @@ TEST_F(RendererTest, ViewsAreListedOnceAndDrawnInOrder) {
     auto sameName = std::make_shared<FakeView>("A", &order);
 
     EXPECT_FALSE(renderer.AddRenderView(nullptr));
-    EXPECT_TRUE(log_->Has(1, "AddRenderView without a valid view!"));
+    EXPECT_TRUE(log_->HasLine("AddRenderView without a valid view!", 1));
     EXPECT_TRUE(renderer.AddRenderView(a));
     EXPECT_TRUE(renderer.AddRenderView(b));
     EXPECT_FALSE(renderer.AddRenderView(sameName));
-    EXPECT_TRUE(log_->Has(1, "AddRenderView - duplicate view 'A', will not be added!"));
+    EXPECT_TRUE(log_->HasLine("AddRenderView - duplicate view 'A', will not be added!", 1));
 
     renderer.RenderAllViews(1234);
     EXPECT_EQ(order, (std::vector<std::string>{"A", "B"}));
     EXPECT_EQ(b->lastTime, 1234u);
 
     renderer.RemoveRenderView(sameName);
-    EXPECT_TRUE(log_->Has(1, "RemoveRenderView trying to remove a non-existing view!"));
+    EXPECT_TRUE(log_->HasLine("RemoveRenderView trying to remove a non-existing view!", 1));
     renderer.RemoveRenderView(a);
     order.clear();
     renderer.RenderAllViews(1300);
@@ -346,10 +313,10 @@ TEST_F(RendererTest, VerticalSyncIsStoredAndLogged) {
     ASSERT_TRUE(renderer.AddRenderView(view));
     renderer.EnableVerticalSync(true);
     EXPECT_TRUE(renderer.VerticalSync());
-    EXPECT_TRUE(log_->Has(3, "VSync ENABLED"));
+    EXPECT_TRUE(log_->HasLine("VSync ENABLED", 3));
     renderer.EnableVerticalSync(false);
     EXPECT_FALSE(renderer.VerticalSync());
-    EXPECT_TRUE(log_->Has(3, "VSync DISABLED"));
+    EXPECT_TRUE(log_->HasLine("VSync DISABLED", 3));
     // Switching drawables for the swap interval leaves the shared drawable current.
     EXPECT_EQ(OpenGLContext::Instance().CurrentDC(), OpenGLContext::Instance().SharedDC());
     renderer.RemoveRenderView(view);

@@ -10,6 +10,7 @@
 
 #include "image_test_support.h"
 #include "rendering/Image.h"
+#include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
 using image_test::MakePattern;
@@ -188,7 +189,7 @@ TEST(ImageCodec, RefusesBadArguments) {
 // Hostile input: every prefix, flipped bytes, absurd sizes and noise. A result must be a
 // clean status, never a crash, hang or giant allocation (the sanitizer build checks leaks).
 TEST(ImageCodecHostile, TruncatedFilesFailCleanly) {
-    image_test::LogCapture quiet;  // the libraries' complaints go to the log only
+    Velmora::Test::LogCapture quiet;  // the libraries' complaints go to the log only
     const uint32_t w = 16, h = 12;
     const auto rgba = MakePattern(w, h, false);
     for (ImageFormat format : {ImageFormat::PNG, ImageFormat::TIFF}) {
@@ -219,7 +220,7 @@ TEST(ImageCodecHostile, TruncatedFilesFailCleanly) {
 }
 
 TEST(ImageCodecHostile, CorruptedBytesNeverCrash) {
-    image_test::LogCapture quiet;
+    Velmora::Test::LogCapture quiet;
     const uint32_t w = 16, h = 12;
     const auto rgba = MakePattern(w, h, false);
     std::mt19937 random(42);
@@ -251,7 +252,7 @@ TEST(ImageCodecHostile, CorruptedBytesNeverCrash) {
 }
 
 TEST(ImageCodecHostile, AbsurdSizesAreRefusedBeforeAllocation) {
-    image_test::LogCapture quiet;
+    Velmora::Test::LogCapture quiet;
     ImageBuffer image;
     // Within libpng's side limit but far past the pixel budget.
     auto png = MakePngHeader(30000, 30000);
@@ -269,7 +270,7 @@ TEST(ImageCodecHostile, AbsurdSizesAreRefusedBeforeAllocation) {
 }
 
 TEST(ImageCodecHostile, NoiseIsRejected) {
-    image_test::LogCapture quiet;
+    Velmora::Test::LogCapture quiet;
     std::mt19937 random(7);
     const uint8_t heads[][4] = {{0x89, 'P', 'N', 'G'}, {0xFF, 0xD8, 0xFF, 0xE0}, {'I', 'I', 42, 0}, {'M', 'M', 0, 42},
                                 {'B', 'M', 0, 0},      {'G', 'I', 'F', '8'},     {0, 0, 2, 0}};

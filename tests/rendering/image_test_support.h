@@ -1,64 +1,13 @@
 #pragma once
-// Helpers shared by the image, texture, mesh and material tests: a log capture and synthetic
-// pictures with structure in every channel (so a swapped channel or flipped row shows).
+// Helpers shared by the image, texture, mesh and material tests: synthetic pictures with
+// structure in every channel (so a swapped channel or flipped row shows).
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <mutex>
 #include <random>
-#include <string>
 #include <vector>
 
-#include "util/Logger.h"
-
 namespace image_test {
-
-// Collects every log line while alive; restores the previous stream and level afterwards.
-// (Own namespace: every test folder of this program has a capture of its own.)
-class LogCapture {
-public:
-    LogCapture() : previous_(Velmora::Utility::Logger::Instance().Stream()),
-                   previousLevel_(Velmora::Utility::Logger::Instance().MaxLevel()) {
-        stream_ = std::make_shared<Stream>();
-        Velmora::Utility::Logger::Instance().SetStream(stream_);
-        Velmora::Utility::Logger::Instance().SetMaxLevel(5);
-    }
-    ~LogCapture() {
-        Velmora::Utility::Logger::Instance().SetStream(previous_);
-        Velmora::Utility::Logger::Instance().SetMaxLevel(previousLevel_);
-    }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
-    // True when some line at this level contains text.
-    bool Contains(const std::string& text, int32_t level = -1) const {
-        std::lock_guard<std::mutex> lock(stream_->mutex);
-        for (const auto& [l, line] : stream_->lines)
-            if ((level < 0 || l == level) && line.find(text) != std::string::npos) return true;
-        return false;
-    }
-    size_t Count(const std::string& text) const {
-        std::lock_guard<std::mutex> lock(stream_->mutex);
-        size_t n = 0;
-        for (const auto& entry : stream_->lines)
-            if (entry.second.find(text) != std::string::npos) ++n;
-        return n;
-    }
-
-private:
-    struct Stream : Velmora::Utility::LogStream {
-        void Write(int32_t level, const std::string& text) override {
-            std::lock_guard<std::mutex> lock(mutex);
-            lines.emplace_back(level, text);
-        }
-        mutable std::mutex mutex;
-        std::vector<std::pair<int32_t, std::string>> lines;
-    };
-    std::shared_ptr<Stream> stream_;
-    std::shared_ptr<Velmora::Utility::LogStream> previous_;
-    int32_t previousLevel_;
-};
 
 // width x height RGBA pixels: gradients in R and G, a checker in B, alpha from a seeded noise
 // (or 255 when opaque).

@@ -8,11 +8,13 @@
 
 #include "camera_fake_scene.h"
 #include "rendering/LightManager.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 43;
 
@@ -50,24 +52,24 @@ TEST_F(LightFixture, DefaultBlock) {
 
 TEST_F(LightFixture, GammaRange) {
     EXPECT_FALSE(lights.SetGamma(0.9f));
-    EXPECT_TRUE(capture.log->Has(1, "LightManager::SetGamma( 0.90 ) - INVALID GAMMA VALUE!"));
+    EXPECT_TRUE(capture.Has("LightManager::SetGamma( 0.90 ) - INVALID GAMMA VALUE!", 1));
     EXPECT_FALSE(lights.SetGamma(5.1f));
-    EXPECT_TRUE(capture.log->Has(1, "LightManager::SetGamma( 5.10 ) - INVALID GAMMA VALUE!"));
+    EXPECT_TRUE(capture.Has("LightManager::SetGamma( 5.10 ) - INVALID GAMMA VALUE!", 1));
     EXPECT_FALSE(lights.SetGamma(NAN));
     EXPECT_FLOAT_EQ(lights.GetBlock().gamma, 1.4f);
     EXPECT_TRUE(lights.SetGamma(1.0f));
     EXPECT_TRUE(lights.SetGamma(5.0f));
     EXPECT_TRUE(lights.SetGamma(2.2f));
-    EXPECT_TRUE(capture.log->Has(4, "Gamma setting now 2.20"));
+    EXPECT_TRUE(capture.Has("Gamma setting now 2.20", 4));
     EXPECT_FLOAT_EQ(lights.GetBlock().gamma, 2.2f);
     lights.SetGammaEnabled(false);
-    EXPECT_TRUE(capture.log->Has(4, "Gamma now DISABLED"));
+    EXPECT_TRUE(capture.Has("Gamma now DISABLED", 4));
     EXPECT_EQ(lights.GetBlock().enableGamma, 0);
 }
 
 TEST_F(LightFixture, LightSlotsAndIndexLimit) {
     EXPECT_FALSE(lights.SetLightInfo(8, PointLight(1, 2, 3), true));
-    EXPECT_TRUE(capture.log->Has(2, "LightManager::SetLightInfo( 8 ) - INVALID INDEX"));
+    EXPECT_TRUE(capture.Has("LightManager::SetLightInfo( 8 ) - INVALID INDEX", 2));
     ASSERT_TRUE(lights.SetLightInfo(7, PointLight(1, 2, 3), true));
     EXPECT_EQ(lights.GetBlock().flags[7][0], 1);
     EXPECT_EQ(lights.GetBlock().light[7].position[2], 3.0f);
@@ -76,7 +78,7 @@ TEST_F(LightFixture, LightSlotsAndIndexLimit) {
     ASSERT_TRUE(lights.GetLightActive(7, active));
     EXPECT_FALSE(active);
     EXPECT_FALSE(lights.GetLightActive(9, active));
-    EXPECT_TRUE(capture.log->Has(2, "LightManager::GetLightActive( 9 ) - INVALID INDEX"));
+    EXPECT_TRUE(capture.Has("LightManager::GetLightActive( 9 ) - INVALID INDEX", 2));
 }
 
 TEST_F(LightFixture, MarkersShowTypeActivityAndPlace) {
@@ -166,14 +168,14 @@ TEST(LightManagerLifetime, UnfinishedShutdownIsReported) {
         LightManager lights(kHandle);
         lights.InitWithoutBuffer();
     }
-    EXPECT_TRUE(capture.log->Has(1, "LightManager instance was not shut down!"));
-    capture.log->Clear();
+    EXPECT_TRUE(capture.Has("LightManager instance was not shut down!", 1));
+    capture.Clear();
     {
         LightManager lights(kHandle);
         lights.InitWithoutBuffer();
         lights.Shutdown();
     }
-    EXPECT_FALSE(capture.log->Has(1, "LightManager instance was not shut down!"));
+    EXPECT_FALSE(capture.Has("LightManager instance was not shut down!", 1));
 }
 
 }  // namespace

@@ -10,11 +10,13 @@
 #include "camera_fake_scene.h"
 #include "rendering/CameraController.h"
 #include "rendering/LightingSchemeManager.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test {
 namespace {
 
 using namespace cam;
+using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 44;
 
@@ -43,10 +45,10 @@ TEST(LightingSchemeNames, RoundTripAndUnknowns) {
     }
     std::string name;
     EXPECT_FALSE(LightingSchemeManager::GetLightingSchemeName(14, name));
-    EXPECT_TRUE(capture.log->Has(1, "LightingSchemeManager::GetLightingSchemeName() - INVALID ID PROVIDED!"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager::GetLightingSchemeName() - INVALID ID PROVIDED!", 1));
     EXPECT_EQ(LightingSchemeManager::GetLightingSchemeFromName("cad"), LightingScheme::Invalid);
     EXPECT_TRUE(
-        capture.log->Has(1, "LightingSchemeManager::GetLightingSchemeFromName() - INVALID STRING PROVIDED!"));
+        capture.Has("LightingSchemeManager::GetLightingSchemeFromName() - INVALID STRING PROVIDED!", 1));
 }
 
 TEST_F(SchemeFixture, EveryFixedSchemeInstallsItsLightSet) {
@@ -111,7 +113,7 @@ TEST_F(SchemeFixture, NoneSwitchesLightingOff) {
     ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::None));
     EXPECT_EQ(scene.lights.GetBlock().enableLighting, 0);
     EXPECT_EQ(ActiveLights(), 0);
-    EXPECT_TRUE(capture.log->Has(4, "LightingSchemes::ActivateScheme('None') [0]"));
+    EXPECT_TRUE(capture.Has("LightingSchemes::ActivateScheme('None') [0]", 4));
 }
 
 TEST_F(SchemeFixture, GammaSurvivesASwitch) {
@@ -120,7 +122,7 @@ TEST_F(SchemeFixture, GammaSurvivesASwitch) {
     ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Day));
     EXPECT_FLOAT_EQ(scene.lights.GetBlock().gamma, 2.5f);
     EXPECT_EQ(scene.lights.GetBlock().enableGamma, 1);
-    EXPECT_TRUE(capture.log->Has(4, "Gamma now ENABLED"));
+    EXPECT_TRUE(capture.Has("Gamma now ENABLED", 4));
 }
 
 TEST_F(SchemeFixture, HeadlampFollowsTheCamera) {
@@ -172,18 +174,17 @@ TEST_F(SchemeFixture, MarkersAreNamedSizedAndReused) {
 TEST_F(SchemeFixture, MarkerFailuresStillInstallTheLights) {
     scene.failMarkers = true;
     ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Blue));
-    EXPECT_TRUE(capture.log->Has(1, "LightingSchemeManager: Unable to create light model for '__Light_Blue0'"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager: Unable to create light model for '__Light_Blue0'", 1));
     EXPECT_EQ(ActiveLights(), 3);
 }
 
 TEST_F(SchemeFixture, ArtworkNeedsStoredLights) {
     EXPECT_FALSE(schemes.ActivateScheme(LightingScheme::Artwork));
-    EXPECT_TRUE(capture.log->Has(2,
-                                 "LightingSchemeManager::ActivateScheme() - trying to change to 'Artwork' scheme, but "
-                                 "no lights were saved for that scheme!"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager::ActivateScheme() - trying to change to 'Artwork' scheme, but "
+                            "no lights were saved for that scheme!",
+                            2));
     EXPECT_FALSE(schemes.StoreCurrentAsArtwork());
-    EXPECT_TRUE(capture.log->Has(
-        1, "Failed to store current light as 'Artwork' light, because no valid lights available!"));
+    EXPECT_TRUE(capture.Has("Failed to store current light as 'Artwork' light, because no valid lights available!", 1));
     EXPECT_FALSE(schemes.HasArtwork());
     // Ambient light alone is enough.
     scene.lights.SetAmbient(true, {0.0f, 0.2f, 0.0f, 0.0f});
@@ -227,11 +228,11 @@ TEST(SchemeWithoutScene, IsRefused) {
     LogCapture capture;
     LightingSchemeManager schemes(999);
     EXPECT_FALSE(schemes.ActivateScheme(LightingScheme::Day));
-    EXPECT_TRUE(capture.log->Has(1, "LightingSchemeManager::ActivateScheme has no active scene!"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager::ActivateScheme has no active scene!", 1));
     EXPECT_FALSE(schemes.ActivateScheme(20));
-    EXPECT_TRUE(capture.log->Has(2, "LightingSchemeManager::ActivateScheme() - failed to get scheme name!"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager::ActivateScheme() - failed to get scheme name!", 2));
     EXPECT_FALSE(schemes.StoreCurrentAsArtwork());
-    EXPECT_TRUE(capture.log->Has(1, "LightingSchemeManager::StoreCurrentAsArtwork has no active scene!"));
+    EXPECT_TRUE(capture.Has("LightingSchemeManager::StoreCurrentAsArtwork has no active scene!", 1));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "GLTestEnvironment.h"
 #include "image_test_support.h"
 #include "rendering/MaterialManager.h"
+#include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
 
@@ -111,13 +112,13 @@ TEST_F(MaterialTest, DefaultRowComesFirst) {
 TEST_F(MaterialTest, NamesAreUniqueAndRowsNumberedInOrder) {
     MaterialManager manager(1);
     ASSERT_TRUE(manager.Init());
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(manager.AddMaterial("red", Distinct(1)), 1u);
     EXPECT_EQ(manager.AddMaterial("blue", Distinct(2)), 2u);
     EXPECT_EQ(manager.AddMaterial("red", Distinct(3)), 0u);
-    EXPECT_TRUE(log.Contains("Cannot add material 'red' - DUPLICATE!", 1));
+    EXPECT_TRUE(log.Has("Cannot add material 'red' - DUPLICATE!", 1));
     EXPECT_EQ(manager.AddMaterial("", Distinct(4)), 0u);
-    EXPECT_TRUE(log.Contains("Cannot add material with empty name!", 1));
+    EXPECT_TRUE(log.Has("Cannot add material with empty name!", 1));
     EXPECT_EQ(manager.AddMaterial("___DefaultMaterial", Distinct(5)), 0u);
     EXPECT_EQ(manager.GetMaterials().size(), 3u);
     EXPECT_EQ(manager.GetMaterials()[1].ambient[0], 1.0f);  // the first "red" stays
@@ -175,16 +176,16 @@ TEST_F(MaterialTest, RowsPastTheFixedBufferAreSkippedNotWritten) {
 }
 
 TEST_F(MaterialTest, ManagerLeftWithRowsSaysSo) {
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     {
         MaterialManager manager(1);
         ASSERT_TRUE(manager.Init());
         manager.Shutdown();
     }
-    EXPECT_FALSE(log.Contains("MaterialManager instance was not shut down!"));
+    EXPECT_FALSE(log.Has("MaterialManager instance was not shut down!"));
     {
         MaterialManager manager(1);
         ASSERT_TRUE(manager.Init());
     }
-    EXPECT_TRUE(log.Contains("MaterialManager instance was not shut down!", 1));
+    EXPECT_TRUE(log.Has("MaterialManager instance was not shut down!", 1));
 }

@@ -11,6 +11,7 @@
 #include "image_test_support.h"
 #include "rendering/Mesh.h"
 #include "rendering/MeshManager.h"
+#include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
 namespace VA = Velmora::Rendering::VertexAttribute;
@@ -106,14 +107,14 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
 TEST_F(MeshTest, ReadBackOfIndexedSubObjectWithFewerVerticesReportsTheSize) {
     auto mesh = Mesh::Create(Info("quad", PrimitiveType::Triangles, {{Vertices(4, VA::Position), Indices({0, 1, 2, 2, 1, 3}), VA::Position}}));
     ASSERT_NE(mesh, nullptr);
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(mesh->GetVertexDataForSubObject(0), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE", 1));
+    EXPECT_TRUE(log.Has("Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE", 1));
     auto indices = mesh->GetIndexDataForSubObject(0);
     ASSERT_NE(indices, nullptr);
     EXPECT_EQ(std::vector<uint32_t>(indices->Data(), indices->Data() + 6), (std::vector<uint32_t>{0, 1, 2, 2, 1, 3}));
     EXPECT_EQ(mesh->GetVertexDataForSubObject(1), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::GetVertexDataForSubObject() - INVALID OBJECT INDEX!", 1));
+    EXPECT_TRUE(log.Has("Mesh::GetVertexDataForSubObject() - INVALID OBJECT INDEX!", 1));
 }
 
 TEST_F(MeshTest, PrimitiveCountsFollowTheKind) {
@@ -125,9 +126,9 @@ TEST_F(MeshTest, PrimitiveCountsFollowTheKind) {
     EXPECT_EQ(points->GetNumberOfPrimitivesForSubObject(0), 7u);
     EXPECT_EQ(points->GetVertexDataForSubObject(0)->Count(), 7u);
     // Five line vertices make two lines; the fifth vertex is stored but not read back.
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(lines->GetVertexDataForSubObject(0), nullptr);
-    EXPECT_TRUE(log.Contains("UNEXPECTED VRAM BUFFER SIZE"));
+    EXPECT_TRUE(log.Has("UNEXPECTED VRAM BUFFER SIZE"));
 }
 
 TEST_F(MeshTest, BoundingBoxSpansEveryPositionOfEverySubObject) {
@@ -142,39 +143,39 @@ TEST_F(MeshTest, BoundingBoxSpansEveryPositionOfEverySubObject) {
     EXPECT_EQ(min, (Vec3{-1, -2, 0}));
     EXPECT_EQ(max, (Vec3{4, 5, 9}));
 
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     auto empty = Mesh::Create(Info("empty", PrimitiveType::Points, {{DataBuffer<float>::Create(0, 3), nullptr, VA::Position}}));
     ASSERT_NE(empty, nullptr);  // stands without a box
     EXPECT_FALSE(empty->GetBoundingBox(min, max));
-    EXPECT_TRUE(log.Contains("Cannot create bounding box for mesh 'empty'", 1));
+    EXPECT_TRUE(log.Has("Cannot create bounding box for mesh 'empty'", 1));
 }
 
 TEST_F(MeshTest, InvalidCreationInfoIsRefusedWithItsMessage) {
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     auto v = Vertices(3, VA::Position);
     EXPECT_EQ(Mesh::Create(Info("", PrimitiveType::Triangles, {{v, nullptr, VA::Position}})), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh - Invalid creation info", 1));
+    EXPECT_TRUE(log.Has("Mesh - Invalid creation info", 1));
     EXPECT_EQ(Mesh::Create(Info("none", PrimitiveType::Triangles, {})), nullptr);
     EXPECT_EQ(Mesh::Create(Info("zero", PrimitiveType::Triangles, {{v, nullptr, 0}})), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - invalid vertex attributes!", 1));
+    EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - invalid vertex attributes!", 1));
     // Rows narrower than the attribute word, or no vertex buffer at all.
     EXPECT_EQ(Mesh::Create(Info("narrow", PrimitiveType::Triangles, {{v, nullptr, VA::Position | VA::Normal}})), nullptr);
     EXPECT_EQ(Mesh::Create(Info("novertices", PrimitiveType::Triangles, {{nullptr, nullptr, VA::Position}})), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
+    EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
     // An index past the vertices would send the GPU outside the buffer.
     EXPECT_EQ(Mesh::Create(Info("far", PrimitiveType::Triangles, {{v, Indices({0, 1, 3}), VA::Position}})), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - index out of range!", 1));
+    EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - index out of range!", 1));
     EXPECT_EQ(log.Count("Failed to create/init Mesh instance"), 6u);
 }
 
 TEST_F(MeshTest, AccessorsOutOfRangeLogAndReturnZero) {
     auto mesh = Mesh::Create(Info("one", PrimitiveType::Triangles, {{Vertices(3, VA::Position), nullptr, VA::Position}}));
     ASSERT_NE(mesh, nullptr);
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(mesh->GetNumberOfPrimitivesForSubObject(1), 0u);
     EXPECT_EQ(mesh->GetVertexAttributes(5), 0u);
-    EXPECT_TRUE(log.Contains("Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!", 1));
-    EXPECT_TRUE(log.Contains("Mesh::GetVertexAttributes() - INVALID OBJECT INDEX!", 1));
+    EXPECT_TRUE(log.Has("Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!", 1));
+    EXPECT_TRUE(log.Has("Mesh::GetVertexAttributes() - INVALID OBJECT INDEX!", 1));
     EXPECT_FALSE(mesh->SetShaderForSubObject(1, nullptr));
     EXPECT_EQ(mesh->GetDrawInfo(1), nullptr);
 }
@@ -185,9 +186,9 @@ TEST_F(MeshTest, DrawWithTooFewShaderInfosDrawsNothing) {
     ASSERT_NE(mesh, nullptr);
     RenderInfo info;
     info.shaderInfos.resize(2);
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     mesh->Draw(info, 1.0f);
-    EXPECT_TRUE(log.Contains("Mismatching number of DrawInfos and RenderShaderInfos", 1));
+    EXPECT_TRUE(log.Has("Mismatching number of DrawInfos and RenderShaderInfos", 1));
     EXPECT_EQ(mesh->GetDrawInfo(0)->buildUpCurrent, 0u);  // untouched: no draw happened
 }
 
@@ -247,11 +248,11 @@ TEST_F(MeshTest, ManagerKeepsTheFirstMeshOfAName) {
     MeshManager manager(1);
     auto first = Mesh::Create(Info("m", PrimitiveType::Triangles, {{Vertices(3, VA::Position), nullptr, VA::Position}}));
     auto second = Mesh::Create(Info("m", PrimitiveType::Triangles, {{Vertices(6, VA::Position), nullptr, VA::Position}}));
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     manager.AddMesh("m", first);
     manager.AddMesh("m", second);
     manager.AddMesh("", second);
-    EXPECT_TRUE(log.Contains("MeshManager::AddMesh - cannot add mesh 'm' - DUPLICATE NAME", 1));
+    EXPECT_TRUE(log.Has("MeshManager::AddMesh - cannot add mesh 'm' - DUPLICATE NAME", 1));
     EXPECT_EQ(manager.GetMesh("m"), first);
     EXPECT_EQ(manager.GetMesh(""), nullptr);
     EXPECT_EQ(manager.GetMesh("other"), nullptr);
@@ -280,12 +281,12 @@ TEST_F(MeshTest, InstancedPrimitiveCountsMultiplyBySharedOwners) {
     EXPECT_EQ(t, 3u);
     manager.Shutdown();
 
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     {
         MeshManager leftOver(2);
         leftOver.AddMesh("x", models[0]);
     }
-    EXPECT_TRUE(log.Contains("MeshManager instance was not shut down!", 1));
+    EXPECT_TRUE(log.Has("MeshManager instance was not shut down!", 1));
 }
 
 // Drawing through the mesh's own VAO with a plain program: the index buffer must be part of

@@ -11,6 +11,7 @@
 #include "GLTestEnvironment.h"
 #include "image_test_support.h"
 #include "rendering/Mesh.h"
+#include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
 namespace VA = Velmora::Rendering::VertexAttribute;
@@ -109,9 +110,9 @@ TEST_F(MeshInPlaceTest, IndexedRowsWrittenInPlaceAreCheckedAgainstTheirCount) {
 
     const uint32_t bad[3] = {0, 1, 4};  // 4 is one past the written rows
     info.subObjects[0].indices = DataBuffer<uint32_t>::Create(3, 1, bad);
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(Mesh::Create(info, writeSquare), nullptr);
-    EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - index out of range!", 1));
+    EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - index out of range!", 1));
 }
 
 TEST_F(MeshInPlaceTest, AFailingWriterOrMissingRowsLeaveNoMesh) {
@@ -119,23 +120,23 @@ TEST_F(MeshInPlaceTest, AFailingWriterOrMissingRowsLeaveNoMesh) {
     info.name = "refused";
     info.subObjects.push_back(InPlace(VA::Position | VA::Normal, 3));
     {
-        image_test::LogCapture log;
+        Velmora::Test::LogCapture log;
         EXPECT_EQ(Mesh::Create(info, [](float* const*) { return false; }), nullptr);
-        EXPECT_TRUE(log.Contains("Failed to create/init Mesh instance", 1));
+        EXPECT_TRUE(log.Has("Failed to create/init Mesh instance", 1));
     }
     {
         // Without a writer a sub-object without rows is an error, as it always was.
-        image_test::LogCapture log;
+        Velmora::Test::LogCapture log;
         EXPECT_EQ(Mesh::Create(info), nullptr);
-        EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
+        EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
     }
     {
         // A row count whose buffer would pass 4 GiB is refused before any GL call.
         info.subObjects[0].vertexCount = 0xFFFFFFFFu;
-        image_test::LogCapture log;
+        Velmora::Test::LogCapture log;
         bool called = false;
         EXPECT_EQ(Mesh::Create(info, [&](float* const*) { return called = true; }), nullptr);
         EXPECT_FALSE(called);
-        EXPECT_TRUE(log.Contains("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
+        EXPECT_TRUE(log.Has("Mesh::CreateBaseObjects() - vertex data does not match attributes!", 1));
     }
 }

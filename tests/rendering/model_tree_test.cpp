@@ -77,7 +77,7 @@ TEST_F(ModelTree, ChildrenGoUnderANamedParentFoundDepthFirst) {
     EXPECT_EQ(root->CountChildren(), 3u);
 
     EXPECT_FALSE(root->AddChild(Make("orphan"), "nowhere"));
-    EXPECT_TRUE(log_->Has(1, "Cannot add child 'orphan' to 'root', no parent with name 'nowhere' found!"));
+    EXPECT_TRUE(log_->Has("Cannot add child 'orphan' to 'root', no parent with name 'nowhere' found!", 1));
 }
 
 TEST_F(ModelTree, SetMatrixDecomposesAndRebuildsTheMatrix) {
@@ -100,8 +100,8 @@ TEST_F(ModelTree, SetMatrixWithZeroColumnFallsBackToUnitScale) {
     auto model = Make("flat");
     const Mat4 m{2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 2, 3, 1};
     model->SetMatrix(m);
-    EXPECT_TRUE(log_->Has(1, "Model::SetMatrix() - INVALID MATRIX! (Model: flat)"));
-    EXPECT_TRUE(log_->Has(2, "Model::SetMatrix() - Falling back to identity matrix (Model: flat),"));
+    EXPECT_TRUE(log_->Has("Model::SetMatrix() - INVALID MATRIX! (Model: flat)", 1));
+    EXPECT_TRUE(log_->Has("Model::SetMatrix() - Falling back to identity matrix (Model: flat),", 2));
     EXPECT_EQ(model->GetScale(), (Vec3{1, 1, 1}));
     EXPECT_EQ(model->GetTranslation(), (Vec3{1, 2, 3}));
     EXPECT_EQ(model->GetRotation(), kIdentity4);
@@ -127,7 +127,7 @@ TEST_F(ModelTree, TextureAndMaterialSlotsAreBoundsChecked) {
     auto model = Make("m");
     const RenderShaderInfo before = model->GetRenderInfo().shaderInfos[0];
     model->SetTexture(0, 8, 1234);
-    EXPECT_TRUE(log_->Has(1, "Model::SetTexture() - INVALID shaderIdx or textureLayer"));
+    EXPECT_TRUE(log_->Has("Model::SetTexture() - INVALID shaderIdx or textureLayer", 1));
     model->SetTexture(1, 0, 1234);
     EXPECT_EQ(log_->Count("Model::SetTexture() - INVALID shaderIdx or textureLayer"), 2u);
     const RenderShaderInfo& after = model->GetRenderInfo().shaderInfos[0];
@@ -139,7 +139,7 @@ TEST_F(ModelTree, TextureAndMaterialSlotsAreBoundsChecked) {
     EXPECT_EQ(model->GetRenderInfo().shaderInfos[0].textureMask, 0x80u);
 
     model->SetMaterial(3, 1);
-    EXPECT_TRUE(log_->Has(1, "Model::SetMaterial() - Invalid shader index into RenderShaderInfos"));
+    EXPECT_TRUE(log_->Has("Model::SetMaterial() - Invalid shader index into RenderShaderInfos", 1));
     model->SetMaterial(0, 5);
     EXPECT_EQ(model->GetRenderInfo().shaderInfos[0].materialIndex, 5u);
 }
@@ -196,7 +196,7 @@ TEST_F(ModelTree, ChildrenBoundingBoxesFollowTheParentsCall) {
 TEST_F(ModelTree, InvalidBoxAddsNoHelpers) {
     auto model = Make("m");
     model->AddBoundingBoxAndAxis(SceneBoundingBox{});
-    EXPECT_TRUE(log_->Has(1, "Model::AddBoundingBoxAndAxis: Invalid bounding box"));
+    EXPECT_TRUE(log_->Has("Model::AddBoundingBoxAndAxis: Invalid bounding box", 1));
     EXPECT_EQ(model->GetBoundingBoxModel(), nullptr);
 }
 

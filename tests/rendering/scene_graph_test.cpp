@@ -45,7 +45,7 @@ TEST_F(SceneGraphTest, SizeRuleMovesOnlyTheExponent) {
         EXPECT_FLOAT_EQ(scene->GetRescaleFactor(), c.rescale);
         EXPECT_NEAR(scene->GetMaxDimension(), c.maxDimension, c.maxDimension * 1e-5f);
         EXPECT_NEAR(scene->GetGridSize(), c.grid, c.grid * 1e-5f);
-        EXPECT_EQ(log_->Has(3, "Scene dimensions outside allowed range, rescaled by a factor of"), c.rescale != 1.0f);
+        EXPECT_EQ(log_->Has("Scene dimensions outside allowed range, rescaled by a factor of", 3), c.rescale != 1.0f);
         // The model tree carries the rescale and the move of the centre to the origin.
         const Vec3 center = scene->GetCenter();
         EXPECT_NEAR(center[0], c.maxDimension * 0.5f, c.maxDimension * 1e-5f);
@@ -64,23 +64,23 @@ TEST_F(SceneGraphTest, GridRuleIsTheNextPowerOfTen) {
 
 TEST_F(SceneGraphTest, SceneMeasuresLogTheirFigures) {
     ASSERT_NE(BoxScene({-1, -2, -3}, {1, 2, 3}), 0u);
-    EXPECT_TRUE(log_->Has(3, "Scene BBox is now: (-1.00,-2.00,-3.00)(1.00,2.00,3.00)"));
-    EXPECT_TRUE(log_->Has(3, "Scene Dimensions calculated as: (2.000, 4.000, 6.000) -> max 6.0000"));
-    EXPECT_TRUE(log_->Has(3, "Scene Center calculated as: (0.000, 0.000, 0.000)"));
-    EXPECT_TRUE(log_->Has(3, "Actual world size: 6.0000, resulting grid size: 10.0000"));
+    EXPECT_TRUE(log_->Has("Scene BBox is now: (-1.00,-2.00,-3.00)(1.00,2.00,3.00)", 3));
+    EXPECT_TRUE(log_->Has("Scene Dimensions calculated as: (2.000, 4.000, 6.000) -> max 6.0000", 3));
+    EXPECT_TRUE(log_->Has("Scene Center calculated as: (0.000, 0.000, 0.000)", 3));
+    EXPECT_TRUE(log_->Has("Actual world size: 6.0000, resulting grid size: 10.0000", 3));
 }
 
 TEST_F(SceneGraphTest, AllZeroExtentsFailInit) {
     EXPECT_EQ(BoxScene({3, 3, 3}, {3, 3, 3}), 0u);
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::CalculateSceneDimensions - scene dimenions ZERO -> no geometry?"));
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::Init - Failed to calculate scene dimensions"));
+    EXPECT_TRUE(log_->Has("SceneGraph::CalculateSceneDimensions - scene dimenions ZERO -> no geometry?", 1));
+    EXPECT_TRUE(log_->Has("SceneGraph::Init - Failed to calculate scene dimensions", 1));
 }
 
 TEST_F(SceneGraphTest, InitWithoutTreeFails) {
     const SceneHandle handle = NewScene();
     SceneCreationInfo info;
     EXPECT_FALSE(Scene(handle)->Init(info));
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::Init - No model tree provided"));
+    EXPECT_TRUE(log_->Has("SceneGraph::Init - No model tree provided", 1));
 }
 
 TEST_F(SceneGraphTest, TreeHangsUnderRootBesideTheLights) {
@@ -155,10 +155,10 @@ TEST_F(SceneGraphTest, DuplicateDocumentCameraIsDroppedAndInitSucceeds) {
     info.modelTree = root;
     info.cameras = {a, b, invalid};
     ASSERT_TRUE(Scene(handle)->Init(info));
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::AddCamera - duplicate entry for camera 'Front'"));
-    EXPECT_TRUE(log_->Has(2, "SceneGraph::CreateSceneCameras - failed to add camera 'Front', this camera won't be available"));
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::AddCamera - invalid camera info"));
-    EXPECT_TRUE(log_->Has(2, "failed to add camera 'Broken'"));
+    EXPECT_TRUE(log_->Has("SceneGraph::AddCamera - duplicate entry for camera 'Front'", 1));
+    EXPECT_TRUE(log_->Has("SceneGraph::CreateSceneCameras - failed to add camera 'Front', this camera won't be available", 2));
+    EXPECT_TRUE(log_->Has("SceneGraph::AddCamera - invalid camera info", 1));
+    EXPECT_TRUE(log_->Has("failed to add camera 'Broken'", 2));
     const auto& cameras = Scene(handle)->GetCameras();
     ASSERT_EQ(cameras.size(), 2u);
     EXPECT_FLOAT_EQ(cameras.at("Front").eye[2], 5.0f);  // the first one stays
@@ -169,9 +169,9 @@ TEST_F(SceneGraphTest, LinkingTwiceWarnsAndSucceeds) {
     CaptureView view("twice", 16, 16);
     ASSERT_TRUE(view);
     EXPECT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
-    EXPECT_TRUE(log_->Has(3, "SceneManager::LinkSceneToRenderView - RenderView 'twice' successfully linked to scene"));
+    EXPECT_TRUE(log_->Has("SceneManager::LinkSceneToRenderView - RenderView 'twice' successfully linked to scene", 3));
     EXPECT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
-    EXPECT_TRUE(log_->Has(2, "SceneManager::LinkSceneToRenderView - RenderView 'twice' already linked to scene"));
+    EXPECT_TRUE(log_->Has("SceneManager::LinkSceneToRenderView - RenderView 'twice' already linked to scene", 2));
     EXPECT_EQ(SceneManager::Instance().GetReferenceCount(handle), 1u);
     EXPECT_EQ(view->GetSceneHandle(), handle);
 
@@ -193,17 +193,17 @@ TEST_F(SceneGraphTest, UnlinkingTheLastViewReleasesTheScene) {
     EXPECT_EQ(first->GetSceneHandle(), 0u);
     EXPECT_FALSE(first->HasScreenQuad());
     EXPECT_NE(Scene(handle), nullptr);
-    EXPECT_FALSE(log_->Has(3, "not referenced any more"));
+    EXPECT_FALSE(log_->Has("not referenced any more", 3));
 
     EXPECT_TRUE(SceneManager::Instance().UnlinkSceneFromRenderView(second.get()));
-    EXPECT_TRUE(log_->Has(3, "SceneManager::UnlinkSceneFromRenderView - RenderView 'second' successfully unlinked from scene"));
-    EXPECT_TRUE(log_->Has(3, "not referenced any more, will be released"));
+    EXPECT_TRUE(log_->Has("SceneManager::UnlinkSceneFromRenderView - RenderView 'second' successfully unlinked from scene", 3));
+    EXPECT_TRUE(log_->Has("not referenced any more, will be released", 3));
     EXPECT_EQ(Scene(handle), nullptr);
     EXPECT_TRUE(watch.expired());
     // A view without a scene has nothing to unlink, silently.
     log_->Clear();
     EXPECT_FALSE(SceneManager::Instance().UnlinkSceneFromRenderView(second.get()));
-    EXPECT_FALSE(log_->Has(1, "UnlinkSceneFromRenderView"));
+    EXPECT_FALSE(log_->Has("UnlinkSceneFromRenderView", 1));
     EXPECT_TRUE(kestrum_test::TakeGLError().empty());
 }
 
@@ -213,12 +213,12 @@ TEST_F(SceneGraphTest, ReleasingALinkedSceneWarnsAndLaterUnlinkIsInvalid) {
     ASSERT_TRUE(view);
     ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
     SceneManager::Instance().ReleaseScene(handle);
-    EXPECT_TRUE(log_->Has(1, "is being released but still referenced by 1 RenderViews!"));
+    EXPECT_TRUE(log_->Has("is being released but still referenced by 1 RenderViews!", 1));
     EXPECT_EQ(Scene(handle), nullptr);
     // The view still shows the handle; drawing it is harmless, unlinking reports the scene gone.
     view->Render(100);
     EXPECT_FALSE(SceneManager::Instance().UnlinkSceneFromRenderView(view.get()));
-    EXPECT_TRUE(log_->Has(1, "SceneManager::UnlinkSceneFromRenderView with invalid scene and/or renderView!"));
+    EXPECT_TRUE(log_->Has("SceneManager::UnlinkSceneFromRenderView with invalid scene and/or renderView!", 1));
     view->ClearSceneGraph();
 }
 
@@ -231,7 +231,7 @@ TEST_F(SceneGraphTest, RunningOutOfBlockBindingPointsFailsCreateScene) {
         if (handle == 0) break;
         made.push_back(last = handle);
     }
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::Init - Failed to init resource managers!"));
+    EXPECT_TRUE(log_->Has("SceneGraph::Init - Failed to init resource managers!", 1));
     EXPECT_LT(made.size(), 64u);
     for (SceneHandle handle : made) SceneManager::Instance().ReleaseScene(handle);
     // The failed attempt used up a handle; the points are free again.
@@ -262,7 +262,7 @@ TEST_F(SceneGraphTest, SetSceneGraphRefusesUnknownScenes) {
     CaptureView view("unknown", 16, 16);
     ASSERT_TRUE(view);
     EXPECT_FALSE(view->SetSceneGraph(987654));
-    EXPECT_TRUE(log_->Has(1, "RenderView::SetSceneGraph - invalid scene!"));
+    EXPECT_TRUE(log_->Has("RenderView::SetSceneGraph - invalid scene!", 1));
     EXPECT_EQ(view->GetSceneHandle(), 0u);
 }
 
@@ -270,7 +270,7 @@ TEST_F(SceneGraphTest, LightModelsNeedANameAndALightTree) {
     const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
     auto scene = Scene(handle);
     EXPECT_FALSE(scene->AddLightModel(nullptr));
-    EXPECT_TRUE(log_->Has(1, "Failed to add model to light model tree"));
+    EXPECT_TRUE(log_->Has("Failed to add model to light model tree", 1));
     auto marker = InvisibleModel::Create(handle, "lamp");
     ASSERT_TRUE(scene->AddLightModel(marker));
     EXPECT_EQ(scene->FindLightModel("lamp"), marker);

@@ -85,7 +85,7 @@ TEST_F(SceneLighting, EveryNamedSchemeActivatesAndChangesThePicture) {
         SCOPED_TRACE(name);
         ASSERT_TRUE(Schemes().ActivateScheme(id));
         EXPECT_EQ(Schemes().GetActiveScheme(), id);
-        EXPECT_TRUE(log_->Has(4, "LightingSchemes::ActivateScheme('" + name + "')"));
+        EXPECT_TRUE(log_->Has("LightingSchemes::ActivateScheme('" + name + "')", 4));
         pictures.push_back(Shot());
     }
     // Twelve different pictures.
@@ -124,7 +124,7 @@ TEST_F(SceneLighting, EveryNamedSchemeActivatesAndChangesThePicture) {
 
 TEST_F(SceneLighting, ArtworkWithoutStoredLightsIsRefused) {
     EXPECT_FALSE(Schemes().ActivateScheme(LightingScheme::Artwork));
-    EXPECT_TRUE(log_->Has(2, "trying to change to 'Artwork' scheme, but no lights were saved for that scheme!"));
+    EXPECT_TRUE(log_->Has("trying to change to 'Artwork' scheme, but no lights were saved for that scheme!", 2));
 }
 
 TEST_F(SceneLighting, SchemeMarkersHangInTheLightTree) {

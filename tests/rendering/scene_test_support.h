@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -20,14 +19,11 @@
 #include "rendering/RenderView.h"
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
-#include "captured_log.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace kestrum_test::scene {
 
 using namespace Velmora::Rendering;
-
-using kestrum_test::CapturedLog;
 
 // Rows of position, normal and diffuse colour.
 constexpr uint32_t kLitAttributes = VertexAttribute::Position | VertexAttribute::Normal | VertexAttribute::Diffuse;
@@ -224,21 +220,14 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(kestrum_test::EnsureGLContext());
         SceneManager::Instance();  // installs the scene lookups
-        log_ = std::make_shared<CapturedLog>();
-        auto& logger = Velmora::Utility::Logger::Instance();
-        previousStream_ = logger.Stream();
-        previousLevel_ = logger.MaxLevel();
-        logger.SetStream(log_);
-        logger.SetMaxLevel(5);
+        log_ = std::make_unique<Velmora::Test::LogCapture>();
     }
     void TearDown() override {
         kestrum_test::EnsureGLContext();
         for (SceneHandle handle : created_) SceneManager::Instance().ReleaseScene(handle);
         // Whatever a test did, it leaves no GL error behind for the next one.
         EXPECT_EQ(kestrum_test::TakeGLError(), "");
-        auto& logger = Velmora::Utility::Logger::Instance();
-        logger.SetStream(previousStream_);
-        logger.SetMaxLevel(previousLevel_);
+        log_.reset();
     }
 
     SceneHandle NewScene() {
@@ -264,9 +253,7 @@ protected:
 
     std::shared_ptr<SceneGraph> Scene(SceneHandle handle) { return SceneManager::Instance().GetScene(handle); }
 
-    std::shared_ptr<CapturedLog> log_;
-    std::shared_ptr<Velmora::Utility::LogStream> previousStream_;
-    int32_t previousLevel_ = 2;
+    std::unique_ptr<Velmora::Test::LogCapture> log_;
     std::vector<SceneHandle> created_;
 };
 

@@ -7,12 +7,13 @@
 #include "rendering/shaders/ShaderManager2.h"
 #include "rendering/shaders/ShaderSourceGenerator.h"
 #include "shader_test_support.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using namespace Velmora::Rendering;
 using kestrum_test::FakeScenes;
-using kestrum_test::LogCapture;
+using Velmora::Test::LogCapture;
 
 constexpr uint32_t kPos = VertexAttribute::Position;
 constexpr uint32_t kNormal = VertexAttribute::Normal;

@@ -14,6 +14,7 @@
 #include "image_test_support.h"
 #include "rendering/Texture.h"
 #include "rendering/TextureManager.h"
+#include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
 using image_test::MakePattern;
@@ -166,10 +167,10 @@ TEST_F(TextureTest, FilesAreReadByContentAndMissingOnesAreLogged) {
     auto data = texture->GetTextureDataFromGPU();
     EXPECT_EQ(Pixels(*data), ToTextureLayout(rgba, w, h));
 
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     EXPECT_EQ(Texture::CreateFromFile("", TextureCreationInfo{}), nullptr);
     EXPECT_EQ(Texture::CreateFromFile("/nonexistent/a.png", TextureCreationInfo{}), nullptr);
-    EXPECT_TRUE(log.Contains("Texture::CreateFromFile() - failed to load '/nonexistent/a.png' (Error: 'File Not Found')", 1));
+    EXPECT_TRUE(log.Has("Texture::CreateFromFile() - failed to load '/nonexistent/a.png' (Error: 'File Not Found')", 1));
 }
 
 TEST_F(TextureTest, WrittenFilesGetTheFormatExtensionAndStandUpright) {
@@ -212,7 +213,7 @@ TEST_F(TextureTest, MemoryEncodingMatchesTheGpuPixels) {
 }
 
 TEST_F(TextureTest, WritingWithoutPixelsFailsWithItsMessage) {
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     auto empty = TextureData::Create(4, 4, 16, 0);
     std::vector<uint8_t> bytes;
     EXPECT_FALSE(Texture::WriteToMemory(empty, ImageFormat::PNG, bytes));
@@ -224,11 +225,11 @@ TEST_F(TextureTest, WritingWithoutPixelsFailsWithItsMessage) {
     auto good = TextureData::Create(4, 4, 16, 64);
     EXPECT_FALSE(Texture::WriteToMemory(good, ImageFormat(7), bytes));  // no encoder
     EXPECT_FALSE(Texture::WriteToFile(good, ImageFormat::PNG, "/nonexistent/dir/shot"));
-    EXPECT_TRUE(log.Contains("Failed to write image!", 1));
+    EXPECT_TRUE(log.Has("Failed to write image!", 1));
 }
 
 TEST_F(TextureTest, HostileImageBytesFailCleanly) {
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     const auto png = Encode(ImageFormat::PNG, MakePattern(8, 8, false), 8, 8, true);
     for (size_t n : {size_t(1), size_t(8), size_t(30), png.size() / 2, png.size() - 1}) {
         std::vector<uint8_t> cut(png.begin(), png.begin() + long(n));
@@ -241,8 +242,8 @@ TEST_F(TextureTest, HostileImageBytesFailCleanly) {
     TextureCreationInfo shortPixels;
     shortPixels.data = TextureData::Create(8, 8, 32, 8 * 8 * 4 - 1);
     EXPECT_EQ(Texture::CreateFromTextureData(shortPixels), nullptr);
-    EXPECT_TRUE(log.Contains("Texture::CreateFromTextureData() - INVALID INPUT DATA!", 1));
-    EXPECT_TRUE(log.Contains("Texture::CreateFromImageData() - failed to decode image"));
+    EXPECT_TRUE(log.Has("Texture::CreateFromTextureData() - INVALID INPUT DATA!", 1));
+    EXPECT_TRUE(log.Has("Texture::CreateFromImageData() - failed to decode image"));
 }
 
 TEST_F(TextureTest, ManagerKeepsNamesAndIdsUniqueAndOwnsTheDefault) {
@@ -271,14 +272,14 @@ TEST_F(TextureTest, AnisotropyTakesPowersOfTwoUpToTheGpuLimit) {
     ASSERT_GE(max, 4.0f) << "the test needs a GPU with at least 4x anisotropy";
     TextureManager manager(1);
     ASSERT_TRUE(manager.Init());
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     manager.SetAnisotropy(3);
     EXPECT_EQ(manager.GetAnisotropy(), 1u);
     manager.SetAnisotropy(uint32_t(max) * 2);
     EXPECT_EQ(manager.GetAnisotropy(), 1u);
     manager.SetAnisotropy(4);
     EXPECT_EQ(manager.GetAnisotropy(), 4u);
-    EXPECT_TRUE(log.Contains("TextureManager: Anisotropic filtering set to 4", 3));
+    EXPECT_TRUE(log.Has("TextureManager: Anisotropic filtering set to 4", 3));
 
     auto readAnisotropy = [](uint32_t id) {
         GLfloat value = 0;
@@ -299,12 +300,12 @@ TEST_F(TextureTest, AnisotropyTakesPowersOfTwoUpToTheGpuLimit) {
 }
 
 TEST_F(TextureTest, ManagerLeftWithTexturesSaysSo) {
-    image_test::LogCapture log;
+    Velmora::Test::LogCapture log;
     {
         TextureManager manager(1);
         ASSERT_TRUE(manager.Init());
     }
-    EXPECT_TRUE(log.Contains("TextureManager instance was not shut down!", 1));
+    EXPECT_TRUE(log.Has("TextureManager instance was not shut down!", 1));
 }
 
 TEST_F(TextureTest, PaletteGifAndBmpFilesLoadAsBgraTextures) {

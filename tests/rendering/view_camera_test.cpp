@@ -48,7 +48,7 @@ protected:
 TEST_F(ViewCamera, DefaultCameraIsActiveAfterLinking) {
     ASSERT_TRUE(Controller().HasActiveCamera());
     EXPECT_EQ(Controller().GetActiveCamera().GetName(), kDefaultCameraName);
-    EXPECT_TRUE(log_->Has(3, "Active camera switched to '___DefaultCamera' [Ortho: FALSE]"));
+    EXPECT_TRUE(log_->Has("Active camera switched to '___DefaultCamera' [Ortho: FALSE]", 3));
 }
 
 TEST_F(ViewCamera, OrthographicAndPerspectiveGiveDifferentPictures) {
@@ -60,7 +60,7 @@ TEST_F(ViewCamera, OrthographicAndPerspectiveGiveDifferentPictures) {
     ortho.orthoViewHeightFactor = 0.02f;  // 200 pixels high: a view four units high
     ASSERT_TRUE(Controller().AddCamera(ortho));
     ASSERT_TRUE(Controller().ActivateCamera("ortho"));
-    EXPECT_TRUE(log_->Has(3, "Active camera switched to 'ortho' [Ortho: TRUE]"));
+    EXPECT_TRUE(log_->Has("Active camera switched to 'ortho' [Ortho: TRUE]", 3));
     const Picture orthographic = Shot();
 
     EXPECT_GT(perspective.CountDifferent(orthographic, 0), 1000u);
@@ -93,11 +93,11 @@ TEST_F(ViewCamera, DocumentCameraShowsTheSceneFromItsPlace) {
 TEST_F(ViewCamera, DuplicateCameraNameIsRefused) {
     ASSERT_TRUE(Controller().AddCamera(FrontCamera("mine")));
     EXPECT_FALSE(Controller().AddCamera(FrontCamera("mine")));
-    EXPECT_TRUE(log_->Has(1, "CameraController::AddCamera - duplicate entry for camera 'mine'"));
+    EXPECT_TRUE(log_->Has("CameraController::AddCamera - duplicate entry for camera 'mine'", 1));
     EXPECT_FALSE(Scene(handle_)->AddCamera(FrontCamera(kDefaultCameraName)));
-    EXPECT_TRUE(log_->Has(1, "SceneGraph::AddCamera - duplicate entry for camera '___DefaultCamera'"));
+    EXPECT_TRUE(log_->Has("SceneGraph::AddCamera - duplicate entry for camera '___DefaultCamera'", 1));
     EXPECT_FALSE(Controller().ActivateCamera("nobody"));
-    EXPECT_TRUE(log_->Has(2, "Cannot activate camera 'nobody' - NOT FOUND"));
+    EXPECT_TRUE(log_->Has("Cannot activate camera 'nobody' - NOT FOUND", 2));
 }
 
 TEST_F(ViewCamera, ArcballOrbitKeepsTheTargetCentred) {

@@ -36,11 +36,11 @@ TEST_F(ViewDescriptionTest, ViewWithoutMatrixOrViewNodeFails) {
     ASSERT_TRUE(Show(view, &handle));
     U3DSceneDescription d = Parse("/XN (Lost) /3DB [0 0 160 120]");
     EXPECT_FALSE(d.ApplyToScene(handle, true, view.get()));
-    EXPECT_TRUE(log_->Has(1, "Cannot find view node name, and also not using explicit matrix"));
+    EXPECT_TRUE(log_->Has("Cannot find view node name, and also not using explicit matrix", 1));
 
     U3DSceneDescription missing = Parse("/XN (V) /3DB [0 0 160 120] /MS /U3D /U3DPath (NoSuchCamera)");
     EXPECT_FALSE(missing.ApplyToScene(handle, true, view.get()));
-    EXPECT_TRUE(log_->Has(1, "U3DSceneDescription::ApplyToScene: Cannot find view node 'NoSuchCamera'"));
+    EXPECT_TRUE(log_->Has("U3DSceneDescription::ApplyToScene: Cannot find view node 'NoSuchCamera'", 1));
 }
 
 TEST_F(ViewDescriptionTest, SameViewTwiceLeavesOneCamera) {
@@ -87,7 +87,7 @@ TEST_F(ViewDescriptionTest, ProjectionScalingRules) {
     // 180 is out of the open range: the base camera's 45 degrees widened to the view's shape.
     U3DSceneDescription wide = Parse(head + "/P << /Subtype /P /FOV 180 /PS /H >>");
     ASSERT_TRUE(wide.ApplyToScene(handle, true, view.get()));
-    EXPECT_TRUE(log_->Has(2, "No projection dictionary, correcting FOV"));
+    EXPECT_TRUE(log_->Has("No projection dictionary, correcting FOV", 2));
     const float corrected = std::atan(200.0f / (100.0f / std::tan(45.0f * 0.017453292f))) * 57.295776f;
     EXPECT_NEAR(ActiveFov(view), corrected, 1e-3);
 }

@@ -42,14 +42,14 @@ TEST_F(ViewRender, CreateNeedsRunningRendererAndValidInfo) {
     info.name = "";
     info.window = 0x80000000u;
     EXPECT_EQ(RenderView::Create(info), nullptr);
-    EXPECT_TRUE(log_->Has(1, "Failed to initialize RenderView, invalid CreationInfo!"));
-    EXPECT_TRUE(log_->Has(1, "RenderView::Create: failed to initialize!"));
+    EXPECT_TRUE(log_->Has("Failed to initialize RenderView, invalid CreationInfo!", 1));
+    EXPECT_TRUE(log_->Has("RenderView::Create: failed to initialize!", 1));
 
     log_->Clear();
     info.name = "no window";
     info.window = 0x12345;  // no live window carries this handle
     EXPECT_EQ(RenderView::Create(info), nullptr);
-    EXPECT_TRUE(log_->Has(1, "No valid device context for window found, cannot create OpenGL context!"));
+    EXPECT_TRUE(log_->Has("No valid device context for window found, cannot create OpenGL context!", 1));
 }
 
 TEST_F(ViewRender, CreateRefusesWithoutRenderer) {
@@ -58,7 +58,7 @@ TEST_F(ViewRender, CreateRefusesWithoutRenderer) {
     info.name = "early";
     info.window = 0x80000000u;
     EXPECT_EQ(RenderView::Create(info), nullptr);
-    EXPECT_TRUE(log_->Has(1, "RenderView::Create: Renderer not initialized!"));
+    EXPECT_TRUE(log_->Has("RenderView::Create: Renderer not initialized!", 1));
     ASSERT_TRUE(kestrum_test::EnsureGLContext());
 }
 
@@ -105,7 +105,7 @@ TEST_F(ViewRender, FourSamplesMatchOneSampleExceptAtEdges) {
 
     ASSERT_TRUE(Renderer::Instance().SupportsAntiAliasingMode(4, 0));
     ASSERT_TRUE(view->SetFBOAAModeExplicitely(4, 0));
-    EXPECT_TRUE(log_->Has(3, "Renderer::SetFBOAAModeExplicitely switched to 0 coverage and 4 color samples"));
+    EXPECT_TRUE(log_->Has("Renderer::SetFBOAAModeExplicitely switched to 0 coverage and 4 color samples", 3));
     EXPECT_EQ(view->GetColorSamples(), 4u);
     EXPECT_NE(view->GetMultisampleFramebuffer(), 0u);
     ASSERT_TRUE(view.Capture(multi));
@@ -138,7 +138,7 @@ TEST_F(ViewRender, UnsupportedSampleModeIsRefusedAndKeepsTheOld) {
     CaptureView view("aa", 32, 32);
     ASSERT_TRUE(view);
     EXPECT_FALSE(view->SetFBOAAModeExplicitely(3, 0));
-    EXPECT_TRUE(log_->Has(1, "Renderer::SupportsFBOAAMode - unsupported CSAA mode"));
+    EXPECT_TRUE(log_->Has("Renderer::SupportsFBOAAMode - unsupported CSAA mode", 1));
     EXPECT_EQ(view->GetColorSamples(), 0u);
 }
 
@@ -173,7 +173,7 @@ TEST_F(ViewRender, ViewportChangeRecreatesTheFramebuffer) {
     ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
 
     EXPECT_FALSE(view->SetViewport({0, 0, 0, 50}));
-    EXPECT_TRUE(log_->Has(2, "Trying to set viewport to 0x50 - IGNORED!"));
+    EXPECT_TRUE(log_->Has("Trying to set viewport to 0x50 - IGNORED!", 2));
     EXPECT_EQ(view->GetWidth(), 64u);
 
     ASSERT_TRUE(view->SetViewport({0, 0, 200, 100}));
@@ -209,14 +209,14 @@ TEST_F(ViewRender, RenderToMemoryNeedsAVisibleScene) {
     std::vector<uint8_t> pixels;
     uint32_t size = 0;
     EXPECT_FALSE(view->RenderToMemory(pixels, size, false));
-    EXPECT_TRUE(log_->Has(1, "Cannot render scene to file, no scene loaded, or scene set invisible!"));
+    EXPECT_TRUE(log_->Has("Cannot render scene to file, no scene loaded, or scene set invisible!", 1));
 
     const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
     ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
     Scene(handle)->SetVisible(false);
     log_->Clear();
     EXPECT_FALSE(view->RenderToMemory(pixels, size, false));
-    EXPECT_TRUE(log_->Has(1, "Cannot render scene to file, no scene loaded, or scene set invisible!"));
+    EXPECT_TRUE(log_->Has("Cannot render scene to file, no scene loaded, or scene set invisible!", 1));
 }
 
 TEST_F(ViewRender, HiddenSceneKeepsThePreviousFrame) {
@@ -241,9 +241,9 @@ TEST_F(ViewRender, AnisotropyZeroMeansOneAndBadValuesAreRefused) {
     ASSERT_TRUE(view);
     EXPECT_TRUE(view->SetAnisotropy(0));
     EXPECT_EQ(view->GetAnisotropy(), 1u);
-    EXPECT_TRUE(log_->Has(3, "Anisotropic filtering set to 1"));
+    EXPECT_TRUE(log_->Has("Anisotropic filtering set to 1", 3));
     EXPECT_FALSE(view->SetAnisotropy(3));
-    EXPECT_TRUE(log_->Has(1, "RenderView::SetAnisotropy with invalid setting: 3"));
+    EXPECT_TRUE(log_->Has("RenderView::SetAnisotropy with invalid setting: 3", 1));
     const uint32_t tooMany = Renderer::Instance().MaxAnisotropy() * 2;
     EXPECT_FALSE(view->SetAnisotropy(tooMany));
     EXPECT_EQ(view->GetAnisotropy(), 1u);
@@ -337,7 +337,7 @@ TEST_F(ViewRender, ScreenshotOfNothingFailsAndStaysPending) {
     ASSERT_TRUE(view);
     view->Screenshot(::testing::TempDir() + "never.png", 1);
     view->Render(10);
-    EXPECT_TRUE(log_->Has(1, "Failed to render scene to file!"));
+    EXPECT_TRUE(log_->Has("Failed to render scene to file!", 1));
     EXPECT_TRUE(view->IsScreenshotPending());
 }
 
