@@ -1,6 +1,7 @@
 #include "u3d/AdjacencySet.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <new>
 
@@ -56,12 +57,17 @@ void IndexSet::Normalize() {
         items[count] = value;
         count += seen ^ 1u;
     }
-    for (size_t i = 1; i < count; ++i) {
+    // The distinct values are put in order by rank: a value's place is the number of values
+    // above it. Counting compares every pair, but without a branch that depends on the
+    // data, where an insertion sort of these few values mispredicts at almost every one.
+    std::array<uint32_t, 64> ordered;
+    for (size_t i = 0; i < count; ++i) {
         const uint32_t value = items[i];
-        size_t at = i;
-        for (; at > 0 && items[at - 1] < value; --at) items[at] = items[at - 1];
-        items[at] = value;
+        uint32_t rank = 0;
+        for (size_t j = 0; j < count; ++j) rank += items[j] > value;
+        ordered[rank] = value;
     }
+    std::copy_n(ordered.data(), count, items);
     items_.resize(count);
 }
 

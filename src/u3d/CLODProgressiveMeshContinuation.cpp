@@ -102,7 +102,20 @@ Vec3f Normalized(const Vec3f& v) {
 // given, not flipped), and a one-ulp difference in a running mean can move a later merge
 // across the 0.9999999 bound: flat, double-sided sheets then come out with normals of
 // other lengths.
-Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
+// The arc between `from` and b, d = cos(angle) in [0, 0.9999999], 0 < t < 1. Out of line:
+// the near-parallel and first-merge cases of Slerp are common and cheap, and stay inlined.
+[[gnu::noinline]] Vec3f SlerpArc(const Vec3f& from, const Vec3f& b, float d, float t) {
+    const float theta = std::acos(d);
+    const float inverseSin = 1.0f / std::sin(theta);
+    const float sinA = std::sin(t * theta);
+    // Halfway both weights take the same sine (1 - 0.5f is exactly 0.5f).
+    const float sinB = t == 0.5f ? sinA : std::sin((1.0f - t) * theta);
+    const float wa = sinA * inverseSin;
+    const float wb = sinB * inverseSin;
+    return {wa * from[0] + wb * b[0], wa * from[1] + wb * b[1], wa * from[2] + wb * b[2]};
+}
+
+inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
     float d = Dot(a, b);
     Vec3f from = a;
     if (d < 0.0f) {
@@ -114,11 +127,7 @@ Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
     // At t = 1 the weights are sin(theta)/sin(theta) and sin(0): the result is `from`. The
     // first merge into every cluster lands here, so the transcendental calls are skipped.
     if (t == 1.0f) return from;
-    const float theta = std::acos(d);
-    const float inverseSin = 1.0f / std::sin(theta);
-    const float wa = std::sin(t * theta) * inverseSin;
-    const float wb = std::sin((1.0f - t) * theta) * inverseSin;
-    return {wa * from[0] + wb * b[0], wa * from[1] + wb * b[1], wa * from[2] + wb * b[2]};
+    return SlerpArc(from, b, d, t);
 }
 
 // Decodes the updates of one block into one mesh. Scratch containers live as long as the
@@ -161,7 +170,7 @@ private:
     bool ReadNormalsAt(uint32_t position);
     void PredictNormals(const NormalJob& job);
     // Up to kSingleLanes positions that take one normal each, predicted side by side.
-    static constexpr size_t kSingleLanes = 4;
+    static constexpr size_t kSingleLanes = 8;
     void PredictSingleNormals(std::span<const NormalJob* const> jobs);
     // Stores the normal indices collected over the block in the face records.
     void StoreNormalCorners();
@@ -327,7 +336,11 @@ bool UpdateDecoder::Update() {
     // Nearly every position the rest of the update touches is a neighbour (thirds of new
     // faces, corners of moved faces, the normal step): their run records and then their
     // face lists are asked for early, with the symbol reads in between hiding the wait.
-    for (uint32_t p : neighbours_) adjacency_.PrefetchRun(p);
+    // Their set marks, which classifying the split faces reads, come along.
+    for (uint32_t p : neighbours_) {
+        adjacency_.PrefetchRun(p);
+        if (p < marks_.size()) __builtin_prefetch(marks_.data() + p, 1);
+    }
     haveSplitDiffuse_ = haveSplitSpecular_ = false;
     haveSplitTexCoords_ = 0;
 
