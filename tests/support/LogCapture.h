@@ -30,6 +30,9 @@ public:
         logger.SetStream(previous_);
         logger.SetMaxLevel(previousLevel_);
     }
+    // A copy would put the old stream back twice.
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<Line> Lines() const {
         std::lock_guard lock(stream_->mutex);
