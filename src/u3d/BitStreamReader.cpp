@@ -18,9 +18,17 @@ BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noComp
         // Five zero words behind the data: the coder looks up to 16 + underflow bits ahead.
         words_.assign((size_t(byteSize_) + 3) / 4 + 5, 0u);
         if (byteSize_) std::memcpy(words_.data(), data, byteSize_);
+        reversed_.resize(words_.size());
+        for (size_t i = 0; i < words_.size(); ++i) {
+            const uint32_t word = words_[i];
+            reversed_[i] = (uint32_t(kReverse8[word & 0xFF]) << 24) |
+                           (uint32_t(kReverse8[(word >> 8) & 0xFF]) << 16) |
+                           (uint32_t(kReverse8[(word >> 16) & 0xFF]) << 8) | kReverse8[word >> 24];
+        }
     } catch (const std::bad_alloc&) {
         Logger::Log(1, "BitStreamReader::AllocateDataBuffer() - OUT OF MEMORY!");
         words_.clear();
+        reversed_.clear();
         byteSize_ = 0;
     }
 }

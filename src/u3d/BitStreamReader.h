@@ -119,10 +119,22 @@ private:
     uint32_t PeekBits32Checked(uint64_t bitPosition) const;
     uint32_t ReadCodeBits() {
         // One bit, then the pending underflow bits are skipped, then 15 bits most
-        // significant first: the coder emits its interval bits from the top.
+        // significant first: the coder emits its interval bits from the top. In the
+        // bit-reversed copy of the stream, a pair of words read as one big-endian window
+        // holds the stream's bits in reading order from the top, so all of it is shifts.
+        // 1 + underflow + 15 bits fit in that window unless underflow is unusually long;
+        // the last word and that case take the plain path.
+        const uint64_t index = bitPosition_ >> 5;
+        if (index + 1 >= reversed_.size() || underflow_ > 16) return ReadCodeBitsChecked();
+        const uint64_t window = (uint64_t(reversed_[index]) << 32) | reversed_[index + 1];
+        const uint32_t offset = static_cast<uint32_t>(bitPosition_ & 31);
+        const uint32_t top = static_cast<uint32_t>(window >> (63 - offset)) & 1;
+        const uint32_t rest = static_cast<uint32_t>((window << (offset + 1 + underflow_)) >> 49);
+        return (top << 15) | rest;
+    }
+    uint32_t ReadCodeBitsChecked() const {
         const uint32_t window = PeekBits32(bitPosition_);
         const uint32_t top = window & 1;
-        // 1 + underflow + 15 bits fit in one 32-bit window unless underflow is unusually long.
         const uint32_t bits = underflow_ <= 16 ? window >> (1 + underflow_)
                                                : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
         const uint32_t rest = ((uint32_t(kReverse8[bits & 0xFF]) << 8) | kReverse8[(bits >> 8) & 0x7F]) >> 1;
@@ -164,11 +176,15 @@ private:
             underflow = 0;
         }
         // Underflow: low is 01..., high is 10...; drop the second bit of both, keep the top
-        // bits.
-        while ((low & 0x4000) && !(high & 0x4000)) {
-            low = (low << 1) & 0x7FFF;
-            high = ((high << 1) | 0x8001) & 0xFFFF;
-            ++underflow;
+        // bits, as often as the pattern repeats below the top bit. The repeats are the run
+        // of ones from bit 14 down in low & ~high, counted at once rather than bit by bit
+        // behind an unpredictable branch.
+        const uint32_t pattern = (low & ~high & 0x7FFF) << 17;
+        const uint32_t dropped = static_cast<uint32_t>(__builtin_clz(~pattern));  // at most 15
+        if (dropped) {
+            low = (low << dropped) & 0x7FFF;
+            high = ((high << dropped) | ((1u << dropped) - 1) | 0x8000) & 0xFFFF;
+            underflow += dropped;
         }
         low_ = low;
         high_ = high;
@@ -201,6 +217,7 @@ private:
 
     bool noCompression_ = false;
     std::vector<uint32_t> words_;  // data plus five zero words
+    std::vector<uint32_t> reversed_;  // words_ with the bits of each word reversed
     uint32_t byteSize_ = 0;
     uint64_t bitPosition_ = 0;
     uint32_t high_ = 0xFFFF;

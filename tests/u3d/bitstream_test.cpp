@@ -144,6 +144,25 @@ TEST(BitStream, RandomMixesRoundTrip) {
     }
 }
 
+// The middle symbol of a three-symbol context keeps the interval around its midpoint, so
+// each one adds underflow bits without settling them: runs longer than the decoder's fast
+// window of code bits, runs that end on an outer symbol, and runs cut off by plain values.
+TEST(BitStream, LongUnderflowRunsRoundTrip) {
+    for (uint32_t run : {1u, 5u, 9u, 10u, 11u, 12u, 20u, 40u}) {
+        SCOPED_TRACE(run);
+        std::vector<Item> items;
+        for (uint32_t repeat = 0; repeat < 3; ++repeat) {
+            for (uint32_t i = 0; i < run; ++i) items.push_back({Op::CU32, 1024 + 3, 1});
+            items.push_back({Op::CU32, 1024 + 3, repeat});
+            // Dynamic context learnt on its middle symbol, then held there.
+            for (uint32_t i = 0; i < run; ++i) items.push_back({Op::CU8, 9, i < 2 ? 0u : 1u});
+            items.push_back({Op::U16, 0, 0xA5C3u});
+        }
+        RoundTrip(items);
+        if (HasFatalFailure()) return;
+    }
+}
+
 TEST(BitStream, NoCompressionReadsEverythingPlain) {
     const std::vector<Item> items = RandomItems(99, 300);
     RoundTrip(items, true);
