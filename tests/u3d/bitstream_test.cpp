@@ -151,12 +151,19 @@ TEST(BitStream, LongUnderflowRunsRoundTrip) {
     for (uint32_t run : {1u, 5u, 9u, 10u, 11u, 12u, 20u, 40u}) {
         SCOPED_TRACE(run);
         std::vector<Item> items;
+        const auto add = [&](Op op, uint32_t context, uint64_t value) {
+            Item item;
+            item.op = op;
+            item.context = context;
+            item.value = value;
+            items.push_back(item);
+        };
         for (uint32_t repeat = 0; repeat < 3; ++repeat) {
-            for (uint32_t i = 0; i < run; ++i) items.push_back({Op::CU32, 1024 + 3, 1});
-            items.push_back({Op::CU32, 1024 + 3, repeat});
+            for (uint32_t i = 0; i < run; ++i) add(Op::CU32, 1024 + 3, 1);
+            add(Op::CU32, 1024 + 3, repeat);
             // Dynamic context learnt on its middle symbol, then held there.
-            for (uint32_t i = 0; i < run; ++i) items.push_back({Op::CU8, 9, i < 2 ? 0u : 1u});
-            items.push_back({Op::U16, 0, 0xA5C3u});
+            for (uint32_t i = 0; i < run; ++i) add(Op::CU8, 9, i < 2 ? 0u : 1u);
+            add(Op::U16, 0, 0xA5C3u);
         }
         RoundTrip(items);
         if (HasFatalFailure()) return;
