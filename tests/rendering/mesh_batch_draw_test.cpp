@@ -43,6 +43,19 @@ GLuint Compile(GLenum type, const char* source) {
     return shader;
 }
 
+// The test's own program reads the rows (position, colour), so the VAO is pointed at them.
+void PointVaoAtRows(const Mesh& mesh) {
+    const DrawInfo* draw = mesh.GetDrawInfo(0);
+    glBindVertexArray(draw->vao);
+    glBindBuffer(GL_ARRAY_BUFFER, draw->vbo);
+    glEnableVertexAttribArray(0);
+    glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 7 * sizeof(float), nullptr);
+    glEnableVertexAttribArray(1);
+    glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 7 * sizeof(float), reinterpret_cast<const void*>(3 * sizeof(float)));
+    glBindVertexArray(0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
 class MeshBatchDrawTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -128,16 +141,7 @@ protected:
         info.animateBuildUp = animated;
         auto mesh = Mesh::Create(info);
         if (!mesh) return nullptr;
-        // The test's own program reads the rows, so the VAO is pointed at them here.
-        const DrawInfo* draw = mesh->GetDrawInfo(0);
-        glBindVertexArray(draw->vao);
-        glBindBuffer(GL_ARRAY_BUFFER, draw->vbo);
-        glEnableVertexAttribArray(0);
-        glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 7 * sizeof(float), nullptr);
-        glEnableVertexAttribArray(1);
-        glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 7 * sizeof(float), reinterpret_cast<const void*>(3 * sizeof(float)));
-        glBindVertexArray(0);
-        glBindBuffer(GL_ARRAY_BUFFER, 0);
+        PointVaoAtRows(*mesh);
         return mesh;
     }
 
@@ -208,15 +212,7 @@ TEST_F(MeshBatchDrawTest, DroppingTheLastBatchChangesThePicture) {
     info.subObjects.push_back(sub);
     auto shorter = Mesh::Create(info);
     ASSERT_NE(shorter, nullptr);
-    const DrawInfo* draw = shorter->GetDrawInfo(0);
-    glBindVertexArray(draw->vao);
-    glBindBuffer(GL_ARRAY_BUFFER, draw->vbo);
-    glEnableVertexAttribArray(0);
-    glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 7 * sizeof(float), nullptr);
-    glEnableVertexAttribArray(1);
-    glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 7 * sizeof(float), reinterpret_cast<const void*>(3 * sizeof(float)));
-    glBindVertexArray(0);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    PointVaoAtRows(*shorter);
     EXPECT_FALSE(Render(*shorter, 0) == whole);
 }
 
