@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "GLTestEnvironment.h"
+#include "color_target.h"
 #include "image_test_support.h"
 #include "rendering/MaterialManager.h"
 #include "support/LogCapture.h"
@@ -51,14 +52,8 @@ protected:
         glUseProgram(program);
         glUniform1i(glGetUniformLocation(program, "materials"), MaterialManager::kTextureUnit);
 
-        // A complete framebuffer, even with rasterising off: the test context may have no surface.
-        GLuint fbo = 0, color = 0;
-        glGenFramebuffers(1, &fbo);
-        glGenRenderbuffers(1, &color);
-        glBindRenderbuffer(GL_RENDERBUFFER, color);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 1, 1);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, color);
+        // A complete framebuffer is needed even with rasterising off.
+        kestrum_test::ColorTarget target(1, 1);
 
         GLuint vao = 0, feedback = 0;
         glGenVertexArrays(1, &vao);
@@ -83,9 +78,6 @@ protected:
         glDeleteVertexArrays(1, &vao);
         glDeleteProgram(program);
         glDeleteShader(shader);
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        glDeleteFramebuffers(1, &fbo);
-        glDeleteRenderbuffers(1, &color);
         return out;
     }
 };

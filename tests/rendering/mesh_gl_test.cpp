@@ -5,9 +5,11 @@
 
 #include <epoxy/gl.h>
 
+#include <memory>
 #include <numeric>
 
 #include "GLTestEnvironment.h"
+#include "color_target.h"
 #include "image_test_support.h"
 #include "rendering/Mesh.h"
 #include "rendering/MeshManager.h"
@@ -193,14 +195,7 @@ TEST_F(MeshTest, DrawWithTooFewShaderInfosDrawsNothing) {
 }
 
 TEST_F(MeshTest, BuildUpGrowsByOneTriangleEveryIntervalAndFinishes) {
-    // Draw into a small off-screen target: the test context may have no window surface.
-    GLuint fbo = 0, color = 0;
-    glGenFramebuffers(1, &fbo);
-    glGenRenderbuffers(1, &color);
-    glBindRenderbuffer(GL_RENDERBUFFER, color);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 4, 4);
-    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
-    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, color);
+    kestrum_test::ColorTarget target(4, 4);
 
     auto mesh = Mesh::Create(Info("grow", PrimitiveType::Triangles, {{Vertices(12, VA::Position), nullptr, VA::Position}}, true));
     ASSERT_NE(mesh, nullptr);
@@ -224,10 +219,6 @@ TEST_F(MeshTest, BuildUpGrowsByOneTriangleEveryIntervalAndFinishes) {
     mesh->Draw(info, 0.5f);
     EXPECT_EQ(d->buildUpCurrent, 12u);
     EXPECT_EQ(mesh->GetBuildUpState(), Mesh::BuildUpFinished);
-
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glDeleteFramebuffers(1, &fbo);
-    glDeleteRenderbuffers(1, &color);
     kestrum_test::TakeGLError();  // drawing without a program is undefined but harmless here
 }
 
@@ -297,14 +288,8 @@ protected:
 
     void SetUp() override {
         MeshTest::SetUp();
-        glGenFramebuffers(1, &fbo_);
-        glGenRenderbuffers(1, &color_);
-        glBindRenderbuffer(GL_RENDERBUFFER, color_);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSize, kSize);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, color_);
-        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
-        glViewport(0, 0, kSize, kSize);
+        target_ = std::make_unique<kestrum_test::ColorTarget>(kSize, kSize);
+        ASSERT_TRUE(target_->Complete());
         glDisable(GL_DEPTH_TEST);
         glDisable(GL_CULL_FACE);
         glDisable(GL_BLEND);
@@ -328,9 +313,7 @@ protected:
     void TearDown() override {
         glUseProgram(0);
         glDeleteProgram(program_);
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        glDeleteFramebuffers(1, &fbo_);
-        glDeleteRenderbuffers(1, &color_);
+        target_.reset();
         MeshTest::TearDown();
     }
 
@@ -368,7 +351,8 @@ protected:
         glUseProgram(0);
     }
 
-    GLuint fbo_ = 0, color_ = 0, program_ = 0;
+    std::unique_ptr<kestrum_test::ColorTarget> target_;
+    GLuint program_ = 0;
 };
 
 TEST_F(MeshDrawTest, IndexedSubObjectDrawsThroughItsIndexBuffer) {

@@ -8,9 +8,11 @@
 #include <cstdio>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "GLTestEnvironment.h"
+#include "color_target.h"
 #include "rendering/Mesh.h"
 #include "rendering/shaders/DynamicShader.h"
 #include "rendering/shaders/ShaderManager2.h"
@@ -308,23 +310,15 @@ protected:
 
     void SetUp() override {
         ShaderProgramTest::SetUp();
-        glGenFramebuffers(1, &fbo_);
-        glGenRenderbuffers(1, &color_);
-        glBindRenderbuffer(GL_RENDERBUFFER, color_);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSize, kSize);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, color_);
-        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
-        glViewport(0, 0, kSize, kSize);
+        target_ = std::make_unique<kestrum_test::ColorTarget>(kSize, kSize);
+        ASSERT_TRUE(target_->Complete());
         glDisable(GL_DEPTH_TEST);
         glDisable(GL_CULL_FACE);
         glClearColor(0, 0, 0, 0);
         glClear(GL_COLOR_BUFFER_BIT);
     }
     void TearDown() override {
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        glDeleteFramebuffers(1, &fbo_);
-        glDeleteRenderbuffers(1, &color_);
+        target_.reset();
         for (GLuint buffer : buffers_) glDeleteBuffers(1, &buffer);
         for (GLuint texture : textures_) glDeleteTextures(1, &texture);
         ShaderProgramTest::TearDown();
@@ -380,7 +374,7 @@ protected:
         return texture;
     }
 
-    GLuint fbo_ = 0, color_ = 0;
+    std::unique_ptr<kestrum_test::ColorTarget> target_;
     std::vector<GLuint> buffers_, textures_;
 };
 
