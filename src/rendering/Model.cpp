@@ -35,14 +35,6 @@ Mat3 NormalMatrix(const Mat4& m) {
 
 Mat3 UpperLeft(const Mat4& m) { return {m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]}; }
 
-ShaderDescription HelperDescription(uint32_t attributes, uint32_t flags) {
-    ShaderDescription description;
-    description.vertexAttributes = attributes;
-    description.flags = flags;
-    description.blendMode = 3;
-    return description;
-}
-
 }  // namespace
 
 // ---- Model -------------------------------------------------------------------------------
@@ -77,14 +69,14 @@ bool Model::MakeHelpers(const SceneBoundingBox& box, bool addBox, bool boxVisibl
         auto mesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::BoundingBox);
         Mat4 matrix = M::Multiply(M::Translation(center), M::Scale(size));
         boundingBox_ = SimpleModel::Create(handle_, mesh, matrix, boxVisible,
-                                           HelperDescription(VertexAttribute::Position, 9));
+                                           ShaderDescription::ForHelper(VertexAttribute::Position, 9));
         if (boundingBox_) boundingBox_->SetMeshColor({0.4f, 0.0f, 0.0f, 1.0f});
     }
     if (addAxis) {
         auto mesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::Axis3D);
         Mat4 matrix = M::Multiply(M::Translation(center), M::Scale(M::Mul(size, 1.5f)));
         axis_ = SimpleModel::Create(handle_, mesh, matrix, axisVisible,
-                                    HelperDescription(VertexAttribute::Position | VertexAttribute::Diffuse, 1));
+                                    ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, 1));
     }
     return true;
 }

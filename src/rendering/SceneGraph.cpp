@@ -14,14 +14,6 @@ namespace M = MathUtil;
 
 namespace {
 
-ShaderDescription HelperDescription(uint32_t attributes, uint32_t flags) {
-    ShaderDescription description;
-    description.vertexAttributes = attributes;
-    description.flags = flags;
-    description.blendMode = 3;
-    return description;
-}
-
 // A camera overlay (rotation sphere, crosshair) drawn as a SimpleModel in clip space.
 class SimpleModelUIElement : public CameraUIElement {
 public:
@@ -175,14 +167,14 @@ bool SceneGraph::CreateHelperModels() {
     const uint32_t front = ShaderFlags::FrontFaces;
     auto axisMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::Axis3D);
     worldAxis_ = SimpleModel::Create(handle_, axisMesh, M::Identity4(), axisVisible_,
-                                     HelperDescription(VertexAttribute::Position | VertexAttribute::Diffuse, front));
+                                     ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, front));
     if (!worldAxis_) {
         Logger::Log(1, "Failed to create world axis!");
         return false;
     }
     worldAxis_->SetLocalMatrix(M::Scale({gridSize_ * 1.2f, gridSize_ * 1.2f, gridSize_ * 1.2f}));
 
-    const ShaderDescription gridDescription = HelperDescription(VertexAttribute::Position, front | ShaderFlags::MeshColor);
+    const ShaderDescription gridDescription = ShaderDescription::ForHelper(VertexAttribute::Position, front | ShaderFlags::MeshColor);
     const Mat4 gridMatrix = M::Scale({gridSize_, gridSize_, gridSize_});
     auto gridMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::GridXZ);
     worldGrid_ = SimpleModel::Create(handle_, gridMesh, gridMatrix, gridVisible_, gridDescription);
@@ -308,7 +300,7 @@ void SceneGraph::RenderPass(ScenePass pass, float time, float deltaTime) {
 std::shared_ptr<CameraUIElement> SceneGraph::CreateUIElement(uint32_t meshType, uint32_t shaderFlags, const Vec4& color) {
     auto mesh = SimpleMeshFactory::GetCreateMesh(handle_, meshType);
     if (!mesh) return nullptr;
-    ShaderDescription description = HelperDescription(mesh->GetVertexAttributes(0), shaderFlags);
+    ShaderDescription description = ShaderDescription::ForHelper(mesh->GetVertexAttributes(0), shaderFlags);
     auto model = SimpleModel::Create(handle_, mesh, M::Identity4(), false, description);
     if (!model) return nullptr;
     model->SetMeshColor(color);

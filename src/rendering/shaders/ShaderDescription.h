@@ -65,6 +65,16 @@ struct ShaderDescription {
         return layer < kMaxTextureLayers && (vertexAttributes & textureLayers & (1u << layer)) != 0;
     }
     uint32_t UsedLayers() const { return vertexAttributes & textureLayers & VertexAttribute::TexCoordMask; }
+
+    // What helper geometry (bounding boxes, axes, grid, light markers, camera overlays) draws
+    // with: no textures, blend mode 3.
+    static ShaderDescription ForHelper(uint32_t attributes, uint32_t flags) {
+        ShaderDescription description;
+        description.vertexAttributes = attributes;
+        description.flags = flags;
+        description.blendMode = 3;
+        return description;
+    }
 };
 
 static_assert(sizeof(ShaderDescription) == 31 * 4, "ShaderDescription is a 31-word record");
