@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "capture_library.h"
+#include "support/ScopedEnv.h"
 
 namespace {
 
@@ -169,25 +170,7 @@ TEST_F(CaptureExports, AFileThatCannotBeWrittenFailsTheCapture) {
     EXPECT_FALSE(Unload(a.handle, 300));
 }
 
-// Sets an environment variable for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old, hadOld_ = true;
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv() {
-        if (hadOld_)
-            setenv(name_, old_.c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    std::string old_;
-    bool hadOld_ = false;
-};
+using Velmora::Test::ScopedEnv;
 
 TEST_F(CaptureExports, EmptyTargetGetsAGeneratedNameBelowTheDataFolder) {
     TempFolder folder;

@@ -16,6 +16,7 @@
 #include "support/LogCapture.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderThread.h"
+#include "support/ScopedEnv.h"
 
 namespace {
 
@@ -214,29 +215,7 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
 
 namespace {
 
-// Sets an environment variable for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        const char* old = std::getenv(name);
-        if (old) old_ = old, hadOld_ = true;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~ScopedEnv() {
-        if (hadOld_)
-            setenv(name_, old_.c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    std::string old_;
-    bool hadOld_ = false;
-};
+using Velmora::Test::ScopedEnv;
 
 TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
     Velmora::Test::LogCapture capture;
