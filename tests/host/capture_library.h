@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "Kestrum.h"
+#include "support/ExportedLibrary.h"
 
 namespace KestrumCaptureTest {
 
@@ -42,84 +43,7 @@ inline std::vector<uint8_t> ReadBytes(const std::string& path) {
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// ---- the library ---------------------------------------------------------------------------
-
-class Library {
-public:
-    static Library& Get() {
-        static Library library;
-        return library;
-    }
-
-    bool Loaded() const { return handle_ != nullptr; }
-
-    Kestrum::KestrumFn_LoadCaptureScene LoadCaptureScene = nullptr;
-    Kestrum::KestrumFn_UnloadCaptureScene UnloadCaptureScene = nullptr;
-    Kestrum::KestrumFn_UnloadAllCaptureScenes UnloadAllCaptureScenes = nullptr;
-    Kestrum::KestrumFn_CaptureScene CaptureScene = nullptr;
-    Kestrum::KestrumFn_ExportScene ExportScene = nullptr;
-    Kestrum::KestrumFn_ShutdownRenderer ShutdownRenderer = nullptr;
-    Kestrum::KestrumFn_SetLogLevel SetLogLevel = nullptr;
-    Kestrum::KestrumFn_SetLoggingHook SetLoggingHook = nullptr;
-    Kestrum::KestrumFn_SetCompanyName SetCompanyName = nullptr;
-    Kestrum::KestrumFn_SetApplicationName SetApplicationName = nullptr;
-
-    // The hook is served every 50 ms; waits up to timeoutMs for the text.
-    bool LogSaw(const std::string& text, int timeoutMs = 2000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        do {
-            {
-                std::lock_guard<std::mutex> lock(logMutex_);
-                if (log_.find(text) != std::string::npos) return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        } while (std::chrono::steady_clock::now() < end);
-        return false;
-    }
-    // Lets the hook deliver what is queued, then clears the collected text.
-    void ClearLog() {
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        std::lock_guard<std::mutex> lock(logMutex_);
-        log_.clear();
-    }
-    std::string LogText() {
-        std::lock_guard<std::mutex> lock(logMutex_);
-        return log_;
-    }
-
-private:
-    Library() {
-        handle_ = dlopen(KESTRUM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (!handle_) return;
-        Resolve(LoadCaptureScene, "LoadCaptureScene");
-        Resolve(UnloadCaptureScene, "UnloadCaptureScene");
-        Resolve(UnloadAllCaptureScenes, "UnloadAllCaptureScenes");
-        Resolve(CaptureScene, "CaptureScene");
-        Resolve(ExportScene, "ExportScene");
-        Resolve(ShutdownRenderer, "ShutdownRenderer");
-        Resolve(SetLogLevel, "SetLogLevel");
-        Resolve(SetLoggingHook, "SetLoggingHook");
-        Resolve(SetCompanyName, "SetCompanyName");
-        Resolve(SetApplicationName, "SetApplicationName");
-        SetLoggingHook(this, &Library::Hook);
-        SetLogLevel(4);
-    }
-    template <typename F>
-    void Resolve(F& target, const char* name) {
-        target = reinterpret_cast<F>(dlsym(handle_, name));
-        if (!target) handle_ = nullptr;
-    }
-    static void Hook(void* self, int32_t, Kestrum::KestrumSystemString message) {
-        auto* library = static_cast<Library*>(self);
-        std::lock_guard<std::mutex> lock(library->logMutex_);
-        for (const char16_t* p = message; p && *p; ++p)
-            library->log_.push_back(*p < 128 ? static_cast<char>(*p) : '?');
-    }
-
-    void* handle_ = nullptr;
-    std::mutex logMutex_;
-    std::string log_;
-};
+using Library = Velmora::Test::ExportedLibrary;
 
 // ---- one answer at a time ------------------------------------------------------------------
 

@@ -23,6 +23,7 @@
 #include <X11/Xlib.h>
 
 #include "Kestrum.h"
+#include "support/ExportedLibrary.h"
 
 namespace {
 
@@ -42,100 +43,7 @@ bool WaitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
     return true;
 }
 
-// ---- the library, through its exports only ---------------------------------------------------
-
-class Library {
-public:
-    static Library& Get() {
-        static Library library;
-        return library;
-    }
-    bool Loaded() const { return handle_ != nullptr; }
-
-    KestrumFn_CreateRenderProxy CreateRenderProxy = nullptr;
-    KestrumFn_DestroyRenderProxy DestroyRenderProxy = nullptr;
-    KestrumFn_GetRenderProxyHwnd GetRenderProxyHwnd = nullptr;
-    KestrumFn_LoadScene LoadScene = nullptr;
-    KestrumFn_CloseScene CloseScene = nullptr;
-    KestrumFn_IsSceneLoaded IsSceneLoaded = nullptr;
-    KestrumFn_ActivateCamera ActivateCamera = nullptr;
-    KestrumFn_GetAvailableCameras GetAvailableCameras = nullptr;
-    KestrumFn_Screenshot Screenshot = nullptr;
-    KestrumFn_LoadViewInfoFromString LoadViewInfoFromString = nullptr;
-    KestrumFn_SetProperty_Bool SetProperty_Bool = nullptr;
-    KestrumFn_SetProperty_Int32 SetProperty_Int32 = nullptr;
-    KestrumFn_SetProperty_Int64 SetProperty_Int64 = nullptr;
-    KestrumFn_GetProperty_Bool GetProperty_Bool = nullptr;
-    KestrumFn_GetProperty_Int32 GetProperty_Int32 = nullptr;
-    KestrumFn_GetProperty_String GetProperty_String = nullptr;
-    KestrumFn_FreeSystemString FreeSystemString = nullptr;
-    KestrumFn_ShutdownRenderer ShutdownRenderer = nullptr;
-    KestrumFn_SetLogLevel SetLogLevel = nullptr;
-    KestrumFn_SetLoggingHook SetLoggingHook = nullptr;
-
-    // The hook is served every 50 ms.
-    bool LogSaw(const std::string& text, int timeoutMs = 2000) {
-        return WaitFor(
-            [&] {
-                std::lock_guard<std::mutex> lock(logMutex_);
-                return log_.find(text) != std::string::npos;
-            },
-            timeoutMs);
-    }
-    std::string Text() {
-        std::lock_guard<std::mutex> lock(logMutex_);
-        return log_;
-    }
-    void ClearLog() {
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        std::lock_guard<std::mutex> lock(logMutex_);
-        log_.clear();
-    }
-
-private:
-    Library() {
-        handle_ = dlopen(KESTRUM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (!handle_) return;
-        Resolve(CreateRenderProxy, "CreateRenderProxy");
-        Resolve(DestroyRenderProxy, "DestroyRenderProxy");
-        Resolve(GetRenderProxyHwnd, "GetRenderProxyHwnd");
-        Resolve(LoadScene, "LoadScene");
-        Resolve(CloseScene, "CloseScene");
-        Resolve(IsSceneLoaded, "IsSceneLoaded");
-        Resolve(ActivateCamera, "ActivateCamera");
-        Resolve(GetAvailableCameras, "GetAvailableCameras");
-        Resolve(Screenshot, "Screenshot");
-        Resolve(LoadViewInfoFromString, "LoadViewInfoFromString");
-        Resolve(SetProperty_Bool, "SetProperty_Bool");
-        Resolve(SetProperty_Int32, "SetProperty_Int32");
-        Resolve(SetProperty_Int64, "SetProperty_Int64");
-        Resolve(GetProperty_Bool, "GetProperty_Bool");
-        Resolve(GetProperty_Int32, "GetProperty_Int32");
-        Resolve(GetProperty_String, "GetProperty_String");
-        Resolve(FreeSystemString, "FreeSystemString");
-        Resolve(ShutdownRenderer, "ShutdownRenderer");
-        Resolve(SetLogLevel, "SetLogLevel");
-        Resolve(SetLoggingHook, "SetLoggingHook");
-        if (!handle_) return;
-        SetLoggingHook(this, &Library::Hook);
-        SetLogLevel(3);
-    }
-    template <typename F>
-    void Resolve(F& target, const char* name) {
-        if (!handle_) return;
-        target = reinterpret_cast<F>(dlsym(handle_, name));
-        if (!target) handle_ = nullptr;
-    }
-    static void Hook(void* self, int32_t, KestrumSystemString message) {
-        auto* library = static_cast<Library*>(self);
-        std::lock_guard<std::mutex> lock(library->logMutex_);
-        for (const char16_t* p = message; p && *p; ++p) library->log_.push_back(*p < 128 ? static_cast<char>(*p) : '?');
-    }
-
-    void* handle_ = nullptr;
-    std::mutex logMutex_;
-    std::string log_;
-};
+using Library = Velmora::Test::ExportedLibrary;
 
 // The render thread must stop before the process exits.
 class ShutdownEnvironment : public ::testing::Environment {
@@ -538,7 +446,7 @@ TEST_F(RenderProxyTest, ExternalViewFilesBesideTheSceneAreAdded) {
     LoadOptions options;
     options.viewFlags = KESTRUM_VIEW_LOAD_EXTERNAL_VIEWS;
     const Answer load = Load(scene, options);
-    ASSERT_EQ(load.success, 1) << lib.Text();
+    ASSERT_EQ(load.success, 1) << lib.LogText();
     EXPECT_TRUE(Contains(load.cameras, "Side [ViewFile]")) << ::testing::PrintToString(load.cameras);
     EXPECT_TRUE(lib.LogSaw("RenderProxy3D::LoadExternalViews: Failed to create scene description from '" + broken + "'"));
     // Without the flag the folder is not searched.
@@ -612,7 +520,7 @@ TEST_F(RenderProxyTest, ViewTextAddsAndActivatesACamera) {
     ResetAnswer();
     lib.LoadViewInfoFromString(0, proxy_, view.c_str(), 1, OnCamera);
     const Answer a = WaitAnswer();
-    ASSERT_EQ(a.success, 1) << (lib.LogSaw("ApplyToScene", 300), lib.Text());
+    ASSERT_EQ(a.success, 1) << (lib.LogSaw("ApplyToScene", 300), lib.LogText());
     EXPECT_EQ(a.active, "Side");
     EXPECT_TRUE(lib.LogSaw("RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description"));
     EXPECT_TRUE(Contains(Cameras().cameras, "Side"));
