@@ -36,7 +36,7 @@ void BM_LogPasses(benchmark::State& state) {
     StreamGuard guard(std::make_shared<NullStream>(), 3);
     int i = 0;
     for (auto _ : state) {
-        Logger::Log(2, "Mesh '%s' has %d vertices and %d faces", "Body_01", i, i * 2);
+        Logger::Log(LogLevel::Warning, "Mesh '%s' has %d vertices and %d faces", "Body_01", i, i * 2);
         ++i;
     }
 }
@@ -46,7 +46,7 @@ void BM_LogFiltered(benchmark::State& state) {
     StreamGuard guard(std::make_shared<NullStream>(), 2);
     int i = 0;
     for (auto _ : state) {
-        Logger::Log(4, "Mesh '%s' has %d vertices and %d faces", "Body_01", i, i * 2);
+        Logger::Log(LogLevel::Verbose, "Mesh '%s' has %d vertices and %d faces", "Body_01", i, i * 2);
         ++i;
     }
 }
@@ -56,7 +56,7 @@ void BM_LogFilteredNoStream(benchmark::State& state) {
     StreamGuard guard(nullptr, 5);
     int i = 0;
     for (auto _ : state) {
-        Logger::Log(1, "Mesh '%s' has %d vertices", "Body_01", ++i);
+        Logger::Log(LogLevel::Error, "Mesh '%s' has %d vertices", "Body_01", ++i);
     }
 }
 BENCHMARK(BM_LogFilteredNoStream);
@@ -65,7 +65,7 @@ void BM_LogFPasses(benchmark::State& state) {
     StreamGuard guard(std::make_shared<NullStream>(), 3);
     int i = 0;
     for (auto _ : state) {
-        Logger::LogF(2, "Mesh '{:s}' has {:d} vertices", "Body_01", ++i);
+        Logger::LogF(LogLevel::Warning, "Mesh '{:s}' has {:d} vertices", "Body_01", ++i);
     }
 }
 BENCHMARK(BM_LogFPasses);
@@ -74,7 +74,7 @@ void BM_LogFFiltered(benchmark::State& state) {
     StreamGuard guard(std::make_shared<NullStream>(), 2);
     int i = 0;
     for (auto _ : state) {
-        Logger::LogF(4, "Mesh '{:s}' has {:d} vertices", "Body_01", ++i);
+        Logger::LogF(LogLevel::Verbose, "Mesh '{:s}' has {:d} vertices", "Body_01", ++i);
     }
 }
 BENCHMARK(BM_LogFFiltered);
@@ -89,7 +89,7 @@ void BM_LogPassesDebuggingStreamToFile(benchmark::State& state) {
         StreamGuard guard(stream, 3);
         int i = 0;
         for (auto _ : state) {
-            Logger::Log(2, "Mesh '%s' has %d vertices", "Body_01", ++i);
+            Logger::Log(LogLevel::Warning, "Mesh '%s' has %d vertices", "Body_01", ++i);
         }
     }
     stream.reset();

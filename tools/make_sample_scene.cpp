@@ -16,14 +16,14 @@
 #include <string>
 #include <vector>
 
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 
 namespace {
 
-using Velmora::U3D::Test::BitStreamWriter;
-using Velmora::U3D::Test::FrameBlock;
-using Velmora::U3D::Test::ParentEntry;
-using Velmora::U3D::Test::U3DFileWriter;
+using U3DWriter::BitStreamWriter;
+using U3DWriter::FrameBlock;
+using U3DWriter::ParentEntry;
+using U3DWriter::U3DFileWriter;
 
 using Vec3 = std::array<float, 3>;
 using Bytes = std::vector<uint8_t>;

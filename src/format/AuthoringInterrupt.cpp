@@ -16,12 +16,12 @@ std::atomic<bool>& Flag() {
 bool AuthoringInterrupt::Interrupted() { return Flag().load(std::memory_order_relaxed); }
 
 void AuthoringInterrupt::Set() {
-    Utility::Logger::Log(2, "AuthoringInterrupt: Interrupt flag SET");
+    Utility::Logger::Log(Utility::LogLevel::Warning, "AuthoringInterrupt: Interrupt flag SET");
     Flag().store(true, std::memory_order_relaxed);
 }
 
 void AuthoringInterrupt::Reset() {
-    Utility::Logger::Log(2, "AuthoringInterrupt: Interrupt flag RESET");
+    Utility::Logger::Log(Utility::LogLevel::Warning, "AuthoringInterrupt: Interrupt flag RESET");
     Flag().store(false, std::memory_order_relaxed);
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "format/AuthoringProgress.h"
-#include "format/SimpleProfiler.h"
+#include "util/SimpleProfiler.h"
 
 namespace Velmora::FormatGlue {
 

@@ -7,6 +7,7 @@
 
 namespace Velmora::FormatGlue {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -24,7 +25,7 @@ void AuthoringProgress::Reset() {
 
 void AuthoringProgress::UpdateProgress(float increment) {
     if (!(increment > 0.0f)) {
-        Logger::Log(1, "AuthoringProgress::UpdateProgress() - Invalid progress increment!");
+        Logger::Log(LogLevel::Error, "AuthoringProgress::UpdateProgress() - Invalid progress increment!");
         return;
     }
     progress_ = std::min(progress_ + increment, 100.0f);

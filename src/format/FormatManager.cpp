@@ -8,6 +8,7 @@
 
 namespace Velmora::FormatGlue {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 std::shared_ptr<FormatBase> FormatManager::currentLoader_;
@@ -22,10 +23,10 @@ std::string Lower(std::string text) {
 
 void FormatBase::Interrupt() {
     if (!importing_) {
-        Logger::Log(2, "Interrupt flag ignored, currently not importing!");
+        Logger::Log(LogLevel::Warning, "Interrupt flag ignored, currently not importing!");
         return;
     }
-    Logger::Log(2, "Interrupt flag set for current import, ABORTING!");
+    Logger::Log(LogLevel::Warning, "Interrupt flag set for current import, ABORTING!");
     AuthoringInterrupt::Set();
 }
 
@@ -52,7 +53,7 @@ bool FormatManager::RegisterFormat(const FormatRecord& input) {
     std::string joined;
     for (const std::string& e : input.extensions) joined += (joined.empty() ? "" : ", ") + e;
     if (input.name.empty() || input.extensions.empty() || !input.format) {
-        Logger::LogF(1, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - INVALID DATA", joined,
+        Logger::LogF(LogLevel::Error, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - INVALID DATA", joined,
                      input.name);
         return false;
     }
@@ -60,7 +61,7 @@ bool FormatManager::RegisterFormat(const FormatRecord& input) {
     for (std::string& e : record.extensions) e = Lower(e);
     for (const std::string& e : record.extensions) {
         if (FindByExtension(e)) {
-            Logger::LogF(1, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - EXTENSION ALREADY REGISTERED",
+            Logger::LogF(LogLevel::Error, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - EXTENSION ALREADY REGISTERED",
                          joined, input.name);
             return false;
         }
@@ -72,7 +73,7 @@ bool FormatManager::RegisterFormat(const FormatRecord& input) {
 std::shared_ptr<FormatBase> FormatManager::GetSupportedLoader(const ImportDescriptor& descriptor) {
     if ((descriptor.kind == ImportDescriptor::File && descriptor.path.empty()) ||
         (descriptor.kind == ImportDescriptor::Memory && (descriptor.data == nullptr || descriptor.dataSize == 0))) {
-        Logger::Log(1, "FormatManager::GetSupportedLoader() with valid input data!");
+        Logger::Log(LogLevel::Error, "FormatManager::GetSupportedLoader() with valid input data!");
         return nullptr;
     }
     if (descriptor.kind == ImportDescriptor::File) {
@@ -90,7 +91,7 @@ std::shared_ptr<FormatBase> FormatManager::GetSupportedLoader(const ImportDescri
         if (record.format->CanLoad(descriptor)) return record.format;
     }
     if (fallback) return fallback->format;
-    Logger::Log(1, "FormatManager::GetSupportedLoader() - This file format is not supported!");
+    Logger::Log(LogLevel::Error, "FormatManager::GetSupportedLoader() - This file format is not supported!");
     return nullptr;
 }
 
@@ -107,7 +108,7 @@ uint32_t FormatManager::ImportScene(const ImportDescriptor& descriptor) {
 bool FormatManager::ExportScene(const ExportDescriptor& descriptor, ExportBuffer* buffer) {
     std::lock_guard lock(exportLock_);
     if (descriptor.sceneHandle == 0) {
-        Logger::Log(1, "ExportScene() - INVALID INPUT DATA!");
+        Logger::Log(LogLevel::Error, "ExportScene() - INVALID INPUT DATA!");
         return false;
     }
     const char* extension = descriptor.format == 1   ? ".u3d"
@@ -116,16 +117,16 @@ bool FormatManager::ExportScene(const ExportDescriptor& descriptor, ExportBuffer
                                                      : "";
     const FormatRecord* record = *extension ? FindByExtension(extension) : nullptr;
     if (!*extension || (record && !record->canExport)) {
-        Logger::Log(1, "ExportScene() - export to '%s' not supported", extension);
+        Logger::Log(LogLevel::Error, "ExportScene() - export to '%s' not supported", extension);
         return false;
     }
     if (!record) {
-        Logger::Log(1, "ExportScene() - cannot find exporter for '%s'", extension);
+        Logger::Log(LogLevel::Error, "ExportScene() - cannot find exporter for '%s'", extension);
         return false;
     }
     currentExporter_ = record->format;
     const bool ok = record->format->Export(descriptor, buffer);
-    if (!ok) Logger::Log(1, "ExportScene() - failed to export for '%s'", extension);
+    if (!ok) Logger::Log(LogLevel::Error, "ExportScene() - failed to export for '%s'", extension);
     currentExporter_.reset();
     return ok;
 }

@@ -8,6 +8,7 @@
 
 namespace Velmora::FormatGlue {
 
+using Utility::LogLevel;
 using Utility::Logger;
 using Tag = DictionaryValue::Tag;
 
@@ -47,7 +48,7 @@ const KeyTable& FindTable(const std::string& name) {
     const auto& tables = KeyTables();
     auto it = tables.find(name);
     if (it == tables.end()) {
-        Logger::Log(1, "Cannot find dictionary table for '%s'", name.c_str());
+        Logger::Log(LogLevel::Error, "Cannot find dictionary table for '%s'", name.c_str());
         return tables.find("__root")->second;
     }
     return it->second;
@@ -72,7 +73,7 @@ template <typename T>
 T LexicalNumber(std::string_view token) {
     T value{};
     if (!ParseNumber(token, &value)) {
-        Logger::LogF(1, "Bad lexical cast from '{:s}' - returning 0", token);
+        Logger::LogF(LogLevel::Error, "Bad lexical cast from '{:s}' - returning 0", token);
         return T{};
     }
     return value;
@@ -104,7 +105,7 @@ std::string FormatNumber(double value) { return fmt::format("{:.9g}", value); }
 
 bool PDFHelper::Advance() {
     if (position_ + 1 >= tokens_.size()) {
-        Logger::Log(1, "Advanced beyond the end of the dictionary!");
+        Logger::Log(LogLevel::Error, "Advanced beyond the end of the dictionary!");
         return false;
     }
     ++position_;
@@ -222,12 +223,12 @@ PDFHelper::End PDFHelper::ReadDictionary(Dictionary* out, const std::string& tab
                 break;
             case Tag::ContextSpecific: value.text = valueToken; break;
             default:
-                Logger::Log(1, "Unsupported type found when reading dictionary!");
+                Logger::Log(LogLevel::Error, "Unsupported type found when reading dictionary!");
                 return End::Failed;
         }
 
         if (out->Find(key) != nullptr) {
-            Logger::Log(2, "Cannot add key-value pair ('%s'-'%s') - DUPLICATE!", key.c_str(),
+            Logger::Log(LogLevel::Warning, "Cannot add key-value pair ('%s'-'%s') - DUPLICATE!", key.c_str(),
                         PrintValue(value, "").c_str());
         } else {
             out->Insert(key, std::move(value));
@@ -308,19 +309,19 @@ bool PDFHelper::ReadDictionaryArray(DictionaryValue* value) {
     std::string_view rest = std::string_view(token).substr(1);
     if (rest == "]") return true;
     if (rest.rfind("<<", 0) == 0) {
-        Logger::Log(1, "PDFHelper::ReadDictionaryArray() - << >> not implemented yet!");
+        Logger::Log(LogLevel::Error, "PDFHelper::ReadDictionaryArray() - << >> not implemented yet!");
         return false;
     }
     // References to other PDF objects: nothing this reader can follow.
     while (Token().find(']') == std::string::npos) {
         if (!Advance()) return false;
         if (Token() == "<<") {
-            Logger::Log(1, "PDFHelper::ReadDictionaryArray() - << >> not implemented yet!");
+            Logger::Log(LogLevel::Error, "PDFHelper::ReadDictionaryArray() - << >> not implemented yet!");
             return false;
         }
     }
     value->dictionaries.clear();
-    Logger::Log(2, "PDFHelper::ReadDictionaryArray() - Ignored PDF node entries for dictionary 'NA'");
+    Logger::Log(LogLevel::Warning, "PDFHelper::ReadDictionaryArray() - Ignored PDF node entries for dictionary 'NA'");
     return true;
 }
 

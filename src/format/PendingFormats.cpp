@@ -8,6 +8,7 @@
 
 namespace Velmora::FormatGlue {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool PendingFormat::CanLoad(const ImportDescriptor& descriptor) {
@@ -25,12 +26,12 @@ bool PendingFormat::CanLoad(const ImportDescriptor& descriptor) {
 }
 
 uint32_t PendingFormat::Load(const ImportDescriptor&) {
-    Logger::Log(1, "%s files cannot be read: the %s reader is not available", name_.c_str(), name_.c_str());
+    Logger::Log(LogLevel::Error, "%s files cannot be read: the %s reader is not available", name_.c_str(), name_.c_str());
     return 0;
 }
 
 bool PendingFormat::Export(const ExportDescriptor&, ExportBuffer*) {
-    Logger::Log(1, "%s export is not available", name_.c_str());
+    Logger::Log(LogLevel::Error, "%s export is not available", name_.c_str());
     return false;
 }
 

@@ -8,7 +8,7 @@
 #include <new>
 
 #include "format/FormatManager.h"
-#include "format/U3DSceneDescription.h"
+#include "u3d/U3DSceneDescription.h"
 #include "host/ApplicationNames.h"
 #include "host/RenderThread.h"
 #include "host/windowing/CaptureWindow.h"
@@ -23,6 +23,7 @@
 
 namespace Velmora {
 
+using Utility::LogLevel;
 using Utility::Logger;
 using Utility::ThreadManager;
 using FormatGlue::Dictionary;
@@ -67,8 +68,8 @@ CaptureProxy& CaptureProxy::Instance() {
 
 CaptureProxy::~CaptureProxy() {
     if (renderThreadId_.load() != 0)
-        Logger::Log(1, "CaptureProxy::~CaptureProxy: Still registered to RenderThread!");
-    if (!scenes_.empty()) Logger::Log(1, "CaptureProxy::~CaptureProxy: Has not unloaded all scenes!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::~CaptureProxy: Still registered to RenderThread!");
+    if (!scenes_.empty()) Logger::Log(LogLevel::Error, "CaptureProxy::~CaptureProxy: Has not unloaded all scenes!");
 }
 
 bool CaptureProxy::CheckCreateRenderThread() {
@@ -83,16 +84,16 @@ bool CaptureProxy::CheckCreateRenderThread() {
 
     if (renderThread.ThreadId() == 0) {
         if (!renderThread.Start()) {
-            Logger::Log(1, "CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize");
+            Logger::Log(LogLevel::Error, "CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize");
             return false;
         }
         if (!Rendering::Renderer::Instance().IsInitialized()) {
-            Logger::Log(1, "CaptureProxy creation failed - Renderer not initialized!");
+            Logger::Log(LogLevel::Error, "CaptureProxy creation failed - Renderer not initialized!");
             return false;
         }
     }
     if (!renderThread.RegisterRenderThreadListener(this)) {
-        Logger::Log(1, "CaptureProxy::CheckCreateRenderThread - failed to register to RenderThread");
+        Logger::Log(LogLevel::Error, "CaptureProxy::CheckCreateRenderThread - failed to register to RenderThread");
         return false;
     }
     renderThreadId_ = renderThread.ThreadId();
@@ -103,7 +104,7 @@ bool CaptureProxy::CheckCreateRenderThread() {
 
 void CaptureProxy::RequestLoadScene(Utility::LoadSceneParameters load, Kestrum::LoadSceneCallback callback) {
     if (!CheckCreateRenderThread()) {
-        Logger::Log(1, "CaptureProxy::LoadScene: RenderThread not available!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: RenderThread not available!");
         return;
     }
     ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::LoadScene, std::move(load), callback),
@@ -112,7 +113,7 @@ void CaptureProxy::RequestLoadScene(Utility::LoadSceneParameters load, Kestrum::
 
 void CaptureProxy::RequestCapture(Utility::CaptureParameters parameters, Kestrum::CaptureCallback callback) {
     if (!CheckCreateRenderThread()) {
-        Logger::Log(1, "CaptureProxy::Capture: RenderThread not available!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::Capture: RenderThread not available!");
         Kestrum::CaptureResult result{};
         result.userTag = parameters.load.userTag;
         if (callback) callback(&result, 0);
@@ -124,7 +125,7 @@ void CaptureProxy::RequestCapture(Utility::CaptureParameters parameters, Kestrum
 
 void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::ExportCallback callback) {
     if (!CheckCreateRenderThread()) {
-        Logger::Log(1, "CaptureProxy::Export: RenderThread not available!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::Export: RenderThread not available!");
         Kestrum::ExportSceneResult result{};
         result.sceneHandle = parameters.load.sceneHandle;
         result.userTag = parameters.load.userTag;
@@ -177,7 +178,7 @@ void CaptureProxy::LoadScene(const Utility::LoadSceneParameters& load, Kestrum::
     result.pathLength = static_cast<uint32_t>(load.path.size());
     result.userTag = load.userTag;
     if (scene != nullptr) {
-        Logger::Log(3, "Successfully loaded scene '%s'", load.path.c_str());
+        Logger::Log(LogLevel::Info, "Successfully loaded scene '%s'", load.path.c_str());
         result.sceneHandle = scene->sceneHandle;
     }
     if (callback) callback(&result, scene != nullptr ? 1 : 0);
@@ -190,7 +191,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     const bool fromMemory = load.HasFromMemory();
     const bool fromFile = load.HasFromFile() && !fromMemory;
     if (fromFile && (load.path.empty() || !IsExistingRegularFile(load.path))) {
-        Logger::Log(1, "CaptureProxy::DoLoadScene: Invalid filename '%s'!", load.path.c_str());
+        Logger::Log(LogLevel::Error, "CaptureProxy::DoLoadScene: Invalid filename '%s'!", load.path.c_str());
         ReleaseRenderThreadIfEmpty();
         return nullptr;
     }
@@ -198,7 +199,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     if (load.HasByHandle()) {
         for (auto& [handle, info] : scenes_) {
             if (!EqualsIgnoreCase(info->path, load.path)) continue;
-            Logger::Log(3, "CaptureProxy::DoLoadScene: Scene '%s' already loaded!", load.path.c_str());
+            Logger::Log(LogLevel::Info, "CaptureProxy::DoLoadScene: Scene '%s' already loaded!", load.path.c_str());
             if (!AddRefForScene(handle)) return nullptr;
             return info.get();
         }
@@ -214,7 +215,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     windowInfo.width = kCaptureWindowSize;
     windowInfo.height = kCaptureWindowSize;
     if (!window || !window->Create(windowInfo)) {
-        Logger::Log(1, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
         ReleaseRenderThreadIfEmpty();
         return nullptr;
     }
@@ -227,7 +228,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     std::shared_ptr<Rendering::RenderView> view = Rendering::RenderView::Create(viewInfo);
     Rendering::Renderer& renderer = Rendering::Renderer::Instance();
     if (!view || !renderer.AddRenderView(view)) {
-        Logger::Log(1, "CaptureProxy::LoadScene: Failed to create/register RenderView!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to create/register RenderView!");
         view.reset();
         ReleaseRenderThreadIfEmpty();
         return nullptr;
@@ -257,7 +258,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     Rendering::SceneManager& sceneManager = Rendering::SceneManager::Instance();
     std::shared_ptr<Rendering::SceneGraph> scene = sceneManager.GetScene(sceneHandle);
     if (!scene) {
-        Logger::Log(1, "CaptureProxy::LoadScene: Failed to create SceneGraph!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to create SceneGraph!");
         DiscardScene(sceneHandle, view, false);
         ReleaseRenderThreadIfEmpty();
         return nullptr;
@@ -271,7 +272,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     resources.lightingSchemeManager.StoreCurrentAsArtwork();
 
     if (!sceneManager.LinkSceneToRenderView(sceneHandle, view.get())) {
-        Logger::Log(1, "Failed to link SceneGraph to RenderView!");
+        Logger::Log(LogLevel::Error, "Failed to link SceneGraph to RenderView!");
         DiscardScene(sceneHandle, view, false);
         ReleaseRenderThreadIfEmpty();
         return nullptr;
@@ -290,7 +291,7 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
         info->refCount = 1;
     }
     if (!info || !scenes_.emplace(sceneHandle, info).second) {
-        Logger::Log(1, "CaptureProxy::LoadScene: Failed to register SceneInfo!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to register SceneInfo!");
         DiscardScene(sceneHandle, view, true);
         ReleaseRenderThreadIfEmpty();
         return nullptr;
@@ -310,19 +311,19 @@ void CaptureProxy::DiscardScene(uint32_t sceneHandle, const std::shared_ptr<Rend
 
 std::string CaptureProxy::GetCaptureFilePath(const std::string& scenePath) {
     if (scenePath.empty()) {
-        Logger::Log(1, "CaptureProxy::GetCaptureFilePath with invalid input filename!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::GetCaptureFilePath with invalid input filename!");
         return std::string();
     }
     const std::string stem = Utility::Stem(scenePath);
     const std::string appData = Utility::GetEnvironmentFolder("APPDATA");
     if (appData.empty()) {
-        Logger::Log(1, "CaptureProxy::GetCaptureFilePath cannot get APPDATA folder!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::GetCaptureFilePath cannot get APPDATA folder!");
         return std::string();
     }
     const std::string folder = appData + "/" + ApplicationNames::EffectiveCompanyName() + "/" +
                                ApplicationNames::EffectiveApplicationName();
     if (!Utility::CheckCreateDirectory(folder)) {
-        Logger::LogF(1, "CaptureProxy::GetCaptureFilePath cannot find folder '{:s}'", folder);
+        Logger::LogF(LogLevel::Error, "CaptureProxy::GetCaptureFilePath cannot find folder '{:s}'", folder);
         return std::string();
     }
     return Utility::GetUniqueFileName(stem, ".png", folder);
@@ -336,7 +337,7 @@ CaptureProxy::SceneInfo* CaptureProxy::FindScene(uint32_t handle) {
 bool CaptureProxy::AddRefForScene(uint32_t handle) {
     SceneInfo* scene = FindScene(handle);
     if (scene == nullptr) {
-        Logger::Log(1, "CaptureProxy::AddRefForScene - with in valid scene handle!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::AddRefForScene - with in valid scene handle!");
         return false;
     }
     ++scene->refCount;
@@ -346,7 +347,7 @@ bool CaptureProxy::AddRefForScene(uint32_t handle) {
 bool CaptureProxy::RemoveRefForScene(uint32_t handle) {
     SceneInfo* scene = FindScene(handle);
     if (scene == nullptr) {
-        Logger::Log(1, "CaptureProxy::RemoveRefForScene - with in valid scene handle!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::RemoveRefForScene - with in valid scene handle!");
         return false;
     }
     return --scene->refCount <= 0;
@@ -359,7 +360,7 @@ int32_t CaptureProxy::RefCount(uint32_t handle) const {
 
 void CaptureProxy::DoUnloadScene(uint32_t handle) {
     if (handle == 0 || FindScene(handle) == nullptr) {
-        Logger::Log(1, "CaptureProxy::DoUnloadScene: Invalid scene handle!");
+        Logger::Log(LogLevel::Error, "CaptureProxy::DoUnloadScene: Invalid scene handle!");
         return;
     }
     if (!RemoveRefForScene(handle)) return;
@@ -437,7 +438,7 @@ bool CaptureProxy::CaptureWork(const Utility::CaptureParameters& parameters, Kes
         U3D::U3DSceneDescription description;
         const bool activate = parameters.view.Has(Utility::ViewParameters::Activate);
         if (!description.Create(dictionary) || !description.ApplyToScene(scene->sceneHandle, activate, &view))
-            Logger::Log(1, "Failed to apply the generated SceneDescription to RenderView!");
+            Logger::Log(LogLevel::Error, "Failed to apply the generated SceneDescription to RenderView!");
     }
 
     if (!WriteCapture(*scene, toMemory, outputPath, result)) return false;
@@ -481,7 +482,7 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
         // A large capture should not pin its read-back for the life of the process.
         if (pixelScratch_.capacity() > kKeptScratchBytes) std::vector<uint8_t>().swap(pixelScratch_);
         if (status != Rendering::ImageStatus::Ok) {
-            Logger::Log(1, "Failed to write image!");
+            Logger::Log(LogLevel::Error, "Failed to write image!");
             return false;
         }
         return true;
@@ -491,12 +492,12 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
     try {
         if (!view.RenderToMemory(pixels, size, true)) return false;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "CaptureProxy::Capture - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "CaptureProxy::Capture - OUT OF MEMORY");
         return false;
     }
     void* block = std::malloc(size);
     if (block == nullptr) {
-        Logger::Log(1, "CaptureProxy::Capture - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "CaptureProxy::Capture - OUT OF MEMORY");
         return false;
     }
     std::memcpy(block, pixels.data(), size);

@@ -27,7 +27,7 @@
 #include "Kestrum.h"
 #include "format/ProgressListener.h"
 #include "host/RenderThreadListener.h"
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 
 namespace Velmora {
 

@@ -9,7 +9,7 @@
 #include <new>
 
 #include "format/FormatManager.h"
-#include "format/U3DSceneDescription.h"
+#include "u3d/U3DSceneDescription.h"
 #include "host/RenderThread.h"
 #include "host/windowing/InputHandler.h"
 #include "host/windowing/RenderWindow.h"
@@ -30,6 +30,7 @@ using Velmora::Rendering::RenderView;
 using Velmora::Rendering::SceneGraph;
 using Velmora::Rendering::SceneManager;
 using Velmora::U3D::U3DSceneDescription;
+using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
 using Velmora::Utility::MakeCaller;
 using Velmora::Utility::ThreadManager;
@@ -88,31 +89,31 @@ RenderProxy3D* RenderProxy3D::Create(const CreateInfo& createInfo, RenderProxyIn
     std::string name = fmt::format("RenderProxy3D_Inst_{:d}", number);
 
     if (info == nullptr) {
-        Logger::Log(1, "RenderProxy creation failed - invalid input parameters!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - invalid input parameters!");
         return nullptr;
     }
     if (name.empty()) {
-        Logger::Log(1, "RenderProxy creation failed - missing View name!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - missing View name!");
         return nullptr;
     }
     RenderThread& renderThread = RenderThread::Instance();
     if (!renderThread.Start()) {
-        Logger::Log(1, "RenderProxy creation failed - RenderThread failt to initialize");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread failt to initialize");
         return nullptr;
     }
     if (!Velmora::Rendering::Renderer::Instance().IsInitialized()) {
-        Logger::Log(1, "RenderProxy creation failed - Renderer not initialized!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - Renderer not initialized!");
         return nullptr;
     }
     const uint32_t threadId = renderThread.ThreadId();
     if (threadId == 0) {
-        Logger::Log(1, "RenderProxy creation failed - RenderThread not available!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread not available!");
         return nullptr;
     }
 
     RenderProxy3D* proxy = new (std::nothrow) RenderProxy3D();
     if (proxy == nullptr) {
-        Logger::Log(1, "RenderProxy creation failed - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - OUT OF MEMORY");
         return nullptr;
     }
     proxy->instanceName_ = std::move(name);
@@ -130,13 +131,13 @@ RenderProxy3D* RenderProxy3D::Create(const CreateInfo& createInfo, RenderProxyIn
     windowInfo.width = createInfo.width;
     windowInfo.height = createInfo.height;
     if (!proxy->window_ || !proxy->window_->Create(windowInfo)) {
-        Logger::Log(1, "RenderProxy creation failed - unable to create Win32 window!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - unable to create Win32 window!");
         return Fail(proxy, false, false);
     }
     proxy->windowHandle_ = static_cast<KestrumWindow>(proxy->window_->GetHandle());
 
     if (!ThreadManager::Instance().Call<bool>(MakeCaller(proxy, &RenderProxy3D::Thread_Create, createInfo), threadId)) {
-        Logger::Log(1, "RenderProxy creation failed - unable to create RenderView!");
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - unable to create RenderView!");
         return Fail(proxy, true, false);
     }
     if (!renderThread.RegisterRenderThreadListener(proxy)) return Fail(proxy, true, false);
@@ -306,7 +307,7 @@ void RenderProxy3D::Thread_LoadScene(const Velmora::Utility::LoadSceneParameters
     if (fromFile && !IsExistingRegularFile(load.path)) return fail();
 
     if (view_->GetSceneHandle() != 0) {
-        Logger::Log(2, "Attempting to open scene while another one is still open: auto-closing!");
+        Logger::Log(LogLevel::Warning, "Attempting to open scene while another one is still open: auto-closing!");
         CloseSceneNow();
     }
 
@@ -330,11 +331,11 @@ void RenderProxy3D::Thread_LoadScene(const Velmora::Utility::LoadSceneParameters
     SceneManager& sceneManager = SceneManager::Instance();
     std::shared_ptr<SceneGraph> scene = sceneManager.GetScene(handle);
     if (!scene) {
-        Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to create SceneGraph for '%s'!", load.path.c_str());
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create SceneGraph for '%s'!", load.path.c_str());
         return fail();
     }
     if (!sceneManager.LinkSceneToRenderView(handle, view_.get())) {
-        Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to link SceneGraph '%s' to RenderView!",
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to link SceneGraph '%s' to RenderView!",
                     load.path.c_str());
         sceneManager.ReleaseScene(handle);  // imported but never shown: nobody else holds it
         return fail();
@@ -357,7 +358,7 @@ void RenderProxy3D::Thread_LoadScene(const Velmora::Utility::LoadSceneParameters
         U3DSceneDescription description;
         if (!description.Create(dictionary) ||
             !description.ApplyToScene(handle, view.Has(ViewParameters::Activate), view_.get()))
-            Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
+            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
                            "RenderView!");
     }
 
@@ -369,16 +370,16 @@ void RenderProxy3D::Thread_LoadScene(const Velmora::Utility::LoadSceneParameters
         const bool made =
             viewStringsAreText ? description.CreateFromString(source) : description.CreateFromFile(source);
         if (!made) {
-            Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string\n'%s'",
+            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string\n'%s'",
                         source.c_str());
             continue;
         }
         if (i == load.selectedViewIndex) selectedCamera = CameraNameOf(description);
         if (!description.ApplyToScene(handle, true, view_.get()))
-            Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to apply scene description from provided string");
+            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply scene description from provided string");
     }
     if (!selectedCamera.empty() && !view_->GetCameraController().ActivateCamera(selectedCamera))
-        Logger::Log(1, "RenderProxy3D::Thread_LoadScene: Failed to activate selected camera");
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to activate selected camera");
 
     sceneLoaded_ = true;
 
@@ -404,12 +405,12 @@ void RenderProxy3D::LoadExternalViews(const Velmora::Utility::LoadSceneParameter
         const std::string path = folder.empty() ? name : folder + "/" + name;
         U3DSceneDescription description;
         if (!description.CreateFromFile(path)) {
-            Logger::Log(1, "RenderProxy3D::LoadExternalViews: Failed to create scene description from '%s'", path.c_str());
+            Logger::Log(LogLevel::Error, "RenderProxy3D::LoadExternalViews: Failed to create scene description from '%s'", path.c_str());
             continue;
         }
         // Not activated: the views of files stand beside the scene's own as " [ViewFile]".
         if (!description.ApplyToScene(handle, false, view_.get()))
-            Logger::Log(1, "RenderProxy3D::LoadExternalViews: Failed to apply scene description '%s'", path.c_str());
+            Logger::Log(LogLevel::Error, "RenderProxy3D::LoadExternalViews: Failed to apply scene description '%s'", path.c_str());
     }
 }
 
@@ -438,13 +439,13 @@ void RenderProxy3D::Thread_ExportScene(const Velmora::Utility::ExportParameters&
     result.userTag = parameters.load.userTag;
     const uint32_t format = parameters.FormatId();
     if (format == 0) {
-        Logger::Log(1, "RenderProxy3D::Thread_ExportScene: No target format specified!");
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_ExportScene: No target format specified!");
         if (callback) callback(&result, 0);
         return;
     }
     const uint32_t handle = SceneHandle();
     if (handle == 0) {
-        Logger::Log(1, "RenderProxy3D::Thread_ExportScene: No scene available to export!");
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_ExportScene: No scene available to export!");
         if (callback) callback(&result, 0);
         return;
     }
@@ -483,12 +484,12 @@ void RenderProxy3D::CollectCameraNames() {
 
 bool RenderProxy3D::FillActiveCameraInfo(ActiveCameraInfo& info) {
     if (!view_) {
-        Logger::Log(1, "Failed to set ActiveCameraInfo!");
+        Logger::Log(LogLevel::Error, "Failed to set ActiveCameraInfo!");
         return false;
     }
     Velmora::Rendering::CameraController& controller = view_->GetCameraController();
     if (!controller.HasActiveCamera()) {
-        Logger::Log(1, "Failed to set ActiveCameraInfo!");
+        Logger::Log(LogLevel::Error, "Failed to set ActiveCameraInfo!");
         return false;
     }
     const Velmora::Rendering::SceneCamera& camera = controller.GetActiveCamera();
@@ -518,7 +519,7 @@ bool RenderProxy3D::ActivateByType(uint32_t type, const std::string& name) {
         case 2: return !controller.GetCameras().empty() && controller.ActivateNextCamera();
         case 3: return controller.ActivateCamera(kDefaultCameraName);
         default:
-            Logger::Log(1, "RenderProxy3D::Thread_ActivateCamera - with invalid activation type");
+            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_ActivateCamera - with invalid activation type");
             return false;
     }
 }
@@ -547,7 +548,7 @@ void RenderProxy3D::Thread_Screenshot(const std::string& path) {
     if (!view_) return;
     // A request without a scene would stay pending and fail again every frame.
     if (view_->GetSceneHandle() == 0) {
-        Logger::Log(1, "RenderProxy3D::Thread_Screenshot: no scene to take a picture of");
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_Screenshot: no scene to take a picture of");
         return;
     }
     view_->Screenshot(path, ScreenshotFormatFor(path));
@@ -563,18 +564,18 @@ void RenderProxy3D::LoadViewInfo(const std::string& source, bool fromText, bool 
     U3DSceneDescription description;
     const bool made = fromText ? description.CreateFromString(source) : description.CreateFromFile(source);
     if (!made) {
-        Logger::Log(1, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to create scene description from '%s'",
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to create scene description from '%s'",
                     source.c_str());
         if (callback) callback(nullptr, 0);
         return;
     }
     if (!description.ApplyToScene(handle, activate, view_.get())) {
-        Logger::Log(1, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to apply scene description '%s'",
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to apply scene description '%s'",
                     source.c_str());
         if (callback) callback(nullptr, 0);
         return;
     }
-    Logger::Log(3, "RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description from '%s'",
+    Logger::Log(LogLevel::Info, "RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description from '%s'",
                 source.c_str());
     ReplyActiveCamera(callback);
 }
@@ -607,7 +608,7 @@ void RenderProxy3D::Thread_SetPropertyBool(uint32_t id, bool value) {
             ApplyControllerFlags();
             return;
         default:
-            Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyBool with invalid property ID: {:d}", id);
+            Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyBool with invalid property ID: {:d}", id);
     }
 }
 
@@ -621,7 +622,7 @@ bool RenderProxy3D::Thread_GetPropertyBool(uint32_t id) {
         case 11: return controllerFlagB_;
         default:
             // The getter reports with the setter's text.
-            Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyBool with invalid property ID: {:d}", id);
+            Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyBool with invalid property ID: {:d}", id);
             return false;
     }
 }
@@ -645,7 +646,7 @@ void RenderProxy3D::Thread_SetPropertyInt32(uint32_t id, int32_t value) {
                                       float(bits & 0xFFu) / 255.0f});
             return;
         default:
-            Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyInt32 with invalid property ID: {:d}", id);
+            Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyInt32 with invalid property ID: {:d}", id);
     }
 }
 
@@ -666,36 +667,36 @@ int32_t RenderProxy3D::Thread_GetPropertyInt32(uint32_t id) {
             return static_cast<int32_t>((channel(c[0]) << 16) | (channel(c[1]) << 8) | channel(c[2]));
         }
         default:
-            Logger::LogF(1, "RenderProxy3D::Thread_GetPropertyInt32 with invalid property ID: {:d}", id);
+            Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_GetPropertyInt32 with invalid property ID: {:d}", id);
             return 0;
     }
 }
 
 // No identifier has an Int64, Double or String type: these always refuse.
 void RenderProxy3D::Thread_SetPropertyInt64(uint32_t id, int64_t) {
-    Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyInt64 with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyInt64 with invalid property ID: {:d}", id);
 }
 
 int64_t RenderProxy3D::Thread_GetPropertyInt64(uint32_t id) {
-    Logger::LogF(1, "RenderProxy3D::Thread_GetPropertyInt64 with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_GetPropertyInt64 with invalid property ID: {:d}", id);
     return 0;
 }
 
 void RenderProxy3D::Thread_SetPropertyDouble(uint32_t id, double) {
-    Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyDouble with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyDouble with invalid property ID: {:d}", id);
 }
 
 double RenderProxy3D::Thread_GetPropertyDouble(uint32_t id) {
-    Logger::LogF(1, "RenderProxy3D::Thread_GetPropertyDouble with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_GetPropertyDouble with invalid property ID: {:d}", id);
     return 0.0;
 }
 
 void RenderProxy3D::Thread_SetPropertyString(uint32_t id, const std::string&) {
-    Logger::LogF(1, "RenderProxy3D::Thread_SetPropertyString with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_SetPropertyString with invalid property ID: {:d}", id);
 }
 
 std::string RenderProxy3D::Thread_GetPropertyString(uint32_t id) {
-    Logger::LogF(1, "RenderProxy3D::Thread_GetPropertyString with invalid property ID: {:d}", id);
+    Logger::LogF(LogLevel::Error, "RenderProxy3D::Thread_GetPropertyString with invalid property ID: {:d}", id);
     return std::string();
 }
 

@@ -29,7 +29,7 @@
 #include "Kestrum.h"
 #include "format/ProgressListener.h"
 #include "host/RenderThreadListener.h"
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 #include "host/windowing/WindowEventListener.h"
 
 namespace Velmora {

@@ -17,6 +17,7 @@
 namespace Velmora {
 
 using Rendering::Renderer;
+using Utility::LogLevel;
 using Utility::Logger;
 using Utility::ThreadManager;
 
@@ -131,7 +132,7 @@ bool RenderThread::IsRenderThread() const {
 bool RenderThread::InitRenderer() {
     Renderer& renderer = Renderer::Instance();
     if (renderer.IsInitialized()) {
-        Logger::Log(1, "RenderThread::InitRenderer - Renderer was already initialized!");
+        Logger::Log(LogLevel::Error, "RenderThread::InitRenderer - Renderer was already initialized!");
         return true;
     }
     Rendering::RendererCreationInfo info;
@@ -143,7 +144,7 @@ bool RenderThread::InitRenderer() {
     info.useFramebufferObject = setup_.startupSwitch;
     info.verticalSync = setup_.verticalSync;
     if (failRendererInitForTesting.load() || !renderer.Init(info)) {
-        Logger::Log(1, "RenderThread::InitRenderer failed to init Renderer!");
+        Logger::Log(LogLevel::Error, "RenderThread::InitRenderer failed to init Renderer!");
         return false;
     }
     return true;
@@ -155,7 +156,7 @@ void RenderThread::ThreadMain() {
 
     if (!InitRenderer()) {
         initState_ = 2;
-        Logger::Log(1, "CreateWindowEx failed to initialize Renderer");
+        Logger::Log(LogLevel::Error, "CreateWindowEx failed to initialize Renderer");
         return;
     }
     running_ = true;
@@ -221,11 +222,11 @@ void RenderThread::PostUnregisterRenderThreadListener(RenderThreadListener* list
 
 bool RenderThread::Thread_Register(RenderThreadListener* listener) {
     if (listener == nullptr) {
-        Logger::Log(1, "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object");
+        Logger::Log(LogLevel::Error, "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object");
         return false;
     }
     if (!listeners_.emplace(listener, 0).second) {
-        Logger::Log(1, "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object");
+        Logger::Log(LogLevel::Error, "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object");
         return false;
     }
     listenerCount_ = static_cast<uint32_t>(listeners_.size());

@@ -10,6 +10,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 using namespace MathUtil;
 
@@ -39,31 +40,31 @@ SceneCamera& SafetyCamera() {
 
 bool CameraController::OnSceneGraphSet(SceneHandle handle) {
     if (handle == 0) {
-        Logger::Log(1, "CameraController::OnSceneGraphSet() - Invalid SceneHandle!");
+        Logger::Log(LogLevel::Error, "CameraController::OnSceneGraphSet() - Invalid SceneHandle!");
         return false;
     }
     if (!cameras_.empty()) {
-        Logger::Log(1, "CameraController::OnSceneGraphSet() - CameraMap not empty!");
+        Logger::Log(LogLevel::Error, "CameraController::OnSceneGraphSet() - CameraMap not empty!");
         return false;
     }
     CameraScene* scene = CameraSceneLink::Find(handle);
     if (scene == nullptr) {
-        Logger::Log(1, "CameraController::OnSceneGraphSet() - Invalid Scene!");
+        Logger::Log(LogLevel::Error, "CameraController::OnSceneGraphSet() - Invalid Scene!");
         return false;
     }
     handle_ = handle;
     if (!CreateUIElements(*scene)) {
-        Logger::Log(1, "CameraController::OnSceneGraphSet() - Failed to create camera UI elements!");
+        Logger::Log(LogLevel::Error, "CameraController::OnSceneGraphSet() - Failed to create camera UI elements!");
         return false;
     }
     const auto& records = scene->GetCameras();
     if (records.empty()) {
-        Logger::Log(1, "Cannot get cameras for scene!");
+        Logger::Log(LogLevel::Error, "Cannot get cameras for scene!");
         return false;
     }
     for (const auto& [name, info] : records) AddCamera(info);
     if (!ActivateCamera(kDefaultCameraName)) {
-        Logger::Log(1, "Cannot activate default camera for scene!");
+        Logger::Log(LogLevel::Error, "Cannot activate default camera for scene!");
         return false;
     }
     return true;
@@ -72,12 +73,12 @@ bool CameraController::OnSceneGraphSet(SceneHandle handle) {
 bool CameraController::CreateUIElements(CameraScene& scene) {
     rotationSphere_ = scene.CreateUIElement(kSphereMeshType, kOverlayShaderFlags, kSphereColor);
     if (!rotationSphere_) {
-        Logger::Log(1, "Failed to create rotation sphere!");
+        Logger::Log(LogLevel::Error, "Failed to create rotation sphere!");
         return false;
     }
     crosshair_ = scene.CreateUIElement(kCrosshairMeshType, kOverlayShaderFlags, kCrosshairColor);
     if (!crosshair_) {
-        Logger::Log(1, "Failed to create rotation sphere crosshair!");
+        Logger::Log(LogLevel::Error, "Failed to create rotation sphere crosshair!");
         rotationSphere_.reset();
         return false;
     }
@@ -102,7 +103,7 @@ void CameraController::Clear() {
 
 bool CameraController::OnViewportChanged(const CameraViewport& viewport) {
     if (viewport.width == 0 || viewport.height == 0) {
-        Logger::Log(1, "CameraController::OnViewportChanged() - Invalid viewport");
+        Logger::Log(LogLevel::Error, "CameraController::OnViewportChanged() - Invalid viewport");
         return false;
     }
     viewport_ = viewport;
@@ -149,23 +150,23 @@ bool CameraController::MakeCamera(const CameraInfo& info, SceneCamera& camera) c
 
 bool CameraController::AddCamera(const CameraInfo& info) {
     if (!info.IsValid()) {
-        Logger::Log(1, "CameraController::AddCamera - invalid camera info");
+        Logger::Log(LogLevel::Error, "CameraController::AddCamera - invalid camera info");
         return false;
     }
     if (cameras_.count(info.name) != 0) {
-        Logger::Log(1, "CameraController::AddCamera - duplicate entry for camera '%s'", info.name.c_str());
+        Logger::Log(LogLevel::Error, "CameraController::AddCamera - duplicate entry for camera '%s'", info.name.c_str());
         return false;
     }
     CameraScene* scene = CameraSceneLink::Find(handle_);
     const CameraInfo moved = scene != nullptr ? ToSceneFrame(info, *scene) : info;
     SceneCamera camera(handle_, scene != nullptr ? scene->GetGridSize() : 0.0f);
     if (!MakeCamera(moved, camera)) {
-        Logger::LogF(1, "CameraController::AddCamera - failed to initialize camera '{:s}'", info.name);
+        Logger::LogF(LogLevel::Error, "CameraController::AddCamera - failed to initialize camera '{:s}'", info.name);
         return false;
     }
     const auto [where, inserted] = cameras_.emplace(info.name, camera);
     if (!inserted) {
-        Logger::LogF(1, "CameraController::AddCamera - failed to add camera '{:s}'", info.name);
+        Logger::LogF(LogLevel::Error, "CameraController::AddCamera - failed to add camera '{:s}'", info.name);
         return false;
     }
     if (where->second.IsActive()) where->second.UpdateProjectionMatrix();
@@ -174,19 +175,19 @@ bool CameraController::AddCamera(const CameraInfo& info) {
 
 bool CameraController::EditCamera(const CameraInfo& info) {
     if (!info.IsValid()) {
-        Logger::Log(1, "CameraController::EditCamera - invalid camera info");
+        Logger::Log(LogLevel::Error, "CameraController::EditCamera - invalid camera info");
         return false;
     }
     const auto found = cameras_.find(info.name);
     if (found == cameras_.end()) {
-        Logger::Log(1, "CameraController::EditCamera - cannot find camera '%s'", info.name.c_str());
+        Logger::Log(LogLevel::Error, "CameraController::EditCamera - cannot find camera '%s'", info.name.c_str());
         return false;
     }
     CameraScene* scene = CameraSceneLink::Find(handle_);
     const CameraInfo moved = scene != nullptr ? ToSceneFrame(info, *scene) : info;
     SceneCamera camera(handle_, scene != nullptr ? scene->GetGridSize() : 0.0f);
     if (!MakeCamera(moved, camera)) {
-        Logger::Log(1, "CameraController::EditCamera - invalid camera info");
+        Logger::Log(LogLevel::Error, "CameraController::EditCamera - invalid camera info");
         return false;
     }
     const bool wasActive = found->second.IsActive();
@@ -201,7 +202,7 @@ bool CameraController::EditCamera(const CameraInfo& info) {
 bool CameraController::Activate(CameraMap::iterator camera) {
     CameraScene* scene = CameraSceneLink::Find(handle_);
     if (scene == nullptr) {
-        Logger::Log(1, "CameraController::ActivateCamera - without a valid scene!");
+        Logger::Log(LogLevel::Error, "CameraController::ActivateCamera - without a valid scene!");
         return false;
     }
     if (camera == cameras_.end()) camera = cameras_.begin();
@@ -212,7 +213,7 @@ bool CameraController::Activate(CameraMap::iterator camera) {
     activeType_ = camera->second.GetType();
     if (LightManager* lights = scene->GetLightManager()) lights->MarkCameraAttachedDirty();
     rotating_ = panning_ = false;
-    Logger::Log(3, "Active camera switched to '%s' [Ortho: %s]", camera->first.c_str(),
+    Logger::Log(LogLevel::Info, "Active camera switched to '%s' [Ortho: %s]", camera->first.c_str(),
                 camera->second.IsOrthographic() ? "TRUE" : "FALSE");
     return true;
 }
@@ -220,7 +221,7 @@ bool CameraController::Activate(CameraMap::iterator camera) {
 bool CameraController::ActivateCamera(const std::string& name) {
     const auto found = cameras_.find(name);
     if (found == cameras_.end()) {
-        Logger::Log(2, "Cannot activate camera '%s' - NOT FOUND", name.c_str());
+        Logger::Log(LogLevel::Warning, "Cannot activate camera '%s' - NOT FOUND", name.c_str());
         return false;
     }
     return Activate(found);
@@ -236,23 +237,23 @@ bool CameraController::ActivateFirstCamera() { return !cameras_.empty() && Activ
 bool CameraController::RemoveCamera(const std::string& name) {
     const auto found = cameras_.find(name);
     if (name == kDefaultCameraName || (found != cameras_.end() && found->second.GetInfo().isDefault)) {
-        Logger::Log(2, "CameraController::RemoveCamera - Cannot remove default cameras!");
+        Logger::Log(LogLevel::Warning, "CameraController::RemoveCamera - Cannot remove default cameras!");
         return false;
     }
     if (cameras_.size() == 1) {
-        Logger::Log(2, "CameraController::RemoveCamera - Cannot remove the only camera in the scene!");
+        Logger::Log(LogLevel::Warning, "CameraController::RemoveCamera - Cannot remove the only camera in the scene!");
         return false;
     }
     if (found == cameras_.end()) {
-        Logger::Log(2, "CameraController::RemoveCamera - Cannot remove camera '%s' - NOT FOUND", name.c_str());
+        Logger::Log(LogLevel::Warning, "CameraController::RemoveCamera - Cannot remove camera '%s' - NOT FOUND", name.c_str());
         return false;
     }
     if (found == active_ && !Activate(std::next(found))) {
-        Logger::Log(1, "CameraController::RemoveCamera - Cannot activate next camera, failed to remove active camera!");
+        Logger::Log(LogLevel::Error, "CameraController::RemoveCamera - Cannot activate next camera, failed to remove active camera!");
         return false;
     }
     if (found == active_) {
-        Logger::Log(1, "CameraController::RemoveCamera - Failed to activate another camera, cannot remove camera");
+        Logger::Log(LogLevel::Error, "CameraController::RemoveCamera - Failed to activate another camera, cannot remove camera");
         return false;
     }
     cameras_.erase(found);
@@ -261,7 +262,7 @@ bool CameraController::RemoveCamera(const std::string& name) {
 
 SceneCamera& CameraController::GetActiveCamera() {
     if (active_ == cameras_.end()) {
-        Logger::Log(1, "SceneGraph::GetActiveCamera - NO ACTIVE CAMERA AVAILABLE");
+        Logger::Log(LogLevel::Error, "SceneGraph::GetActiveCamera - NO ACTIVE CAMERA AVAILABLE");
         return SafetyCamera();
     }
     return active_->second;

@@ -12,6 +12,7 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -37,7 +38,7 @@ ImageStatus DecodeJpeg(const uint8_t* data, size_t size, ImageBuffer& out, Pixel
     if (!tj.handle) return ImageStatus::OutOfMemory;
     int width = 0, height = 0, subsampling = 0, colorspace = 0;
     if (tjDecompressHeader3(tj.handle, data, static_cast<unsigned long>(size), &width, &height, &subsampling, &colorspace) != 0) {
-        Logger::Log(4, "JPEG codec: %s", tjGetErrorStr2(tj.handle));
+        Logger::Log(LogLevel::Verbose, "JPEG codec: %s", tjGetErrorStr2(tj.handle));
         return ImageStatus::GenericError;
     }
     if (width <= 0 || height <= 0) return ImageStatus::GenericError;
@@ -47,7 +48,7 @@ ImageStatus DecodeJpeg(const uint8_t* data, size_t size, ImageBuffer& out, Pixel
     if (tjDecompress2(tj.handle, data, static_cast<unsigned long>(size), out.pixels.get(), width, int(out.stride), height,
                       PixelFormat(layout), flags) != 0) {
         const bool warning = tjGetErrorCode(tj.handle) == TJERR_WARNING;
-        Logger::Log(4, "JPEG codec%s: %s", warning ? " warning" : "", tjGetErrorStr2(tj.handle));
+        Logger::Log(LogLevel::Verbose, "JPEG codec%s: %s", warning ? " warning" : "", tjGetErrorStr2(tj.handle));
         if (!warning) return ImageStatus::GenericError;
     }
     out.hasAlpha = false;
@@ -72,7 +73,7 @@ ImageStatus EncodeJpeg(const uint8_t* pixels, uint32_t width, uint32_t height, s
     const int flags = TJFLAG_NOREALLOC | (bottomUp ? TJFLAG_BOTTOMUP : 0);
     if (tjCompress2(tj.handle, pixels, int(width), int(stride), int(height), PixelFormat(layout), &target, &written,
                     TJSAMP_444, Image::kJpegQuality, flags) != 0) {
-        Logger::Log(4, "JPEG codec: %s", tjGetErrorStr2(tj.handle));
+        Logger::Log(LogLevel::Verbose, "JPEG codec: %s", tjGetErrorStr2(tj.handle));
         out.clear();
         return ImageStatus::GenericError;
     }

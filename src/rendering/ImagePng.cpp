@@ -14,6 +14,7 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -25,12 +26,12 @@ struct PngSource {
 };
 
 void PngError(png_structp png, png_const_charp message) {
-    Logger::Log(4, "PNG codec: %s", message ? message : "error");
+    Logger::Log(LogLevel::Verbose, "PNG codec: %s", message ? message : "error");
     png_longjmp(png, 1);
 }
 
 void PngWarning(png_structp, png_const_charp message) {
-    Logger::Log(5, "PNG codec warning: %s", message ? message : "");
+    Logger::Log(LogLevel::ExtraVerbose, "PNG codec warning: %s", message ? message : "");
 }
 
 void PngRead(png_structp png, png_bytep target, size_t length) {

@@ -34,6 +34,7 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 static_assert(Image::kMaxDimension == STBI_MAX_DIMENSIONS, "one size limit for every decoder");
@@ -48,7 +49,7 @@ ImageStatus DecodeStb(const uint8_t* data, size_t size, ImageBuffer& out, PixelL
 
     stbi_uc* decoded = stbi_load_from_memory(data, int(size), &width, &height, &channels, 4);
     if (!decoded) {
-        Logger::Log(4, "Image codec: %s", stbi_failure_reason());
+        Logger::Log(LogLevel::Verbose, "Image codec: %s", stbi_failure_reason());
         return ImageStatus::GenericError;
     }
     ImageStatus status = AllocatePixels(out, uint32_t(width), uint32_t(height));

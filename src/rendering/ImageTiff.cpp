@@ -19,6 +19,7 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -29,14 +30,14 @@ constexpr tmsize_t kMaxTiffAllocation = tmsize_t(Image::kMaxPixels) * 4;
 int TiffError(TIFF*, void*, const char* module, const char* format, va_list args) {
     char text[512];
     std::vsnprintf(text, sizeof(text), format, args);
-    Logger::Log(4, "TIFF codec: %s: %s", module ? module : "", text);
+    Logger::Log(LogLevel::Verbose, "TIFF codec: %s: %s", module ? module : "", text);
     return 1;  // handled: the process-wide handlers stay silent
 }
 
 int TiffWarning(TIFF*, void*, const char* module, const char* format, va_list args) {
     char text[512];
     std::vsnprintf(text, sizeof(text), format, args);
-    Logger::Log(5, "TIFF codec warning: %s: %s", module ? module : "", text);
+    Logger::Log(LogLevel::ExtraVerbose, "TIFF codec warning: %s: %s", module ? module : "", text);
     return 1;
 }
 
@@ -154,7 +155,7 @@ ImageStatus ReadScanlines(TIFF* tif, const TiffLayout& t, ImageBuffer& out, Pixe
 ImageStatus ReadRgbaInterface(TIFF* tif, const TiffLayout& t, ImageBuffer& out, PixelLayout layout, bool bottomUp) {
     char message[1024];
     if (!TIFFRGBAImageOK(tif, message)) {
-        Logger::Log(4, "TIFF codec: %s", message);
+        Logger::Log(LogLevel::Verbose, "TIFF codec: %s", message);
         return ImageStatus::GenericError;
     }
     // The raster is packed ABGR words (R in the low byte); the pixel block is word-aligned.

@@ -10,6 +10,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -32,7 +33,7 @@ Mat4 RotationAlong(const Vec3& d) {
 }  // namespace
 
 LightManager::~LightManager() {
-    if (initialised_) Logger::Log(1, "LightManager instance was not shut down!");
+    if (initialised_) Logger::Log(LogLevel::Error, "LightManager instance was not shut down!");
 }
 
 bool LightManager::Init(uint32_t bindingPoint) {
@@ -79,10 +80,10 @@ void LightManager::UploadAll() {
 
 bool LightManager::SetGamma(float gamma) {
     if (!(gamma >= 1.0f && gamma <= 5.0f)) {
-        Logger::Log(1, "LightManager::SetGamma( %.02f ) - INVALID GAMMA VALUE!", gamma);
+        Logger::Log(LogLevel::Error, "LightManager::SetGamma( %.02f ) - INVALID GAMMA VALUE!", gamma);
         return false;
     }
-    Logger::Log(4, "Gamma setting now %.2f", gamma);
+    Logger::Log(LogLevel::Verbose, "Gamma setting now %.2f", gamma);
     block_.gamma = gamma;
     Upload(LightBlockOffset::Gamma, sizeof(float));
     return true;
@@ -90,7 +91,7 @@ bool LightManager::SetGamma(float gamma) {
 
 void LightManager::SetGammaEnabled(bool enabled) {
     block_.enableGamma = enabled ? 1 : 0;
-    Logger::Log(4, "Gamma now %s", enabled ? "ENABLED" : "DISABLED");
+    Logger::Log(LogLevel::Verbose, "Gamma now %s", enabled ? "ENABLED" : "DISABLED");
     Upload(LightBlockOffset::EnableGamma, sizeof(int32_t));
 }
 
@@ -108,7 +109,7 @@ void LightManager::SetAmbient(bool enabled, const Vec4& intensity) {
 
 bool LightManager::SetLightInfo(uint32_t index, const LightInfo& info, bool active) {
     if (index >= kMaxLights) {
-        Logger::Log(2, "LightManager::SetLightInfo( %u ) - INVALID INDEX", index);
+        Logger::Log(LogLevel::Warning, "LightManager::SetLightInfo( %u ) - INVALID INDEX", index);
         return false;
     }
     block_.light[index] = info;
@@ -127,7 +128,7 @@ bool LightManager::GetLightInfo(uint32_t index, LightInfo& info) const {
 
 bool LightManager::GetLightActive(uint32_t index, bool& active) const {
     if (index >= kMaxLights) {
-        Logger::Log(2, "LightManager::GetLightActive( %u ) - INVALID INDEX", index);
+        Logger::Log(LogLevel::Warning, "LightManager::GetLightActive( %u ) - INVALID INDEX", index);
         return false;
     }
     active = block_.flags[index][0] != 0;
@@ -190,7 +191,7 @@ void LightManager::RestoreBlock(const LightBlock& block) {
 
 bool LightManager::AttachLightToCamera(uint32_t index) {
     if (index >= kMaxLights) {
-        Logger::Log(2, "LightManager::AttachLightToCamera( %u ) - INVALID INDEX", index);
+        Logger::Log(LogLevel::Warning, "LightManager::AttachLightToCamera( %u ) - INVALID INDEX", index);
         return false;
     }
     cameraLights_.insert(index);

@@ -8,6 +8,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 LightModel::LightModel(SceneHandle handle, const LightModelCreationInfo& info)
@@ -43,7 +44,7 @@ bool LightModel::CreateMeshes() {
     description.blendMode = 3;
     std::shared_ptr<DynamicShader> shader = scene->GetResources().shaderManager.GetShader(description);
     if (!shader) {
-        Logger::Log(1, "LightModel::CreateMeshes() - failed to create shader!");
+        Logger::Log(LogLevel::Error, "LightModel::CreateMeshes() - failed to create shader!");
         return false;
     }
     for (const auto& mesh : {pointMesh_, rayMesh_, spotMesh_}) {

@@ -5,6 +5,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -53,7 +54,7 @@ SchemeLight Positional(uint32_t index, const Vec3& position, const Vec3& diffuse
 
 bool LightingSchemeManager::GetLightingSchemeName(uint32_t id, std::string& name) {
     if (id >= LightingScheme::Count) {
-        Logger::Log(1, "LightingSchemeManager::GetLightingSchemeName() - INVALID ID PROVIDED!");
+        Logger::Log(LogLevel::Error, "LightingSchemeManager::GetLightingSchemeName() - INVALID ID PROVIDED!");
         return false;
     }
     name = kSchemeNames[id];
@@ -63,7 +64,7 @@ bool LightingSchemeManager::GetLightingSchemeName(uint32_t id, std::string& name
 uint32_t LightingSchemeManager::GetLightingSchemeFromName(const std::string& name) {
     for (uint32_t id = 0; id < LightingScheme::Count; ++id)
         if (name == kSchemeNames[id]) return id;
-    Logger::Log(1, "LightingSchemeManager::GetLightingSchemeFromName() - INVALID STRING PROVIDED!");
+    Logger::Log(LogLevel::Error, "LightingSchemeManager::GetLightingSchemeFromName() - INVALID STRING PROVIDED!");
     return LightingScheme::Invalid;
 }
 
@@ -153,24 +154,24 @@ bool LightingSchemeManager::GetSchemeLights(uint32_t id, std::vector<SchemeLight
 
 bool LightingSchemeManager::ActivateScheme(uint32_t id) {
     if (id == LightingScheme::Artwork && !artworkStored_) {
-        Logger::Log(2,
+        Logger::Log(LogLevel::Warning,
                     "LightingSchemeManager::ActivateScheme() - trying to change to 'Artwork' scheme, but no lights "
                     "were saved for that scheme!");
         return false;
     }
     std::string schemeName;
     if (!GetLightingSchemeName(id, schemeName)) {
-        Logger::Log(2, "LightingSchemeManager::ActivateScheme() - failed to get scheme name!");
+        Logger::Log(LogLevel::Warning, "LightingSchemeManager::ActivateScheme() - failed to get scheme name!");
         return false;
     }
     LightScene* scene = LightSceneLink::Find(handle_);
     LightManager* lights = scene != nullptr ? scene->GetLightManager() : nullptr;
     if (lights == nullptr) {
-        Logger::Log(1, "LightingSchemeManager::ActivateScheme has no active scene!");
+        Logger::Log(LogLevel::Error, "LightingSchemeManager::ActivateScheme has no active scene!");
         return false;
     }
     if (id == LightingScheme::Artwork && !lights->IsInitialized()) {
-        Logger::Log(1, "'Artwork' lighting scheme cannot be set - NOT INITIALIZED!");
+        Logger::Log(LogLevel::Error, "'Artwork' lighting scheme cannot be set - NOT INITIALIZED!");
         return false;
     }
 
@@ -180,7 +181,7 @@ bool LightingSchemeManager::ActivateScheme(uint32_t id) {
     lights->SetLightingEnabled(true);
     lights->SetGammaEnabled(gammaOn);
     lights->SetGamma(gamma);
-    Logger::Log(4, "LightingSchemes::ActivateScheme('%s') [%d]", schemeName.c_str(), static_cast<int>(id));
+    Logger::Log(LogLevel::Verbose, "LightingSchemes::ActivateScheme('%s') [%d]", schemeName.c_str(), static_cast<int>(id));
     activeScheme_ = id;
 
     if (id == LightingScheme::None) {
@@ -200,7 +201,7 @@ bool LightingSchemeManager::ApplyFixedScheme(uint32_t id, const std::string& sch
     bool ambientOn = false;
     Vec4 ambient{};
     if (!GetSchemeLights(id, table, ambientOn, ambient)) {
-        Logger::Log(1, "Invalid lighting scheme ID!");
+        Logger::Log(LogLevel::Error, "Invalid lighting scheme ID!");
         return false;
     }
     for (const SchemeLight& light : table) {
@@ -229,16 +230,16 @@ void LightingSchemeManager::BindMarker(uint32_t index, uint32_t lightType, const
         info.matrix = MathUtil::Scale({size, size, size});
         marker = scene.CreateLightMarker(info);
         if (!marker) {
-            Logger::Log(1, "LightingSchemeManager: Unable to create light model for '%s'", name.c_str());
+            Logger::Log(LogLevel::Error, "LightingSchemeManager: Unable to create light model for '%s'", name.c_str());
             return;
         }
         if (!scene.AddLightMarker(marker)) {
-            Logger::Log(2, "LightingSchemeManager: Cannot add light model %u to scene graph!", index);
+            Logger::Log(LogLevel::Warning, "LightingSchemeManager: Cannot add light model %u to scene graph!", index);
             return;
         }
     }
     if (!lights.SetLightModel(index, marker))
-        Logger::Log(2, "LightingSchemeManager: Cannot associate light model with light %u", index);
+        Logger::Log(LogLevel::Warning, "LightingSchemeManager: Cannot associate light model with light %u", index);
 }
 
 void LightingSchemeManager::RestoreArtwork(LightManager& lights) {
@@ -261,7 +262,7 @@ bool LightingSchemeManager::StoreCurrentAsArtwork() {
     LightScene* scene = LightSceneLink::Find(handle_);
     LightManager* lights = scene != nullptr ? scene->GetLightManager() : nullptr;
     if (lights == nullptr) {
-        Logger::Log(1, "LightingSchemeManager::StoreCurrentAsArtwork has no active scene!");
+        Logger::Log(LogLevel::Error, "LightingSchemeManager::StoreCurrentAsArtwork has no active scene!");
         return false;
     }
     const LightBlock& block = lights->GetBlock();
@@ -272,7 +273,7 @@ bool LightingSchemeManager::StoreCurrentAsArtwork() {
     if (block.enableAmbient != 0)
         for (const float component : block.ambientIntensity) ambient = ambient || component != 0.0f;
     if (activeLights == 0 && !ambient) {
-        Logger::Log(1, "Failed to store current light as 'Artwork' light, because no valid lights available!");
+        Logger::Log(LogLevel::Error, "Failed to store current light as 'Artwork' light, because no valid lights available!");
         artworkStored_ = false;
         return false;
     }

@@ -10,6 +10,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 MaterialValues MaterialManager::DefaultMaterialValues() {
@@ -24,7 +25,7 @@ MaterialValues MaterialManager::DefaultMaterialValues() {
 }
 
 MaterialManager::~MaterialManager() {
-    if (initialised_ || !materials_.empty()) Logger::Log(1, "MaterialManager instance was not shut down!");
+    if (initialised_ || !materials_.empty()) Logger::Log(LogLevel::Error, "MaterialManager instance was not shut down!");
 }
 
 bool MaterialManager::Init() {
@@ -44,7 +45,7 @@ bool MaterialManager::Init() {
     materials_.clear();
     materials_.reserve(kReservedRows);
     defaultMaterialIndex_ = AddMaterial("___DefaultMaterial", defaultValues_);
-    if (materials_.empty()) Logger::Log(1, "Cannot add default material!");
+    if (materials_.empty()) Logger::Log(LogLevel::Error, "Cannot add default material!");
     initialised_ = true;
     return true;
 }
@@ -60,12 +61,12 @@ void MaterialManager::Shutdown() {
 
 uint32_t MaterialManager::AddMaterial(const std::string& name, const MaterialValues& values) {
     if (name.empty()) {
-        Logger::Log(1, "Cannot add material with empty name!");
+        Logger::Log(LogLevel::Error, "Cannot add material with empty name!");
         return 0;
     }
     const uint32_t index = uint32_t(materials_.size());
     if (!names_.try_emplace(name, index).second) {
-        Logger::Log(1, "Cannot add material '%s' - DUPLICATE!", name.c_str());
+        Logger::Log(LogLevel::Error, "Cannot add material '%s' - DUPLICATE!", name.c_str());
         return 0;
     }
     materials_.push_back(values);
@@ -76,7 +77,7 @@ bool MaterialManager::UploadMaterials() {
     const size_t size = materials_.size() * sizeof(MaterialValues);
     std::unique_ptr<uint8_t[]> staging(new (std::nothrow) uint8_t[size ? size : 1]());
     if (!staging) {
-        Logger::Log(1, "MaterialManager::UploadMaterials() - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "MaterialManager::UploadMaterials() - OUT OF MEMORY");
         return false;
     }
     if (size) std::memcpy(staging.get(), materials_.data(), size);

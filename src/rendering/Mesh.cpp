@@ -12,6 +12,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -64,7 +65,7 @@ constexpr uint64_t kMaxBufferBytes = uint64_t(1) << 32;
 std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info) {
     std::shared_ptr<Mesh> mesh(new (std::nothrow) Mesh());
     if (!mesh || !mesh->CreateBaseObjects(info, nullptr)) {
-        Logger::Log(1, "Failed to create/init Mesh instance");
+        Logger::Log(LogLevel::Error, "Failed to create/init Mesh instance");
         return {};
     }
     return mesh;
@@ -73,7 +74,7 @@ std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info) {
 std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info, const VertexWriter& writer) {
     std::shared_ptr<Mesh> mesh(new (std::nothrow) Mesh());
     if (!mesh || !mesh->CreateBaseObjects(info, writer ? &writer : nullptr)) {
-        Logger::Log(1, "Failed to create/init Mesh instance");
+        Logger::Log(LogLevel::Error, "Failed to create/init Mesh instance");
         return {};
     }
     return mesh;
@@ -81,7 +82,7 @@ std::shared_ptr<Mesh> Mesh::Create(const MeshCreationInfo& info, const VertexWri
 
 bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* writer) {
     if (info.name.empty() || info.subObjects.empty()) {
-        Logger::Log(1, "Mesh - Invalid creation info");
+        Logger::Log(LogLevel::Error, "Mesh - Invalid creation info");
         return false;
     }
     name_ = info.name;
@@ -94,7 +95,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
         const MeshSubObjectData& sub = info.subObjects[i];
         DrawInfo& draw = drawInfos_[i];
         if (sub.attributes == 0) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
             return false;
         }
         const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
@@ -102,14 +103,14 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
         const uint64_t vertexCount = inPlace ? sub.vertexCount : sub.vertices ? sub.vertices->Count() : 0;
         const uint64_t vertexBytes = vertexCount * stride * sizeof(float);
         if ((!inPlace && (!sub.vertices || sub.vertices->Stride() != stride)) || vertexBytes > kMaxBufferBytes) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
             return false;
         }
         anyInPlace = anyInPlace || inPlace;
         draw.attributes = sub.attributes;
         draw.indexed = sub.indices != nullptr;
         if (draw.indexed && !IndicesInRange(*sub.indices, uint32_t(vertexCount))) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - index out of range!");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - index out of range!");
             return false;
         }
         draw.drawCount = draw.indexed ? sub.indices->Count() : uint32_t(vertexCount);
@@ -117,7 +118,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
 
         glGenVertexArrays(1, &draw.vao);
         if (draw.vao == 0) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create VAO");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VAO");
             return false;
         }
         // The element binding is VAO state, so the IBO is attached while the VAO is bound.
@@ -125,7 +126,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
         glGenBuffers(1, &draw.vbo);
         if (draw.vbo == 0) {
             glBindVertexArray(0);
-            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create VBO");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VBO");
             DeleteObjects(draw);
             return false;
         }
@@ -136,7 +137,7 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
             if (draw.ibo == 0) {
                 glBindVertexArray(0);
                 glBindBuffer(GL_ARRAY_BUFFER, 0);
-                Logger::Log(1, "Mesh::CreateBaseObjects() - failed to create IBO");
+                Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create IBO");
                 DeleteObjects(draw);
                 return false;
             }
@@ -184,7 +185,7 @@ bool Mesh::WriteMappedVertices(const MeshCreationInfo& info, const VertexWriter&
             glMapBufferRange(GL_ARRAY_BUFFER, 0, GLsizeiptr(bytes), GL_MAP_READ_BIT | GL_MAP_WRITE_BIT));
         readRows[i] = writeRows[i];
         if (!writeRows[i]) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - failed to map VBO");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to map VBO");
             ok = false;
         }
     }
@@ -195,7 +196,7 @@ bool Mesh::WriteMappedVertices(const MeshCreationInfo& info, const VertexWriter&
         glBindBuffer(GL_ARRAY_BUFFER, drawInfos_[i].vbo);
         // False means the store was lost while mapped (a display mode change on some drivers).
         if (!glUnmapBuffer(GL_ARRAY_BUFFER) && ok) {
-            Logger::Log(1, "Mesh::CreateBaseObjects() - VBO contents lost while mapped");
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - VBO contents lost while mapped");
             ok = false;
         }
     }
@@ -228,7 +229,7 @@ void Mesh::CalculateBoundingBox(const MeshCreationInfo& info, const float* const
         }
     }
     if (first) {
-        Logger::Log(1, "Cannot create bounding box for mesh '%s'", name_.c_str());
+        Logger::Log(LogLevel::Error, "Cannot create bounding box for mesh '%s'", name_.c_str());
         return;
     }
     boundingBoxValid_ = true;
@@ -253,7 +254,7 @@ bool Mesh::SetShaderForSubObject(uint32_t index, const std::shared_ptr<DynamicSh
 
 void Mesh::Draw(const RenderInfo& info, float time) {
     if (info.shaderInfos.size() != drawInfos_.size()) {
-        Logger::Log(1, "Mismatching number of DrawInfos and RenderShaderInfos");
+        Logger::Log(LogLevel::Error, "Mismatching number of DrawInfos and RenderShaderInfos");
         return;
     }
     for (size_t i = 0; i < drawInfos_.size(); ++i) {
@@ -315,7 +316,7 @@ void Mesh::DrawInBatches(const DrawInfo& draw, uint32_t count, uint32_t batchPri
 
 uint32_t Mesh::GetNumberOfPrimitivesForSubObject(uint32_t index) const {
     if (index >= drawInfos_.size()) {
-        Logger::Log(1, "Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!");
+        Logger::Log(LogLevel::Error, "Mesh::GetNumberOfPrimitivesForSubObject() - INVALID OBJECT INDEX!");
         return 0;
     }
     return drawInfos_[index].primitiveCount;
@@ -323,7 +324,7 @@ uint32_t Mesh::GetNumberOfPrimitivesForSubObject(uint32_t index) const {
 
 uint32_t Mesh::GetVertexAttributes(uint32_t index) const {
     if (index >= drawInfos_.size()) {
-        Logger::Log(1, "Mesh::GetVertexAttributes() - INVALID OBJECT INDEX!");
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexAttributes() - INVALID OBJECT INDEX!");
         return 0;
     }
     return drawInfos_[index].attributes;
@@ -338,19 +339,19 @@ bool Mesh::GetBoundingBox(Vec3& min, Vec3& max) const {
 
 std::shared_ptr<DataBuffer<float>> Mesh::GetVertexDataForSubObject(uint32_t index) const {
     if (index >= drawInfos_.size()) {
-        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - INVALID OBJECT INDEX!");
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - INVALID OBJECT INDEX!");
         return {};
     }
     const DrawInfo& draw = drawInfos_[index];
     if (draw.vbo == 0) {
-        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - INVALID VBO INDEX!");
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - INVALID VBO INDEX!");
         return {};
     }
     const uint32_t vertices = draw.primitiveCount * VerticesPerPrimitive(primitiveType_);
     const uint32_t floats = VertexAttribute::FloatsPerVertex(draw.attributes);
     std::shared_ptr<DataBuffer<float>> result = DataBuffer<float>::Create(vertices, floats);
     if (!result) {
-        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - OUT OF MEMORY");
         return {};
     }
     glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
@@ -358,7 +359,7 @@ std::shared_ptr<DataBuffer<float>> Mesh::GetVertexDataForSubObject(uint32_t inde
     glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &size);
     if (uint64_t(size) != result->ByteSize()) {
         glBindBuffer(GL_ARRAY_BUFFER, 0);
-        Logger::Log(1, "Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
         return {};
     }
     if (size > 0) glGetBufferSubData(GL_ARRAY_BUFFER, 0, GLsizeiptr(size), result->Data());
@@ -368,14 +369,14 @@ std::shared_ptr<DataBuffer<float>> Mesh::GetVertexDataForSubObject(uint32_t inde
 
 std::shared_ptr<DataBuffer<uint32_t>> Mesh::GetIndexDataForSubObject(uint32_t index) const {
     if (index >= drawInfos_.size()) {
-        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - INVALID OBJECT INDEX!");
+        Logger::Log(LogLevel::Error, "Mesh::GetIndexDataForSubObject() - INVALID OBJECT INDEX!");
         return {};
     }
     const DrawInfo& draw = drawInfos_[index];
     if (!draw.indexed || draw.ibo == 0) return {};
     std::shared_ptr<DataBuffer<uint32_t>> result = DataBuffer<uint32_t>::Create(draw.drawCount, 1);
     if (!result) {
-        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "Mesh::GetIndexDataForSubObject() - OUT OF MEMORY");
         return {};
     }
     // The copy-read target leaves the VAO's element binding alone.
@@ -384,7 +385,7 @@ std::shared_ptr<DataBuffer<uint32_t>> Mesh::GetIndexDataForSubObject(uint32_t in
     glGetBufferParameteri64v(GL_COPY_READ_BUFFER, GL_BUFFER_SIZE, &size);
     if (uint64_t(size) != result->ByteSize()) {
         glBindBuffer(GL_COPY_READ_BUFFER, 0);
-        Logger::Log(1, "Mesh::GetIndexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
+        Logger::Log(LogLevel::Error, "Mesh::GetIndexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
         return {};
     }
     if (size > 0) glGetBufferSubData(GL_COPY_READ_BUFFER, 0, GLsizeiptr(size), result->Data());

@@ -11,6 +11,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 namespace M = MathUtil;
 
@@ -56,7 +57,7 @@ std::shared_ptr<Model> Model::Create(SceneHandle handle, const ModelCreationInfo
     int32_t visibility = int32_t(info.shaderDescriptions.front().flags & 3);
     std::shared_ptr<Model> model(new Model(handle, std::move(name), info.mesh, visibility));
     if (!model->Init(info)) {
-        Logger::Log(1, "Failed to create/init Model object");
+        Logger::Log(LogLevel::Error, "Failed to create/init Model object");
         return nullptr;
     }
     return model;
@@ -119,7 +120,7 @@ bool Model::CreateModel(int32_t visibility) {
         std::shared_ptr<DynamicShader> shader;
         if (scene) shader = scene->GetResources().shaderManager.GetShader(description);
         if (!shader || !mesh_ || !mesh_->SetShaderForSubObject(uint32_t(i), shader)) {
-            Logger::LogF(1, "Model::CreateModel - failed to create/init dynamic shaders (vis: {:d})!", visibility);
+            Logger::LogF(LogLevel::Error, "Model::CreateModel - failed to create/init dynamic shaders (vis: {:d})!", visibility);
             return false;
         }
         ShaderSet& set = shaderSets_[i];
@@ -144,7 +145,7 @@ bool Model::PickShaders() {
             message = "Model::PickShaders() - no valid front&back shader";
         }
         if (!*slot && !CreateModel(faceVisibility_)) {
-            Logger::Log(1, "%s", message);
+            Logger::Log(LogLevel::Error, "%s", message);
             return false;
         }
         renderInfo_.shaderInfos[i].shader = *slot;
@@ -160,7 +161,7 @@ bool Model::AddChild(std::shared_ptr<Model> child, const std::string& parentName
     }
     std::shared_ptr<Model> parent = FindChild(parentName);
     if (!parent) {
-        Logger::Log(1, "Cannot add child '%s' to '%s', no parent with name '%s' found!",
+        Logger::Log(LogLevel::Error, "Cannot add child '%s' to '%s', no parent with name '%s' found!",
                     child->GetName().c_str(), name_.c_str(), parentName.c_str());
         return false;
     }
@@ -200,7 +201,7 @@ void Model::CalculateBoundingBox(SceneBoundingBox& box) const {
     for (const Vec3& corner : corners) {
         Vec4 p = M::Transform(renderInfo_.modelMatrix, {corner[0], corner[1], corner[2], 1.0f});
         if (std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2])) {
-            Logger::LogF(1, "Model::CalculateBoundingBox() with invalid input data, bounding box not calculated  (Model: '{:s}')", name_);
+            Logger::LogF(LogLevel::Error, "Model::CalculateBoundingBox() with invalid input data, bounding box not calculated  (Model: '{:s}')", name_);
             break;
         }
         box.Merge({p[0], p[1], p[2]});
@@ -209,7 +210,7 @@ void Model::CalculateBoundingBox(SceneBoundingBox& box) const {
 
 void Model::AddBoundingBoxAndAxis(const SceneBoundingBox& box) {
     if (!box.valid) {
-        Logger::Log(1, "Model::AddBoundingBoxAndAxis: Invalid bounding box");
+        Logger::Log(LogLevel::Error, "Model::AddBoundingBoxAndAxis: Invalid bounding box");
         return;
     }
     boundingBox_.reset();
@@ -231,7 +232,7 @@ void Model::SetChildrenBoundingBoxVisible(bool visible, uint32_t mask) {
 
 void Model::SetMaterial(uint32_t subObject, uint32_t materialIndex) {
     if (subObject >= renderInfo_.shaderInfos.size()) {
-        Logger::Log(1, "Model::SetMaterial() - Invalid shader index into RenderShaderInfos");
+        Logger::Log(LogLevel::Error, "Model::SetMaterial() - Invalid shader index into RenderShaderInfos");
         return;
     }
     renderInfo_.shaderInfos[subObject].materialIndex = materialIndex;
@@ -239,7 +240,7 @@ void Model::SetMaterial(uint32_t subObject, uint32_t materialIndex) {
 
 void Model::SetTexture(uint32_t subObject, uint32_t layer, uint32_t textureId) {
     if (subObject >= renderInfo_.shaderInfos.size() || layer > 7) {
-        Logger::Log(1, "Model::SetTexture() - INVALID shaderIdx or textureLayer");
+        Logger::Log(LogLevel::Error, "Model::SetTexture() - INVALID shaderIdx or textureLayer");
         return;
     }
     RenderShaderInfo& info = renderInfo_.shaderInfos[subObject];
@@ -251,8 +252,8 @@ void Model::SetMatrix(const Mat4& m) {
     translation_ = {m[12], m[13], m[14]};
     Vec3 scale = {M::Length({m[0], m[1], m[2]}), M::Length({m[4], m[5], m[6]}), M::Length({m[8], m[9], m[10]})};
     if (scale[0] == 0.0f || scale[1] == 0.0f || scale[2] == 0.0f) {
-        Logger::LogF(1, "Model::SetMatrix() - INVALID MATRIX! (Model: {:s})", name_);
-        Logger::Log(2, "Model::SetMatrix() - Falling back to identity matrix (Model: %s),", name_.c_str());
+        Logger::LogF(LogLevel::Error, "Model::SetMatrix() - INVALID MATRIX! (Model: {:s})", name_);
+        Logger::Log(LogLevel::Warning, "Model::SetMatrix() - Falling back to identity matrix (Model: %s),", name_.c_str());
         scale_ = {1.0f, 1.0f, 1.0f};
         rotation_ = M::Identity4();
     } else {
@@ -366,7 +367,7 @@ std::shared_ptr<SimpleModel> SimpleModel::Create(SceneHandle handle, std::shared
     if (!scene || !mesh) return nullptr;
     std::shared_ptr<DynamicShader> shader = scene->GetResources().shaderManager.GetShader(description);
     if (!shader) {
-        Logger::Log(1, "SimpleModel::Create - failed to create shader!");
+        Logger::Log(LogLevel::Error, "SimpleModel::Create - failed to create shader!");
         return nullptr;
     }
     if (!mesh->SetShaderForSubObject(0, shader)) return nullptr;

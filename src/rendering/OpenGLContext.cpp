@@ -11,6 +11,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -82,7 +83,7 @@ bool OpenGLContext::OpenDisplay() {
     surfacelessOk_ = false;
     const char* client = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     if (!HasWord(client, "EGL_EXT_platform_base")) {
-        Logger::Log(1, "OpenGLContext - EGL platform displays not supported");
+        Logger::Log(LogLevel::Error, "OpenGLContext - EGL platform displays not supported");
         return false;
     }
     // Windows need the X platform; without a reachable server the library runs headless.
@@ -94,22 +95,22 @@ bool OpenGLContext::OpenDisplay() {
             display_ = display;
             nativeDisplay_ = xdisplay;
             surfacelessOk_ = HasWord(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context");
-            Logger::Log(4, "OpenGLContext - using the X11 EGL platform");
+            Logger::Log(LogLevel::Verbose, "OpenGLContext - using the X11 EGL platform");
         }
     }
     if (!display_) {
         if (xdisplay) x11.Close();
         if (!HasWord(client, "EGL_MESA_platform_surfaceless")) {
-            Logger::Log(1, "OpenGLContext - no X server and no headless EGL platform available");
+            Logger::Log(LogLevel::Error, "OpenGLContext - no X server and no headless EGL platform available");
             return false;
         }
         EGLDisplay display = eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
         if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) {
-            Logger::LogF(1, "OpenGLContext - failed to initialize EGL: '{:s}'", LastEglError());
+            Logger::LogF(LogLevel::Error, "OpenGLContext - failed to initialize EGL: '{:s}'", LastEglError());
             return false;
         }
         display_ = display;
-        Logger::Log(4, "OpenGLContext - using the surfaceless EGL platform");
+        Logger::Log(LogLevel::Verbose, "OpenGLContext - using the surfaceless EGL platform");
     }
     return BindDesktopGL();
 }
@@ -118,7 +119,7 @@ bool OpenGLContext::OpenDisplay() {
 // is set on every start.
 bool OpenGLContext::BindDesktopGL() {
     if (eglBindAPI(EGL_OPENGL_API)) return true;
-    Logger::LogF(1, "OpenGLContext - desktop OpenGL not available: '{:s}'", LastEglError());
+    Logger::LogF(LogLevel::Error, "OpenGLContext - desktop OpenGL not available: '{:s}'", LastEglError());
     return false;
 }
 
@@ -137,7 +138,7 @@ bool OpenGLContext::CreateHelper() {
         EGL_DEPTH_SIZE, kDepthBits, EGL_STENCIL_SIZE, kStencilBits, EGL_NONE};
     void* helperConfig = nullptr;
     if (!FindConfig(configAttributes, helperConfig)) {
-        Logger::Log(1, "Failed to set helper pixel format");
+        Logger::Log(LogLevel::Error, "Failed to set helper pixel format");
         return false;
     }
     // A core request reports the highest core version the driver has; a legacy context may
@@ -148,7 +149,7 @@ bool OpenGLContext::CreateHelper() {
     helperContext_ = eglCreateContext(display_, helperConfig, EGL_NO_CONTEXT, coreAttributes);
     if (!helperContext_) helperContext_ = eglCreateContext(display_, helperConfig, EGL_NO_CONTEXT, nullptr);
     if (!helperContext_) {
-        Logger::Log(1, "Failed to create helper context");
+        Logger::Log(LogLevel::Error, "Failed to create helper context");
         return false;
     }
     if (nativeDisplay_) {
@@ -157,7 +158,7 @@ bool OpenGLContext::CreateHelper() {
     }
     EGLSurface surface = helperSurface_ ? helperSurface_ : EGL_NO_SURFACE;
     if (!eglMakeCurrent(display_, surface, surface, helperContext_)) {
-        Logger::Log(1, "Failed to make helper context current");
+        Logger::Log(LogLevel::Error, "Failed to make helper context current");
         return false;
     }
     return true;
@@ -180,12 +181,12 @@ bool OpenGLContext::ReadVersionInfo() {
     renderer_ = GLText(GL_RENDERER);
     ParseGLVersion(shaderVersion_.c_str(), shaderMajor_, shaderMinor_);
     vendor_ = DetectVendor(vendorName_);
-    if (vendor_ == GLVendor::Unknown) Logger::Log(2, "Cannot determine vendor from '%s'", vendorName_.c_str());
+    if (vendor_ == GLVendor::Unknown) Logger::Log(LogLevel::Warning, "Cannot determine vendor from '%s'", vendorName_.c_str());
     if (maxMajor_ == 0 || maxMinor_ < 0 || shaderMajor_ == 0 || shaderMinor_ < 0) {
-        Logger::Log(1, "Failed to retrieve OpenGL version info!");
+        Logger::Log(LogLevel::Error, "Failed to retrieve OpenGL version info!");
         return false;
     }
-    Logger::Log(3, "Version: %s (OpenGL %d.%d, Shader %d.%d, Vendor: %s, Renderer: %s)", version_.c_str(),
+    Logger::Log(LogLevel::Info, "Version: %s (OpenGL %d.%d, Shader %d.%d, Vendor: %s, Renderer: %s)", version_.c_str(),
                 maxMajor_, maxMinor_, shaderMajor_, shaderMinor_, vendorName_.c_str(), renderer_.c_str());
     return true;
 }
@@ -199,26 +200,26 @@ bool OpenGLContext::ReadExtensions() {
         if (name) extensions_.emplace(reinterpret_cast<const char*>(name));
     }
     if (extensions_.empty()) {
-        Logger::Log(1, "Failed to retrieve OpenGL extension info!");
+        Logger::Log(LogLevel::Error, "Failed to retrieve OpenGL extension info!");
         return false;
     }
     if (Logger::Instance().MaxLevel() > 4) {
-        Logger::Log(3, "Available Extensions:");
-        for (const auto& name : extensions_) Logger::Log(3, "  %s", name.c_str());
+        Logger::Log(LogLevel::Info, "Available Extensions:");
+        for (const auto& name : extensions_) Logger::Log(LogLevel::Info, "  %s", name.c_str());
     }
     return true;
 }
 
 bool OpenGLContext::CheckRequiredExtensions(const std::vector<std::string>& required) {
-    Logger::Log(3, "Checking for supported extensions...");
+    Logger::Log(LogLevel::Info, "Checking for supported extensions...");
     for (const auto& name : required) {
         if (!HasExtension(name)) {
-            Logger::Log(1, "Cannot find OpenGL extension '%s' - NOT SUPPORTED", name.c_str());
+            Logger::Log(LogLevel::Error, "Cannot find OpenGL extension '%s' - NOT SUPPORTED", name.c_str());
             return false;
         }
-        Logger::Log(5, "Found OpenGL extension: '%s'", name.c_str());
+        Logger::Log(LogLevel::ExtraVerbose, "Found OpenGL extension: '%s'", name.c_str());
     }
-    Logger::Log(3, "Success:: Found all required extensisons");
+    Logger::Log(LogLevel::Info, "Success:: Found all required extensisons");
     return true;
 }
 
@@ -233,7 +234,7 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
     csaaSamples_ = 0;
 
     if (info.autoAntiAliasing || info.csaaSamples > 0)
-        Logger::Log(2, "CSAA not supported, or failed to initialize");
+        Logger::Log(LogLevel::Warning, "CSAA not supported, or failed to initialize");
 
     if (info.autoAntiAliasing || info.msaaSamples > 1) {
         uint32_t samples = info.autoAntiAliasing ? kMaxAutoSamples : info.msaaSamples;
@@ -250,9 +251,9 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
             EGLint found = 0;
             eglGetConfigAttrib(display_, config_, EGL_SAMPLES, &found);
             msaaSamples_ = static_cast<uint32_t>(found);
-            Logger::Log(3, "Window anti-aliasing mode: %s", AntiAliasingModeName(0, msaaSamples_).c_str());
+            Logger::Log(LogLevel::Info, "Window anti-aliasing mode: %s", AntiAliasingModeName(0, msaaSamples_).c_str());
         } else {
-            Logger::Log(2, "MSAA not supported, or failed to initialize");
+            Logger::Log(LogLevel::Warning, "MSAA not supported, or failed to initialize");
         }
     }
 
@@ -264,9 +265,9 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
             EGL_SAMPLE_BUFFERS, 0, EGL_NONE};
         if (!FindConfig(attributes, config_)) {
             config_ = nullptr;
-            Logger::Log(2, "Failed to choose pixel format (ARB)");
+            Logger::Log(LogLevel::Warning, "Failed to choose pixel format (ARB)");
         }
-        Logger::Log(3, "Window anti-aliasing mode: NONE");
+        Logger::Log(LogLevel::Info, "Window anti-aliasing mode: NONE");
     }
     if (config_) {
         EGLint id = 0;
@@ -280,7 +281,7 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
 
 bool OpenGLContext::Create(const OpenGLContextCreationInfo& info) {
     if (context_) {
-        Logger::Log(1, "OpenGLContext::Create - context already exists");
+        Logger::Log(LogLevel::Error, "OpenGLContext::Create - context already exists");
         return false;
     }
     contextMajorRequest_ = info.major;
@@ -288,12 +289,12 @@ bool OpenGLContext::Create(const OpenGLContextCreationInfo& info) {
 
     bool ok = OpenDisplay();
     if (!ok) {
-        Logger::Log(1, "OpenGLContext failed to create helper window");
+        Logger::Log(LogLevel::Error, "OpenGLContext failed to create helper window");
         return false;
     }
     ok = CreateHelper();
     if (ok && (!eglGetProcAddress("glGetStringi") || epoxy_gl_version() == 0)) {
-        Logger::Log(1, "Failed to load OpenGL functions!");
+        Logger::Log(LogLevel::Error, "Failed to load OpenGL functions!");
         ok = false;
     }
     if (ok) {
@@ -303,12 +304,12 @@ bool OpenGLContext::Create(const OpenGLContextCreationInfo& info) {
         ParseGLVersion(eglVersion, eglMajor, eglMinor);
         const bool attributesKnown = eglMajor > 1 || (eglMajor == 1 && eglMinor >= 5) ||
                                      HasWord(eglQueryString(display_, EGL_EXTENSIONS), "EGL_KHR_create_context");
-        if (!attributesKnown) Logger::Log(2, "Partially failed to load OpenGL wgl functions!");
+        if (!attributesKnown) Logger::Log(LogLevel::Warning, "Partially failed to load OpenGL wgl functions!");
 
         ParseGLVersion(GLText(GL_VERSION).c_str(), maxMajor_, maxMinor_);
-        Logger::Log(3, "Available Max-Version: OpenGL %d.%d", maxMajor_, maxMinor_);
+        Logger::Log(LogLevel::Info, "Available Max-Version: OpenGL %d.%d", maxMajor_, maxMinor_);
         if (maxMajor_ < info.major || (maxMajor_ == info.major && maxMinor_ < info.minor)) {
-            Logger::Log(1, "Minimum requirement: OpenGL %d.%d -> ABORTING", info.major, info.minor);
+            Logger::Log(LogLevel::Error, "Minimum requirement: OpenGL %d.%d -> ABORTING", info.major, info.minor);
             ok = false;
         }
     }
@@ -364,16 +365,16 @@ bool OpenGLContext::CreateSurface(DeviceContext* dc) {
 
 bool OpenGLContext::CreateContextForWindow(DeviceContext* dc) {
     if (!dc) {
-        Logger::Log(1, "No valid draw window DC provided, cannot create OpenGL context!");
+        Logger::Log(LogLevel::Error, "No valid draw window DC provided, cannot create OpenGL context!");
         return false;
     }
     if (pixelFormat_ == 0 || !config_ || !display_) {
-        Logger::Log(1, "No valid pixel format available, cannot create OpenGL context!");
+        Logger::Log(LogLevel::Error, "No valid pixel format available, cannot create OpenGL context!");
         return false;
     }
     if (!dc->bound) {
         if (!CreateSurface(dc)) {
-            Logger::LogF(1, "Failed to SetPixelFormat(): '{:s}'", LastEglError());
+            Logger::LogF(LogLevel::Error, "Failed to SetPixelFormat(): '{:s}'", LastEglError());
             return false;
         }
     }
@@ -386,10 +387,10 @@ bool OpenGLContext::CreateContextForWindow(DeviceContext* dc) {
                                  EGL_NONE};
     context_ = eglCreateContext(display_, config_, EGL_NO_CONTEXT, attributes);
     if (!context_) {
-        Logger::Log(2, "Falling back to default context creation as wglCreateContextAttribsARB seems not available");
+        Logger::Log(LogLevel::Warning, "Falling back to default context creation as wglCreateContextAttribsARB seems not available");
         context_ = eglCreateContext(display_, config_, EGL_NO_CONTEXT, nullptr);
         if (!context_) {
-            Logger::Log(1, "Failed to wglCreateContext()");
+            Logger::Log(LogLevel::Error, "Failed to wglCreateContext()");
             return false;
         }
     }
@@ -398,13 +399,13 @@ bool OpenGLContext::CreateContextForWindow(DeviceContext* dc) {
 
 bool OpenGLContext::Activate(DeviceContext* dc) {
     if (!context_ || !dc || !dc->bound) {
-        Logger::Log(1, "OpenGLContext - failed to activate, invalid data!");
+        Logger::Log(LogLevel::Error, "OpenGLContext - failed to activate, invalid data!");
         return false;
     }
     if (dc == currentDC_) return true;
     EGLSurface surface = dc->surface ? dc->surface : EGL_NO_SURFACE;
     if (!eglMakeCurrent(display_, surface, surface, context_)) {
-        Logger::LogF(1, "OpenGLContext - failed on wglMakeCurrent: '{:s}'", LastEglError());
+        Logger::LogF(LogLevel::Error, "OpenGLContext - failed on wglMakeCurrent: '{:s}'", LastEglError());
         return false;
     }
     currentDC_ = dc;
@@ -413,7 +414,7 @@ bool OpenGLContext::Activate(DeviceContext* dc) {
 
 bool OpenGLContext::Deactivate(DeviceContext* dc) {
     if (!context_ || !dc) {
-        Logger::Log(1, "OpenGLContext - error on context deactivation");
+        Logger::Log(LogLevel::Error, "OpenGLContext - error on context deactivation");
         return false;
     }
     if (dc != currentDC_) return true;

@@ -18,6 +18,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -42,12 +43,12 @@ ImageFormat ToImageFormat(int32_t format) {
 
 std::shared_ptr<RenderView> RenderView::Create(const RenderViewCreationInfo& info) {
     if (!Renderer::Instance().IsInitialized()) {
-        Logger::Log(1, "RenderView::Create: Renderer not initialized!");
+        Logger::Log(LogLevel::Error, "RenderView::Create: Renderer not initialized!");
         return nullptr;
     }
     std::shared_ptr<RenderView> view(new RenderView());
     if (!view->Init(info)) {
-        Logger::Log(1, "RenderView::Create: failed to initialize!");
+        Logger::Log(LogLevel::Error, "RenderView::Create: failed to initialize!");
         return nullptr;
     }
     return view;
@@ -63,11 +64,11 @@ RenderView::~RenderView() {
 
 bool RenderView::Init(const RenderViewCreationInfo& info) {
     if (!info.IsValid()) {
-        Logger::Log(1, "Failed to initialize RenderView, invalid CreationInfo!");
+        Logger::Log(LogLevel::Error, "Failed to initialize RenderView, invalid CreationInfo!");
         return false;
     }
     if (initialised_) {
-        Logger::Log(1, "RenderView already initialized...");
+        Logger::Log(LogLevel::Error, "RenderView already initialized...");
         return false;
     }
     viewport_ = CameraViewport{0, 0, info.width, info.height};
@@ -75,12 +76,12 @@ bool RenderView::Init(const RenderViewCreationInfo& info) {
     window_ = info.window;
     dc_ = Windowing::WindowBase::GetDC(window_);
     if (dc_ == nullptr) {
-        Logger::Log(1, "No valid device context for window found, cannot create OpenGL context!");
+        Logger::Log(LogLevel::Error, "No valid device context for window found, cannot create OpenGL context!");
         return false;
     }
     OpenGLContext& context = OpenGLContext::Instance();
     if (!context.CreateContextForWindow(dc_) || !context.Activate(dc_)) {
-        Logger::Log(1, "Failed to create render context for RenderView!");
+        Logger::Log(LogLevel::Error, "Failed to create render context for RenderView!");
         return false;
     }
 
@@ -101,7 +102,7 @@ bool RenderView::Init(const RenderViewCreationInfo& info) {
     coverageSamples_ = context.CsaaSamples();
 
     if (!CreateFramebuffers()) {
-        Logger::Log(1, "Failed to create a FBO");
+        Logger::Log(LogLevel::Error, "Failed to create a FBO");
         DeleteFramebuffers();
         return false;
     }
@@ -164,7 +165,7 @@ bool RenderView::CreateFramebuffers() {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
     if (status != GL_FRAMEBUFFER_COMPLETE) {
-        Logger::Log(1, "glCheckFramebufferStatus FAILED! (%d)", int32_t(status));
+        Logger::Log(LogLevel::Error, "glCheckFramebufferStatus FAILED! (%d)", int32_t(status));
         complete = false;
     }
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
@@ -195,7 +196,7 @@ bool RenderView::CreateFramebuffers() {
         glBindFramebuffer(GL_FRAMEBUFFER, msaaFbo_);
         status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
         if (status != GL_FRAMEBUFFER_COMPLETE) {
-            Logger::Log(1, "glCheckFramebufferStatus FAILED (MSAA)! (%d)", int32_t(status));
+            Logger::Log(LogLevel::Error, "glCheckFramebufferStatus FAILED (MSAA)! (%d)", int32_t(status));
             complete = false;
         }
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
@@ -215,7 +216,7 @@ void RenderView::DeleteFramebuffers() {
 bool RenderView::RecreateFramebuffers() {
     DeleteFramebuffers();
     if (!CreateFramebuffers()) {
-        Logger::Log(1, "Renderer::RecreateFramebuffer - FAILED TO RECREATE FBO!");
+        Logger::Log(LogLevel::Error, "Renderer::RecreateFramebuffer - FAILED TO RECREATE FBO!");
         return false;
     }
     // The quad shows whatever texture the framebuffer has now.
@@ -225,7 +226,7 @@ bool RenderView::RecreateFramebuffers() {
 
 bool RenderView::SetViewport(const CameraViewport& rect) {
     if (rect.width == 0 || rect.height == 0) {
-        Logger::Log(2, "Trying to set viewport to %ux%u - IGNORED!", rect.width, rect.height);
+        Logger::Log(LogLevel::Warning, "Trying to set viewport to %ux%u - IGNORED!", rect.width, rect.height);
         return false;
     }
     if (rect.width == viewport_.width && rect.height == viewport_.height) return true;
@@ -233,7 +234,7 @@ bool RenderView::SetViewport(const CameraViewport& rect) {
     viewport_ = rect;
     cameraController_.OnViewportChanged(viewport_);
     bool ok = RecreateFramebuffers();
-    if (!ok) Logger::Log(1, "RenderView::SetViewport - FAILED TO RECREATE FBO!");
+    if (!ok) Logger::Log(LogLevel::Error, "RenderView::SetViewport - FAILED TO RECREATE FBO!");
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glViewport(0, 0, GLsizei(viewport_.width), GLsizei(viewport_.height));
     frameDirty_ = true;
@@ -242,7 +243,7 @@ bool RenderView::SetViewport(const CameraViewport& rect) {
 
 bool RenderView::SetFBOAAModeExplicitely(uint32_t colorSamples, uint32_t coverageSamples) {
     if (!Renderer::Instance().SupportsAntiAliasingMode(colorSamples, coverageSamples)) {
-        Logger::Log(1, "Renderer::SupportsFBOAAMode - unsupported CSAA mode");
+        Logger::Log(LogLevel::Error, "Renderer::SupportsFBOAAMode - unsupported CSAA mode");
         return false;
     }
     ActivateContext();
@@ -253,11 +254,11 @@ bool RenderView::SetFBOAAModeExplicitely(uint32_t colorSamples, uint32_t coverag
         colorSamples_ = oldColor;
         coverageSamples_ = oldCoverage;
         RecreateFramebuffers();
-        Logger::Log(1, "Renderer::SetFBOAAModeExplicitely - failed to recreate FBO");
+        Logger::Log(LogLevel::Error, "Renderer::SetFBOAAModeExplicitely - failed to recreate FBO");
         return false;
     }
     frameDirty_ = true;
-    Logger::Log(3, "Renderer::SetFBOAAModeExplicitely switched to %i coverage and %i color samples",
+    Logger::Log(LogLevel::Info, "Renderer::SetFBOAAModeExplicitely switched to %i coverage and %i color samples",
                 int32_t(coverageSamples_), int32_t(colorSamples_));
     return true;
 }
@@ -265,12 +266,12 @@ bool RenderView::SetFBOAAModeExplicitely(uint32_t colorSamples, uint32_t coverag
 bool RenderView::SetAnisotropy(uint32_t anisotropy) {
     if (anisotropy == 0) anisotropy = 1;
     if (anisotropy > Renderer::Instance().MaxAnisotropy() || !IsPowerOfTwo(anisotropy)) {
-        Logger::Log(1, "RenderView::SetAnisotropy with invalid setting: %u", anisotropy);
+        Logger::Log(LogLevel::Error, "RenderView::SetAnisotropy with invalid setting: %u", anisotropy);
         return false;
     }
     ActivateContext();
     anisotropy_ = anisotropy;
-    Logger::Log(3, "Anisotropic filtering set to %u", anisotropy_);
+    Logger::Log(LogLevel::Info, "Anisotropic filtering set to %u", anisotropy_);
     for (const auto& [handle, entry] : SceneManager::Instance().GetScenes()) {
         if (entry.scene) entry.scene->GetResources().textureManager.SetAnisotropy(anisotropy_);
     }
@@ -303,7 +304,7 @@ bool RenderView::ActivateContext() {
 bool RenderView::SetSceneGraph(SceneHandle handle) {
     std::shared_ptr<SceneGraph> scene = SceneManager::Instance().GetScene(handle);
     if (!scene) {
-        Logger::Log(1, "RenderView::SetSceneGraph - invalid scene!");
+        Logger::Log(LogLevel::Error, "RenderView::SetSceneGraph - invalid scene!");
         return false;
     }
     ActivateContext();
@@ -311,7 +312,7 @@ bool RenderView::SetSceneGraph(SceneHandle handle) {
     scene->GetResources().textureManager.SetAnisotropy(anisotropy_);
     cameraController_.OnSceneGraphSet(handle);
     if (!CreateScreenQuad()) {
-        Logger::Log(1, "RenderView::SetSceneGraph - failed to create screenquad object (Render-To-FBO not available)!");
+        Logger::Log(LogLevel::Error, "RenderView::SetSceneGraph - failed to create screenquad object (Render-To-FBO not available)!");
     }
     frameDirty_ = true;
     return true;
@@ -320,7 +321,7 @@ bool RenderView::SetSceneGraph(SceneHandle handle) {
 bool RenderView::CreateScreenQuad() {
     std::shared_ptr<SceneGraph> scene = SceneManager::Instance().GetScene(scene_);
     if (!scene) {
-        Logger::Log(1, "RenderView::CreateScreenQuad - has no scene!");
+        Logger::Log(LogLevel::Error, "RenderView::CreateScreenQuad - has no scene!");
         return false;
     }
     std::shared_ptr<Mesh> quad = SimpleMeshFactory::CreateScreenQuad(scene_);
@@ -335,7 +336,7 @@ bool RenderView::CreateScreenQuad() {
     description.blendMode = 3;
     std::shared_ptr<DynamicShader> shader = scene->GetResources().shaderManager.GetShader(description);
     if (!shader || !quad->SetShaderForSubObject(0, shader)) {
-        Logger::Log(1, "Failed to create shader for screen quad!");
+        Logger::Log(LogLevel::Error, "Failed to create shader for screen quad!");
         return false;
     }
     screenQuadInfo_ = RenderInfo{};
@@ -456,7 +457,7 @@ bool RenderView::ReadFramebuffer(std::vector<uint8_t>& pixels, uint32_t& size, b
 bool RenderView::RenderToMemory(std::vector<uint8_t>& pixels, uint32_t& size, bool flip) {
     std::shared_ptr<SceneGraph> scene = SceneManager::Instance().GetScene(scene_);
     if (!scene || !scene->IsVisible()) {
-        Logger::Log(1, "Cannot render scene to file, no scene loaded, or scene set invisible!");
+        Logger::Log(LogLevel::Error, "Cannot render scene to file, no scene loaded, or scene set invisible!");
         return false;
     }
     if (fbo_ == 0) return false;
@@ -486,14 +487,14 @@ bool RenderView::TakeScreenshot() {
     std::vector<uint8_t> pixels;
     uint32_t size = 0;
     if (!RenderToMemory(pixels, size, false)) {
-        Logger::Log(1, "Failed to render scene to file!");
+        Logger::Log(LogLevel::Error, "Failed to render scene to file!");
         return false;
     }
     std::shared_ptr<TextureData> data =
         TextureData::Create(viewport_.width, viewport_.height, viewport_.width * 4, size, pixels.data());
     if (!data || !Texture::WriteToFile(data, ToImageFormat(screenshotFormat_), path)) {
-        Logger::Log(2, "Failed to write texture to file!");
-        Logger::Log(1, "Failed to create screenshot!");
+        Logger::Log(LogLevel::Warning, "Failed to write texture to file!");
+        Logger::Log(LogLevel::Error, "Failed to create screenshot!");
         return false;
     }
     screenshotPending_ = false;

@@ -11,6 +11,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -45,9 +46,9 @@ Renderer& Renderer::Instance() {
 }
 
 bool Renderer::Init(const RendererCreationInfo& info) {
-    Logger::Log(4, "Initializing renderer... ");
+    Logger::Log(LogLevel::Verbose, "Initializing renderer... ");
     if (initialised_) {
-        Logger::Log(1, "Renderer already initialized...");
+        Logger::Log(LogLevel::Error, "Renderer already initialized...");
         return false;
     }
     if (!StartGL(info)) return false;
@@ -68,18 +69,18 @@ bool Renderer::StartGL(const RendererCreationInfo& info) {
         context.major = kMinimumMajor;
         context.minor = kMinimumMinor;
     } else if (info.glMajor < kMinimumMajor || (info.glMajor == kMinimumMajor && info.glMinor < kMinimumMinor)) {
-        Logger::Log(1, "Minimum required OpenGL version is %d.%d, request version: %d.%d", kMinimumMajor,
+        Logger::Log(LogLevel::Error, "Minimum required OpenGL version is %d.%d, request version: %d.%d", kMinimumMajor,
                     kMinimumMinor, info.glMajor, info.glMinor);
         return false;
     }
-    Logger::Log(3, "Trying to create OpenGL context for version %d.%d %s", context.major, context.minor,
+    Logger::Log(LogLevel::Info, "Trying to create OpenGL context for version %d.%d %s", context.major, context.minor,
                 context.orHigher ? "(or higher)" : "");
     context.requiredExtensions = RequiredExtensions();
     context.autoAntiAliasing = info.autoAntiAliasing;
     context.msaaSamples = info.msaaSamples;
     context.csaaSamples = info.csaaSamples;
     if (!OpenGLContext::Instance().Create(context)) {
-        Logger::Log(1, "Failed to initialize OpenGL context!");
+        Logger::Log(LogLevel::Error, "Failed to initialize OpenGL context!");
         return false;
     }
     InitGLStates();
@@ -87,24 +88,24 @@ bool Renderer::StartGL(const RendererCreationInfo& info) {
 }
 
 void Renderer::InitGLStates() {
-    Logger::Log(4, "Initializing OpenGL states");
+    Logger::Log(LogLevel::Verbose, "Initializing OpenGL states");
     GLint vertexBlocks = 0, fragmentBlocks = 0;
     glGetIntegerv(GL_MAX_VERTEX_UNIFORM_BLOCKS, &vertexBlocks);
     glGetIntegerv(GL_MAX_FRAGMENT_UNIFORM_BLOCKS, &fragmentBlocks);
     maxBindingPoints_ = std::min(vertexBlocks, fragmentBlocks);
-    Logger::Log(3, "OpenGL max block binding points: %d", maxBindingPoints_);
+    Logger::Log(LogLevel::Info, "OpenGL max block binding points: %d", maxBindingPoints_);
 
     EnumerateAntiAliasingModes();
 
     GLfloat anisotropy = 0.0f;
     glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &anisotropy);
     maxAnisotropy_ = anisotropy >= 1.0f ? static_cast<uint32_t>(anisotropy) : 1;
-    Logger::Log(3, "OpenGL max anisotropy: %d", static_cast<int32_t>(maxAnisotropy_));
+    Logger::Log(LogLevel::Info, "OpenGL max anisotropy: %d", static_cast<int32_t>(maxAnisotropy_));
 
     GLint64 tboSize = 0;
     glGetInteger64v(GL_MAX_TEXTURE_BUFFER_SIZE, &tboSize);
     maxTextureBufferSize_ = tboSize;
-    Logger::Log(3, "OpenGL max TBO size: %lld", static_cast<long long>(maxTextureBufferSize_));
+    Logger::Log(LogLevel::Info, "OpenGL max TBO size: %lld", static_cast<long long>(maxTextureBufferSize_));
 
     // Batches are paced by fences, which a 3.1 context has only through the extension.
     const OpenGLContext& context = OpenGLContext::Instance();
@@ -117,7 +118,7 @@ void Renderer::AddAntiAliasingMode(uint32_t coverageSamples, uint32_t colorSampl
     mode.name = AntiAliasingModeName(coverageSamples, colorSamples);
     mode.coverageSamples = coverageSamples;
     mode.colorSamples = colorSamples;
-    Logger::Log(3, "Available FSAA Mode: %s", mode.name.c_str());
+    Logger::Log(LogLevel::Info, "Available FSAA Mode: %s", mode.name.c_str());
     antiAliasingModes_.push_back(std::move(mode));
 }
 
@@ -127,7 +128,7 @@ void Renderer::EnumerateAntiAliasingModes() {
     GLint samples = 0;
     glGetIntegerv(GL_MAX_SAMPLES, &samples);
     maxSamples_ = samples > 0 ? static_cast<uint32_t>(samples) : 0;
-    Logger::Log(3, "OpenGL max samples: %d", samples);
+    Logger::Log(LogLevel::Info, "OpenGL max samples: %d", samples);
     for (uint32_t s = 2; s <= maxSamples_; s *= 2) AddAntiAliasingMode(0, s);
 
     const OpenGLContext& context = OpenGLContext::Instance();
@@ -154,8 +155,8 @@ bool Renderer::SupportsAntiAliasingMode(uint32_t colorSamples, uint32_t coverage
 }
 
 void Renderer::Shutdown() {
-    Logger::Log(4, "Shutting down renderer");
-    if (!views_.empty()) Logger::Log(1, "Not all renderviews have been released!");
+    Logger::Log(LogLevel::Verbose, "Shutting down renderer");
+    if (!views_.empty()) Logger::Log(LogLevel::Error, "Not all renderviews have been released!");
     views_.clear();
     OpenGLContext::Instance().Release();
     usedBindingPoints_.clear();
@@ -172,12 +173,12 @@ void Renderer::Shutdown() {
 
 bool Renderer::AddRenderView(const std::shared_ptr<RenderView>& view) {
     if (!view) {
-        Logger::Log(1, "AddRenderView without a valid view!");
+        Logger::Log(LogLevel::Error, "AddRenderView without a valid view!");
         return false;
     }
     for (const auto& listed : views_) {
         if (listed == view || listed->GetName() == view->GetName()) {
-            Logger::LogF(1, "AddRenderView - duplicate view '{:s}', will not be added!", view->GetName());
+            Logger::LogF(LogLevel::Error, "AddRenderView - duplicate view '{:s}', will not be added!", view->GetName());
             return false;
         }
     }
@@ -188,7 +189,7 @@ bool Renderer::AddRenderView(const std::shared_ptr<RenderView>& view) {
 void Renderer::RemoveRenderView(const std::shared_ptr<RenderView>& view) {
     auto it = std::find(views_.begin(), views_.end(), view);
     if (!view || it == views_.end()) {
-        Logger::Log(1, "RemoveRenderView trying to remove a non-existing view!");
+        Logger::Log(LogLevel::Error, "RemoveRenderView trying to remove a non-existing view!");
         return;
     }
     views_.erase(it);
@@ -206,7 +207,7 @@ void Renderer::SetBlendMode(uint32_t mode) {
         case 3: source = GL_SRC_ALPHA; destination = GL_ONE_MINUS_SRC_ALPHA; break;
         case 4: source = GL_ONE_MINUS_SRC_ALPHA; destination = GL_SRC_ALPHA; break;
         default:
-            Logger::Log(1, "Renderer::SetBlendMode() - INVALID BLEND MODE!");
+            Logger::Log(LogLevel::Error, "Renderer::SetBlendMode() - INVALID BLEND MODE!");
             return;
     }
     DeviceContext* dc = OpenGLContext::Instance().CurrentDC();
@@ -220,7 +221,7 @@ void Renderer::SetBlendMode(uint32_t mode) {
 void Renderer::EnableVerticalSync(bool on) {
     if (vrActive_) {
         verticalSync_ = false;
-        Logger::Log(1, "Renderer::EnableVerticalSync() - cannot enable VSYNC when using VR!");
+        Logger::Log(LogLevel::Error, "Renderer::EnableVerticalSync() - cannot enable VSYNC when using VR!");
         return;
     }
     if (on != verticalSync_) {
@@ -232,19 +233,19 @@ void Renderer::EnableVerticalSync(bool on) {
         if (previous && previous != context.CurrentDC()) context.Activate(previous);
     }
     verticalSync_ = on;
-    Logger::Log(3, "VSync %s", on ? "ENABLED" : "DISABLED");
+    Logger::Log(LogLevel::Info, "VSync %s", on ? "ENABLED" : "DISABLED");
 }
 
 int32_t Renderer::GetAvailableUniformBlockBindingPoint() {
     for (int32_t point = 0; point < maxBindingPoints_; ++point) {
         if (usedBindingPoints_.insert(point).second) return point;
     }
-    Logger::Log(1, "GetAvailableUniformBlockBindingPoint() cannot find available binding point!");
+    Logger::Log(LogLevel::Error, "GetAvailableUniformBlockBindingPoint() cannot find available binding point!");
     return -1;
 }
 
 void Renderer::ReleaseBlockBindingPoint(int32_t point) {
-    if (usedBindingPoints_.erase(point) == 0) Logger::Log(1, "ReleaseBlockBindingPoint() with invalid binding point!");
+    if (usedBindingPoints_.erase(point) == 0) Logger::Log(LogLevel::Error, "ReleaseBlockBindingPoint() with invalid binding point!");
 }
 
 uint32_t Renderer::ContextMajor() const { return static_cast<uint32_t>(OpenGLContext::Instance().ContextMajor()); }

@@ -9,6 +9,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 using namespace MathUtil;
 
@@ -31,17 +32,17 @@ void SceneCamera::SetViewport(int32_t x, int32_t y, uint32_t width, uint32_t hei
 // larger than g * 100 (depth precision stays usable over four decades either way).
 bool SceneCamera::ApplyClipping() {
     if (!(gridSize_ > 0.0f)) {
-        Logger::Log(1, "Failed to get default clipping distances, wrong grid size?");
+        Logger::Log(LogLevel::Error, "Failed to get default clipping distances, wrong grid size?");
         return false;
     }
     const float minNear = gridSize_ * 0.0001f;
     const float maxFar = gridSize_ * 100.0f;
     if (nearClip_ < minNear) {
-        Logger::Log(3, "SceneCamera adjusted near clipping distance from %f to %f", nearClip_, minNear);
+        Logger::Log(LogLevel::Info, "SceneCamera adjusted near clipping distance from %f to %f", nearClip_, minNear);
         nearClip_ = minNear;
     }
     if (farClip_ > maxFar || !(farClip_ > nearClip_)) {
-        Logger::Log(3, "SceneCamera adjusted far clipping distance from %f to %f", farClip_, maxFar);
+        Logger::Log(LogLevel::Info, "SceneCamera adjusted far clipping distance from %f to %f", farClip_, maxFar);
         farClip_ = maxFar;
     }
     return true;
@@ -49,7 +50,7 @@ bool SceneCamera::ApplyClipping() {
 
 bool SceneCamera::Init(const CameraInfo& info) {
     if (!info.IsValid() || !(gridSize_ > 0.0f)) {
-        Logger::Log(1, "SceneCamera::Init: Invalid CameraInfo");
+        Logger::Log(LogLevel::Error, "SceneCamera::Init: Invalid CameraInfo");
         return false;
     }
     info_ = info;
@@ -71,13 +72,13 @@ bool SceneCamera::Init(const CameraInfo& info) {
     if (type_ != CameraType::Fixed) {
         const float distance = Length(Sub(target_, eye_));
         if (!(distance > 0.0f)) {
-            Logger::Log(1, "SceneCamera: Invalid direction");
+            Logger::Log(LogLevel::Error, "SceneCamera: Invalid direction");
             return false;
         }
         distance_ = distance;
         targetDistance_ = distance;
         if (distance > maxDistance_ || distance > farClip_ * 0.9f) {
-            Logger::Log(2, "Camera '%s' was too far away, automatically repositioned!", name_.c_str());
+            Logger::Log(LogLevel::Warning, "Camera '%s' was too far away, automatically repositioned!", name_.c_str());
             targetDistance_ = std::min(farClip_ * 0.9f, maxDistance_);
         }
     }
@@ -87,7 +88,7 @@ bool SceneCamera::Init(const CameraInfo& info) {
 
 void SceneCamera::SetMovementScale(float scale) {
     if (!(scale >= 0.0001f)) {
-        Logger::Log(2, "SceneCamera::SetMovementScale - invalid scale %.3f", scale);
+        Logger::Log(LogLevel::Warning, "SceneCamera::SetMovementScale - invalid scale %.3f", scale);
         scale = 0.0001f;
     }
     movementScale_ = scale;

@@ -9,6 +9,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 namespace M = MathUtil;
 
@@ -57,7 +58,7 @@ float SceneGraph::GridSizeFor(float maxDimension) {
 
 bool SceneGraph::Init(const SceneCreationInfo& info) {
     if (!info.modelTree) {
-        Logger::Log(1, "SceneGraph::Init - No model tree provided");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - No model tree provided");
         return false;
     }
     axisVisible_ = info.axisVisible;
@@ -67,18 +68,18 @@ bool SceneGraph::Init(const SceneCreationInfo& info) {
     rootModel_ = InvisibleModel::Create(handle_, "root");
     lightModelTree_ = InvisibleModel::Create(handle_, "lights");
     if (!rootModel_ || !lightModelTree_ || !rootModel_->AddChild(lightModelTree_, std::string())) {
-        Logger::Log(1, "SceneGraph::Init - Failed to create root model");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to create root model");
         return false;
     }
     if (info.modelTree->GetName().empty() || !rootModel_->AddChild(info.modelTree, std::string())) {
-        Logger::Log(1, "SceneGraph::Init - Failed to add model tree");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to add model tree");
         return false;
     }
     modelTree_ = info.modelTree;
     modelTree_->UpdateWorldMatrix();
 
     if (!CalculateSceneDimensions()) {
-        Logger::Log(1, "SceneGraph::Init - Failed to calculate scene dimensions");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to calculate scene dimensions");
         return false;
     }
     // From here on the scene's centre lies at the world origin, on the grid.
@@ -89,15 +90,15 @@ bool SceneGraph::Init(const SceneCreationInfo& info) {
     lightModelTree_->UpdateWorldMatrix();
 
     if (!CreateHelperModels()) {
-        Logger::Log(1, "SceneGraph::Init - Failed to create helper models");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to create helper models");
         return false;
     }
     if (info.createDefaultCamera && !CreateDefaultCamera()) {
-        Logger::Log(1, "SceneGraph::Init - Failed to create default camera");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to create default camera");
         return false;
     }
     if (!info.cameras.empty() && !CreateSceneCameras(info.cameras)) {
-        Logger::Log(1, "SceneGraph::Init - Failed to add scene cameras");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to add scene cameras");
         return false;
     }
     viewNodeCameras_ = cameras_;
@@ -106,7 +107,7 @@ bool SceneGraph::Init(const SceneCreationInfo& info) {
 
 bool SceneGraph::CalculateSceneDimensions() {
     if (!modelTree_) {
-        Logger::Log(1, "SceneGraph::CalculateSceneDimensions - invalid root model");
+        Logger::Log(LogLevel::Error, "SceneGraph::CalculateSceneDimensions - invalid root model");
         return false;
     }
     boundingBox_ = SceneBoundingBox{};
@@ -114,17 +115,17 @@ bool SceneGraph::CalculateSceneDimensions() {
     modelTree_->AddBoundingBoxAndAxis(boundingBox_);
     Vec3& lo = boundingBox_.min;
     Vec3& hi = boundingBox_.max;
-    Logger::Log(3, "Scene BBox is now: (%.2f,%.2f,%.2f)(%.2f,%.2f,%.2f)", lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+    Logger::Log(LogLevel::Info, "Scene BBox is now: (%.2f,%.2f,%.2f)(%.2f,%.2f,%.2f)", lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
 
     const float width = hi[0] - lo[0], height = hi[1] - lo[1], depth = hi[2] - lo[2];
     if (width == 0.0f && height == 0.0f && depth == 0.0f) {
-        Logger::Log(1, "SceneGraph::CalculateSceneDimensions - scene dimenions ZERO -> no geometry?");
+        Logger::Log(LogLevel::Error, "SceneGraph::CalculateSceneDimensions - scene dimenions ZERO -> no geometry?");
         return false;
     }
     maxDimension_ = std::max(width, std::max(height, depth));
-    Logger::Log(3, "Scene Dimensions calculated as: (%.3f, %.3f, %.3f) -> max %.4f", width, height, depth, maxDimension_);
+    Logger::Log(LogLevel::Info, "Scene Dimensions calculated as: (%.3f, %.3f, %.3f) -> max %.4f", width, height, depth, maxDimension_);
     if (!(maxDimension_ > 0.0f) || !std::isfinite(maxDimension_)) {
-        Logger::Log(1, "SceneGraph::CalculateSceneDimensions - scene max dimenions ZERO -> no valid geometry?");
+        Logger::Log(LogLevel::Error, "SceneGraph::CalculateSceneDimensions - scene max dimenions ZERO -> no valid geometry?");
         return false;
     }
 
@@ -135,7 +136,7 @@ bool SceneGraph::CalculateSceneDimensions() {
         rescaleFactor_ = float(target / power);
         if (rescaleFactor_ != 1.0f) {
             if (rescaleFactor_ == 0.0f || !std::isfinite(rescaleFactor_)) {
-                Logger::Log(1, "Model::SetScale - invalid scale!");
+                Logger::Log(LogLevel::Error, "Model::SetScale - invalid scale!");
                 rescaleFactor_ = 1.0f;
             } else {
                 const Vec3 oldScale = modelTree_->GetScale();
@@ -145,7 +146,7 @@ bool SceneGraph::CalculateSceneDimensions() {
                 }
                 modelTree_->SetScale({rescaleFactor_, rescaleFactor_, rescaleFactor_});
                 modelTree_->SetTranslation(translation);
-                Logger::Log(3, "Scene dimensions outside allowed range, rescaled by a factor of %f", rescaleFactor_);
+                Logger::Log(LogLevel::Info, "Scene dimensions outside allowed range, rescaled by a factor of %f", rescaleFactor_);
                 lo = M::Mul(lo, rescaleFactor_);
                 hi = M::Mul(hi, rescaleFactor_);
                 maxDimension_ *= rescaleFactor_;
@@ -153,15 +154,15 @@ bool SceneGraph::CalculateSceneDimensions() {
         }
     }
     center_ = M::Add(lo, M::Mul(M::Sub(hi, lo), 0.5f));
-    Logger::Log(3, "Scene Center calculated as: (%.3f, %.3f, %.3f)", center_[0], center_[1], center_[2]);
+    Logger::Log(LogLevel::Info, "Scene Center calculated as: (%.3f, %.3f, %.3f)", center_[0], center_[1], center_[2]);
     gridSize_ = GridSizeFor(maxDimension_);
-    Logger::Log(3, "Actual world size: %.4f, resulting grid size: %.4f", maxDimension_, gridSize_);
+    Logger::Log(LogLevel::Info, "Actual world size: %.4f, resulting grid size: %.4f", maxDimension_, gridSize_);
     return true;
 }
 
 bool SceneGraph::CreateHelperModels() {
     if (!rootModel_) {
-        Logger::Log(1, "SceneGraph::CreateHelperModels() - no root model!");
+        Logger::Log(LogLevel::Error, "SceneGraph::CreateHelperModels() - no root model!");
         return false;
     }
     const uint32_t front = ShaderFlags::FrontFaces;
@@ -169,7 +170,7 @@ bool SceneGraph::CreateHelperModels() {
     worldAxis_ = SimpleModel::Create(handle_, axisMesh, M::Identity4(), axisVisible_,
                                      ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, front));
     if (!worldAxis_) {
-        Logger::Log(1, "Failed to create world axis!");
+        Logger::Log(LogLevel::Error, "Failed to create world axis!");
         return false;
     }
     worldAxis_->SetLocalMatrix(M::Scale({gridSize_ * 1.2f, gridSize_ * 1.2f, gridSize_ * 1.2f}));
@@ -179,7 +180,7 @@ bool SceneGraph::CreateHelperModels() {
     auto gridMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::GridXZ);
     worldGrid_ = SimpleModel::Create(handle_, gridMesh, gridMatrix, gridVisible_, gridDescription);
     if (!worldGrid_) {
-        Logger::Log(1, "Failed to create world grid!");
+        Logger::Log(LogLevel::Error, "Failed to create world grid!");
         return false;
     }
     worldGrid_->SetMeshColor({0.3f, 0.3f, 0.3f, 1.0f});
@@ -187,7 +188,7 @@ bool SceneGraph::CreateHelperModels() {
     auto gridAxisMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::AxisXY);
     worldGridAxis_ = SimpleModel::Create(handle_, gridAxisMesh, gridMatrix, true, gridDescription);
     if (!worldGridAxis_) {
-        Logger::Log(1, "Failed to create world grid axis!");
+        Logger::Log(LogLevel::Error, "Failed to create world grid axis!");
         return false;
     }
     worldGridAxis_->SetMeshColor({0.3f, 0.3f, 0.3f, 1.0f});
@@ -204,7 +205,7 @@ void SceneGraph::SetHelperVisibility() {
 
 bool SceneGraph::CreateDefaultCamera() {
     if (!(gridSize_ > 0.0f)) {
-        Logger::Log(1, "Failed to get default clipping distances, bad grid size?");
+        Logger::Log(LogLevel::Error, "Failed to get default clipping distances, bad grid size?");
         return false;
     }
     CameraInfo camera;
@@ -229,7 +230,7 @@ bool SceneGraph::CreateDefaultCamera() {
 bool SceneGraph::CreateSceneCameras(const std::vector<CameraInfo>& cameras) {
     for (const CameraInfo& camera : cameras) {
         if (!AddCamera(camera)) {
-            Logger::Log(2, "SceneGraph::CreateSceneCameras - failed to add camera '%s', this camera won't be available",
+            Logger::Log(LogLevel::Warning, "SceneGraph::CreateSceneCameras - failed to add camera '%s', this camera won't be available",
                         camera.name.c_str());
         }
     }
@@ -238,15 +239,15 @@ bool SceneGraph::CreateSceneCameras(const std::vector<CameraInfo>& cameras) {
 
 bool SceneGraph::AddCamera(const CameraInfo& info) {
     if (!info.IsValid()) {
-        Logger::Log(1, "SceneGraph::AddCamera - invalid camera info");
+        Logger::Log(LogLevel::Error, "SceneGraph::AddCamera - invalid camera info");
         return false;
     }
     if (cameras_.count(info.name) != 0) {
-        Logger::Log(1, "SceneGraph::AddCamera - duplicate entry for camera '%s'", info.name.c_str());
+        Logger::Log(LogLevel::Error, "SceneGraph::AddCamera - duplicate entry for camera '%s'", info.name.c_str());
         return false;
     }
     if (!cameras_.emplace(info.name, info).second) {
-        Logger::Log(1, "SceneGraph::AddCamera - failed to add camera '%s'", info.name.c_str());
+        Logger::Log(LogLevel::Error, "SceneGraph::AddCamera - failed to add camera '%s'", info.name.c_str());
         return false;
     }
     return true;
@@ -256,12 +257,12 @@ bool SceneGraph::RemoveCamera(const std::string& name) { return cameras_.erase(n
 
 bool SceneGraph::AddLightModel(std::shared_ptr<Model> model) {
     if (!model || model->GetName().empty() || !lightModelTree_) {
-        Logger::Log(1, "Failed to add model to light model tree");
+        Logger::Log(LogLevel::Error, "Failed to add model to light model tree");
         return false;
     }
     Model* added = model.get();
     if (!lightModelTree_->AddChild(std::move(model), std::string())) {
-        Logger::Log(1, "Failed to add model to light model tree");
+        Logger::Log(LogLevel::Error, "Failed to add model to light model tree");
         return false;
     }
     added->SetParentMatrix(lightModelTree_->GetWorldMatrix());

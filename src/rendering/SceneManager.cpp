@@ -8,6 +8,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -48,7 +49,7 @@ SceneHandle SceneManager::CreateScene() {
     // The entry must exist while the resources initialise: managers look their scene up.
     scenes_[handle] = Entry{scene, {}};
     if (!scene->GetResources().Init()) {
-        Logger::Log(1, "SceneGraph::Init - Failed to init resource managers!");
+        Logger::Log(LogLevel::Error, "SceneGraph::Init - Failed to init resource managers!");
         scenes_.erase(handle);
         return 0;
     }
@@ -64,7 +65,7 @@ void SceneManager::ReleaseScene(SceneHandle handle) {
     auto it = scenes_.find(handle);
     if (it == scenes_.end()) return;
     if (!it->second.views.empty()) {
-        Logger::LogF(1, "Warning, SceneHandle {:d} is being released but still referenced by {:d} RenderViews!",
+        Logger::LogF(LogLevel::Error, "Warning, SceneHandle {:d} is being released but still referenced by {:d} RenderViews!",
                      handle, it->second.views.size());
     }
     // Destroy the scene while its entry still answers lookups: the managers' shutdown may ask.
@@ -85,16 +86,16 @@ uint32_t SceneManager::GetReferenceCount(SceneHandle handle) const {
 bool SceneManager::LinkSceneToRenderView(SceneHandle handle, RenderView* view) {
     auto it = scenes_.find(handle);
     if (it == scenes_.end() || view == nullptr) {
-        Logger::Log(1, "SceneManager::LinkSceneToRenderView with invalid scene and/or renderView!");
+        Logger::Log(LogLevel::Error, "SceneManager::LinkSceneToRenderView with invalid scene and/or renderView!");
         return false;
     }
     const std::string& name = view->GetName();
     if (!it->second.views.insert(name).second) {
-        Logger::Log(2, "SceneManager::LinkSceneToRenderView - RenderView '%s' already linked to scene %u!",
+        Logger::Log(LogLevel::Warning, "SceneManager::LinkSceneToRenderView - RenderView '%s' already linked to scene %u!",
                     name.c_str(), handle);
         return true;
     }
-    Logger::Log(3, "SceneManager::LinkSceneToRenderView - RenderView '%s' successfully linked to scene %u!",
+    Logger::Log(LogLevel::Info, "SceneManager::LinkSceneToRenderView - RenderView '%s' successfully linked to scene %u!",
                 name.c_str(), handle);
     view->SetSceneGraph(handle);
     return true;
@@ -105,15 +106,15 @@ bool SceneManager::UnlinkSceneFromRenderView(RenderView* view) {
     const SceneHandle handle = view->GetSceneHandle();
     auto it = scenes_.find(handle);
     if (it == scenes_.end()) {
-        Logger::Log(1, "SceneManager::UnlinkSceneFromRenderView with invalid scene and/or renderView!");
+        Logger::Log(LogLevel::Error, "SceneManager::UnlinkSceneFromRenderView with invalid scene and/or renderView!");
         return false;
     }
     view->ClearSceneGraph();
     it->second.views.erase(view->GetName());
-    Logger::Log(3, "SceneManager::UnlinkSceneFromRenderView - RenderView '%s' successfully unlinked from scene %u!",
+    Logger::Log(LogLevel::Info, "SceneManager::UnlinkSceneFromRenderView - RenderView '%s' successfully unlinked from scene %u!",
                 view->GetName().c_str(), handle);
     if (it->second.views.empty()) {
-        Logger::Log(3, "SceneManager::UnlinkSceneFromRenderView - scene %u not referenced any more, will be released",
+        Logger::Log(LogLevel::Info, "SceneManager::UnlinkSceneFromRenderView - scene %u not referenced any more, will be released",
                     handle);
         ReleaseScene(handle);
     }

@@ -8,6 +8,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -43,11 +44,11 @@ bool SceneResources::Init() {
     initialised_ = true;
 
     if (!textureManager.Init()) {
-        Logger::Log(1, "SceneResources: Failed to initialize TextureManager");
+        Logger::Log(LogLevel::Error, "SceneResources: Failed to initialize TextureManager");
         return false;
     }
     if (!materialManager.Init()) {
-        Logger::Log(1, "SceneResources: Failed to initialize MaterialManager");
+        Logger::Log(LogLevel::Error, "SceneResources: Failed to initialize MaterialManager");
         return false;
     }
     if (!lightManager.IsInitialized()) {

@@ -8,6 +8,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -266,7 +267,7 @@ const char* SimpleMeshFactory::MeshName(uint32_t type) { return type < SimpleMes
 std::shared_ptr<DataBuffer<uint32_t>> SimpleMeshFactory::CreateGridIndexBuffer(uint32_t count) {
     auto indices = DataBuffer<uint32_t>::Create(count, 1);
     if (!indices) {
-        Logger::Log(1, "CreateGridIndexBuffer - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "CreateGridIndexBuffer - OUT OF MEMORY!");
         return {};
     }
     for (uint32_t i = 0; i < count; ++i) indices->Data()[i] = i;
@@ -276,7 +277,7 @@ std::shared_ptr<DataBuffer<uint32_t>> SimpleMeshFactory::CreateGridIndexBuffer(u
 std::shared_ptr<DataBuffer<uint32_t>> SimpleMeshFactory::CreateCircleIndexBuffer(uint32_t count) {
     auto indices = count > UINT32_MAX / 2 ? nullptr : DataBuffer<uint32_t>::Create(count * 2, 1);
     if (!indices) {
-        Logger::Log(1, "CreateCircleIndexBuffer() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "CreateCircleIndexBuffer() - OUT OF MEMORY!");
         return {};
     }
     uint32_t* p = indices->Data();
@@ -346,7 +347,7 @@ std::shared_ptr<Mesh> SimpleMeshFactory::GetCreate(SceneHandle handle, const cha
     MeshManager* meshes = handle != 0 && lookup ? lookup(handle) : nullptr;
     if (meshes == nullptr) return {};
     if (name == nullptr) {
-        Logger::Log(1, "Invalid Mesh type for SimpleMeshFactory -> NOT CREATED!");
+        Logger::Log(LogLevel::Error, "Invalid Mesh type for SimpleMeshFactory -> NOT CREATED!");
         return {};
     }
     if (auto existing = meshes->GetMesh(name)) return existing;
@@ -355,7 +356,7 @@ std::shared_ptr<Mesh> SimpleMeshFactory::GetCreate(SceneHandle handle, const cha
     const bool built = screenQuad ? BuildScreenQuadInfo(info) : BuildCreationInfo(type, info);
     std::shared_ptr<Mesh> mesh = built ? Mesh::Create(info) : nullptr;
     if (!mesh) {
-        Logger::Log(1, "SimpleMeshFactory::GetCreateMesh - FAILED TO CREATE BASIC MESH");
+        Logger::Log(LogLevel::Error, "SimpleMeshFactory::GetCreateMesh - FAILED TO CREATE BASIC MESH");
         return {};
     }
     meshes->AddMesh(name, mesh);

@@ -10,6 +10,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 std::shared_ptr<TextureData> TextureData::Create(uint32_t width, uint32_t height, uint32_t stride, uint32_t size,
@@ -76,13 +77,13 @@ Texture::~Texture() {
 std::shared_ptr<Texture> Texture::CreateFromTextureData(const TextureCreationInfo& info) {
     const TextureData* data = info.data.get();
     if (!HoldsPixels(data)) {
-        Logger::Log(1, "Texture::CreateFromTextureData() - INVALID INPUT DATA!");
+        Logger::Log(LogLevel::Error, "Texture::CreateFromTextureData() - INVALID INPUT DATA!");
         return {};
     }
     GLint maxSize = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
     if (maxSize > 0 && (data->width > uint32_t(maxSize) || data->height > uint32_t(maxSize))) {
-        Logger::Log(1, "Texture::CreateFromTextureData() - texture too large (%ux%u)", data->width, data->height);
+        Logger::Log(LogLevel::Error, "Texture::CreateFromTextureData() - texture too large (%ux%u)", data->width, data->height);
         return {};
     }
     std::shared_ptr<Texture> texture(new (std::nothrow) Texture());
@@ -101,7 +102,7 @@ std::shared_ptr<Texture> Texture::CreateFromTextureData(const TextureCreationInf
     if (texture->id_ == 0) {
         glPixelStorei(GL_UNPACK_ALIGNMENT, alignment);
         glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
-        Logger::Log(1, "Texture::CreateFromTextureData() - failed to create texture");
+        Logger::Log(LogLevel::Error, "Texture::CreateFromTextureData() - failed to create texture");
         return {};
     }
     glBindTexture(GL_TEXTURE_2D, texture->id_);
@@ -126,16 +127,16 @@ std::shared_ptr<Texture> Texture::CreateFromFile(const std::string& path, const 
     if (path.empty()) return {};
     ImageBuffer image;
     const ImageStatus status = Image::DecodeFile(path, image, PixelLayout::BGRA, true);
-    if (status == ImageStatus::OutOfMemory) Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+    if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
     if (status != ImageStatus::Ok) {
-        Logger::Log(1, "Texture::CreateFromFile() - failed to load '%s' (Error: '%s')", path.c_str(), ImageStatusText(status));
+        Logger::Log(LogLevel::Error, "Texture::CreateFromFile() - failed to load '%s' (Error: '%s')", path.c_str(), ImageStatusText(status));
         return {};
     }
     TextureCreationInfo upload = info;
     upload.hasAlpha = info.hasAlpha || image.hasAlpha;
     upload.data = ToTextureData(image);
     if (!upload.data) {
-        Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
         return {};
     }
     return CreateFromTextureData(upload);
@@ -144,16 +145,16 @@ std::shared_ptr<Texture> Texture::CreateFromFile(const std::string& path, const 
 std::shared_ptr<Texture> Texture::CreateFromImageData(const TextureCreationInfo& info) {
     ImageBuffer image;
     const ImageStatus status = DecodeImageBytes(info.data.get(), image);
-    if (status == ImageStatus::OutOfMemory) Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+    if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
     if (status != ImageStatus::Ok) {
-        Logger::Log(2, "Texture::CreateFromImageData() - failed to decode image (Error: '%s')", ImageStatusText(status));
+        Logger::Log(LogLevel::Warning, "Texture::CreateFromImageData() - failed to decode image (Error: '%s')", ImageStatusText(status));
         return {};
     }
     TextureCreationInfo upload = info;
     upload.hasAlpha = info.hasAlpha || image.hasAlpha;
     upload.data = ToTextureData(image);
     if (!upload.data) {
-        Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
         return {};
     }
     return CreateFromTextureData(upload);
@@ -173,13 +174,13 @@ std::shared_ptr<Texture> Texture::CreateWithAlphaFrom(const TextureCreationInfo&
     ImageStatus status = DecodeImageBytes(color.data.get(), colorImage);
     if (status == ImageStatus::Ok) status = DecodeImageBytes(alpha.data.get(), alphaImage);
     if (status != ImageStatus::Ok) {
-        if (status == ImageStatus::OutOfMemory) Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
-        Logger::Log(2, "Texture::CreateWithAlphaFrom() - failed to decode image (Error: '%s')", ImageStatusText(status));
+        if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - failed to decode image (Error: '%s')", ImageStatusText(status));
         return {};
     }
     // What the files hold decides, whatever their declarations said.
     if (colorImage.width != alphaImage.width || colorImage.height != alphaImage.height) {
-        Logger::Log(2, "Texture::CreateWithAlphaFrom() - image sizes differ (%ux%u, %ux%u)", colorImage.width,
+        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - image sizes differ (%ux%u, %ux%u)", colorImage.width,
                     colorImage.height, alphaImage.width, alphaImage.height);
         return {};
     }
@@ -191,7 +192,7 @@ std::shared_ptr<Texture> Texture::CreateWithAlphaFrom(const TextureCreationInfo&
     upload.hasAlpha = true;
     upload.data = ToTextureData(colorImage);
     if (!upload.data) {
-        Logger::Log(1, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
         return {};
     }
     return CreateFromTextureData(upload);
@@ -212,7 +213,7 @@ std::shared_ptr<Texture> Texture::CreateDefaultTexture(TextureCreationInfo info)
     constexpr uint32_t kSide = 8;
     info.data = TextureData::Create(kSide, kSide, kSide * 4, kSide * kSide * 4);
     if (!info.data) {
-        Logger::Log(1, "Texture::CreateDefaultTexture() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "Texture::CreateDefaultTexture() - OUT OF MEMORY!");
         return {};
     }
     // A 2 x 2 checker of white and orange (A R G B 0xFFFF6633), stored B G R A.
@@ -238,7 +239,7 @@ std::shared_ptr<TextureData> Texture::GetTextureDataFromGPU() const {
     std::shared_ptr<TextureData> data;
     const uint64_t bytes = uint64_t(width > 0 ? width : 0) * uint64_t(height > 0 ? height : 0) * 4;
     if (bytes > 0 && bytes <= 0xFFFFFFFFu) data = TextureData::Create(uint32_t(width), uint32_t(height), uint32_t(width), uint32_t(bytes));
-    if (!data && bytes > 0) Logger::Log(1, "Texture::GetTextureDataFromGPU() - OUT OF MEMORY!");
+    if (!data && bytes > 0) Logger::Log(LogLevel::Error, "Texture::GetTextureDataFromGPU() - OUT OF MEMORY!");
     if (data) glGetTexImage(GL_TEXTURE_2D, 0, GL_BGRA, GL_UNSIGNED_BYTE, data->pixels.get());
     glBindTexture(GL_TEXTURE_2D, 0);
     glPixelStorei(GL_PACK_ALIGNMENT, alignment);
@@ -258,14 +259,14 @@ std::string Texture::FinalPath(const std::string& path, ImageFormat format) {
 bool Texture::WriteToFile(const std::shared_ptr<TextureData>& data, ImageFormat format, const std::string& path) {
     const TextureData* d = data.get();
     if (!HoldsPixels(d)) {
-        Logger::Log(2, "Failed to create bitmap from byte data!");
+        Logger::Log(LogLevel::Warning, "Failed to create bitmap from byte data!");
         return false;
     }
     if (!Image::MimeType(format)) return false;  // no encoder for it
     const ImageStatus status = Image::EncodeToFile(format, FinalPath(path, format), d->pixels.get(), d->width, d->height,
                                                    RowBytes(*d), PixelLayout::BGRA, false, true);
     if (status != ImageStatus::Ok) {
-        Logger::Log(1, "Failed to write image!");
+        Logger::Log(LogLevel::Error, "Failed to write image!");
         return false;
     }
     return true;
@@ -274,7 +275,7 @@ bool Texture::WriteToFile(const std::shared_ptr<TextureData>& data, ImageFormat 
 bool Texture::WriteToMemory(const std::shared_ptr<TextureData>& data, ImageFormat format, std::vector<uint8_t>& bytes) {
     const TextureData* d = data.get();
     if (!HoldsPixels(d)) {
-        Logger::Log(2, "Failed to create bitmap from byte data!");
+        Logger::Log(LogLevel::Warning, "Failed to create bitmap from byte data!");
         return false;
     }
     if (!Image::MimeType(format)) return false;
@@ -282,11 +283,11 @@ bool Texture::WriteToMemory(const std::shared_ptr<TextureData>& data, ImageForma
     const ImageStatus status = Image::Encode(format, d->pixels.get(), d->width, d->height, RowBytes(*d),
                                              PixelLayout::BGRA, false, true, bytes);
     if (status == ImageStatus::OutOfMemory) {
-        Logger::Log(1, "WriteBitmapToMemory() - OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "WriteBitmapToMemory() - OUT OF MEMORY");
         return false;
     }
     if (status != ImageStatus::Ok) {
-        Logger::Log(1, "Failed to write image to stream!");
+        Logger::Log(LogLevel::Error, "Failed to write image to stream!");
         return false;
     }
     return true;

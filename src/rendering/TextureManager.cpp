@@ -6,6 +6,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -21,7 +22,7 @@ uint32_t MaxAnisotropy() {
 }  // namespace
 
 TextureManager::~TextureManager() {
-    if (!names_.empty() || !textures_.empty()) Logger::Log(1, "TextureManager instance was not shut down!");
+    if (!names_.empty() || !textures_.empty()) Logger::Log(LogLevel::Error, "TextureManager instance was not shut down!");
 }
 
 bool TextureManager::Init() {
@@ -68,7 +69,7 @@ void TextureManager::ApplyAnisotropy(uint32_t id) const {
 void TextureManager::SetAnisotropy(uint32_t n) {
     if (n > MaxAnisotropy() || n == 0 || (n & (n - 1)) != 0) return;
     anisotropy_ = n;
-    Logger::Log(3, "TextureManager: Anisotropic filtering set to %u", n);
+    Logger::Log(LogLevel::Info, "TextureManager: Anisotropic filtering set to %u", n);
     for (const auto& [id, texture] : textures_) ApplyAnisotropy(id);
     glBindTexture(GL_TEXTURE_2D, 0);
 }

@@ -11,6 +11,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 // ---------------------------------------------------------------------------------------
@@ -80,15 +81,15 @@ constexpr uint32_t kInitialRun = 8;
 
 bool AdjacencySet::Init(AuthorMesh* mesh) {
     if (!mesh) {
-        Logger::Log(1, "AdjacencySet::Init: Invalid input data");
+        Logger::Log(LogLevel::Error, "AdjacencySet::Init: Invalid input data");
         return false;
     }
     if (mesh_) {
-        Logger::Log(2, "AdjacencySet::Init: already initialized!");
+        Logger::Log(LogLevel::Warning, "AdjacencySet::Init: already initialized!");
         return true;
     }
     if (!mesh->declaration) {
-        Logger::Log(1, "AdjacencySet::Init: Failed to get mesh declaration");
+        Logger::Log(LogLevel::Error, "AdjacencySet::Init: Failed to get mesh declaration");
         return false;
     }
     mesh_ = mesh;
@@ -100,7 +101,7 @@ bool AdjacencySet::Init(AuthorMesh* mesh) {
     try {
         runs_.reserve(std::min(positionCount_, kMaxReservedEntries));
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "AdjacencySet::Init() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "AdjacencySet::Init() - OUT OF MEMORY!");
         mesh_ = nullptr;
         return false;
     }
@@ -113,7 +114,7 @@ bool AdjacencySet::EnsureRun(uint32_t position) {
         size_t grown = std::max<size_t>(size_t(position) + 1, runs_.size() * 2);
         runs_.resize(std::min<size_t>(grown, positionCount_));
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "AdjacencySet::Init() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "AdjacencySet::Init() - OUT OF MEMORY!");
         return false;
     }
     return true;
@@ -136,7 +137,7 @@ void AdjacencySet::AddFace(uint32_t position, uint32_t face) {
         try {
             pool_.resize(offset + capacity);
         } catch (const std::bad_alloc&) {
-            Logger::Log(1, "AdjacencySet::AddFace() - OUT OF MEMORY!");
+            Logger::Log(LogLevel::Error, "AdjacencySet::AddFace() - OUT OF MEMORY!");
             return;
         }
         std::copy_n(pool_.begin() + run.offset, run.size, pool_.begin() + offset);
@@ -153,7 +154,7 @@ void AdjacencySet::AddFace(uint32_t position, uint32_t face) {
 
 bool AdjacencySet::GetFaceSet(uint32_t position, std::span<const uint32_t>& out) {
     if (position >= positionCount_ || !EnsureRun(position)) {
-        Logger::Log(1, "AdjacencySet::GetFaceSet - invalid index!");
+        Logger::Log(LogLevel::Error, "AdjacencySet::GetFaceSet - invalid index!");
         out = {};
         return false;
     }
@@ -164,7 +165,7 @@ bool AdjacencySet::GetFaceSet(uint32_t position, std::span<const uint32_t>& out)
 
 void AdjacencySet::Remove(uint32_t position, uint32_t face) {
     if (position >= positionCount_) {
-        Logger::Log(1, "AdjacencySet::Remove - invalid index!");
+        Logger::Log(LogLevel::Error, "AdjacencySet::Remove - invalid index!");
         return;
     }
     if (position >= runs_.size()) return;
@@ -179,7 +180,7 @@ void AdjacencySet::Remove(uint32_t position, uint32_t face) {
 
 bool AdjacencySet::GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& setOut) {
     if (!continuation_) {
-        Logger::Log(1, "AdjacencySet::GetPositionSet: failed to get mesh continuation");
+        Logger::Log(LogLevel::Error, "AdjacencySet::GetPositionSet: failed to get mesh continuation");
         return false;
     }
     const auto& corners = continuation_->faceCorners;
@@ -210,22 +211,22 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
     const char* name = kNames[static_cast<int>(attribute)];
     setOut.clear();
     if (attribute == Attribute::TexCoord && layer >= kMaxQueryLayers) {
-        Logger::Log(1, "AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported");
+        Logger::Log(LogLevel::Error, "AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported");
         return false;
     }
     std::span<const uint32_t> faceSet;
     if (position >= positionCount_ || !EnsureRun(position)) {
-        Logger::Log(1, "AdjacencySet::%s: failed to get FaceSet", name);
+        Logger::Log(LogLevel::Error, "AdjacencySet::%s: failed to get FaceSet", name);
         return false;
     }
     faceSet = std::span<const uint32_t>(pool_.data() + runs_[position].offset,
                                         runs_[position].size);
     if (!declaration_) {
-        Logger::Log(1, "AdjacencySet::%s: failed to get mesh declaration", name);
+        Logger::Log(LogLevel::Error, "AdjacencySet::%s: failed to get mesh declaration", name);
         return false;
     }
     if (!continuation_) {
-        Logger::Log(1, "AdjacencySet::%s: failed to get mesh continuation", name);
+        Logger::Log(LogLevel::Error, "AdjacencySet::%s: failed to get mesh continuation", name);
         return false;
     }
     const auto& descriptions = declaration_->shadingDescriptions;
@@ -244,7 +245,7 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
         if (!has) continue;
         const int corner = continuation_->CornerOf(faceIndex, position);
         if (corner < 0) {
-            Logger::Log(1, "AdjacencySet::%s: bad position index", name);
+            Logger::Log(LogLevel::Error, "AdjacencySet::%s: bad position index", name);
             continue;
         }
         const CLODFace& face = faces[faceIndex];

@@ -4,11 +4,12 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool AuthorLightPool::AddLight(const std::string& name, const LightData& data, uint32_t lightType) {
     if (lightCount >= kMaxLights) {
-        Logger::Log(2, "Failed to add light '%s' to light pool -> TOO MANY LIGHTS", name.c_str());
+        Logger::Log(LogLevel::Warning, "Failed to add light '%s' to light pool -> TOO MANY LIGHTS", name.c_str());
         ++droppedLights;
         return false;
     }
@@ -20,7 +21,7 @@ bool AuthorLightPool::AddLight(const std::string& name, const LightData& data, u
 }
 
 void AuthorLightPool::SetAmbient(const std::string& name, const std::array<float, 4>& color) {
-    if (hasAmbient) Logger::Log(2, "Multiple ambient lights, overriding '%s' with '%s'", ambientName.c_str(), name.c_str());
+    if (hasAmbient) Logger::Log(LogLevel::Warning, "Multiple ambient lights, overriding '%s' with '%s'", ambientName.c_str(), name.c_str());
     ambientName = name;
     ambientColor = color;
     hasAmbient = true;

@@ -4,15 +4,16 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool AuthorMaterialPool::AddMaterial(const std::string& name, const AuthorMaterial& material) {
     if (name.empty()) {
-        Logger::Log(1, "Trying to add invalid material to material pool");
+        Logger::Log(LogLevel::Error, "Trying to add invalid material to material pool");
         return false;
     }
     if (!materials_.emplace(name, material).second) {
-        Logger::Log(1, "Failed to add material %s to material pool -> DUPLICATE", name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to add material %s to material pool -> DUPLICATE", name.c_str());
         return false;
     }
     return true;

@@ -7,6 +7,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -24,7 +25,7 @@ uint32_t KindOfBlock(uint32_t blockKind) {
 std::shared_ptr<AuthorMesh> AuthorMesh::Create(const std::shared_ptr<AuthorMeshData>& data) {
     const uint32_t kind = data ? KindOfBlock(data->blockKind) : 0;
     if (kind == 0) {
-        Logger::Log(1, "Invalid blockType AuthorMesh::Create()");
+        Logger::Log(LogLevel::Error, "Invalid blockType AuthorMesh::Create()");
         return nullptr;
     }
     std::shared_ptr<AuthorMesh> mesh;
@@ -34,7 +35,7 @@ std::shared_ptr<AuthorMesh> AuthorMesh::Create(const std::shared_ptr<AuthorMeshD
         mesh->declaration = data;
         mesh->continuation = data->CreateContinuationData();
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "AuthorMesh::Create() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "AuthorMesh::Create() - OUT OF MEMORY!");
         return nullptr;
     }
     if (!mesh->Init()) return nullptr;
@@ -43,18 +44,18 @@ std::shared_ptr<AuthorMesh> AuthorMesh::Create(const std::shared_ptr<AuthorMeshD
 
 bool AuthorMesh::Init() {
     if (!declaration || !continuation) {
-        Logger::Log(1, "AuthorMesh::Init() - invalid declaration/continuation data");
+        Logger::Log(LogLevel::Error, "AuthorMesh::Init() - invalid declaration/continuation data");
         return false;
     }
     if (!adjacencySet.Init(this)) {
-        Logger::Log(1, "AuthorMesh::Create() - failed to initialize AdjacencySet");
+        Logger::Log(LogLevel::Error, "AuthorMesh::Create() - failed to initialize AdjacencySet");
         return false;
     }
     name = declaration->meshName;
     // Each family reserves what its declaration promises (capped); RH meshes fill their
     // arrays in one go and reserve nothing here.
     if (meshKind != MeshKind::RHCompressed && !continuation->Prepare(*declaration)) {
-        Logger::Log(1, "AuthorMesh::Init() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "AuthorMesh::Init() - OUT OF MEMORY!");
         return false;
     }
     return true;

@@ -7,10 +7,11 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
-constexpr int32_t kDumpLevel = 5;
+constexpr LogLevel kDumpLevel = LogLevel::ExtraVerbose;
 
 uint32_t Capped(uint32_t count) { return std::min(count, kMaxReservedEntries); }
 

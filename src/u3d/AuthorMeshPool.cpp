@@ -4,15 +4,16 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool AuthorMeshPool::AddMesh(const std::shared_ptr<AuthorMesh>& mesh) {
     if (!mesh) {
-        Logger::Log(1, "AuthorMeshPool::AddMesh - invalid mesh");
+        Logger::Log(LogLevel::Error, "AuthorMeshPool::AddMesh - invalid mesh");
         return false;
     }
     if (!meshes.emplace(mesh->name, mesh).second) {
-        Logger::Log(1, "AuthorMeshPool::AddMesh - mesh '%s' already exists", mesh->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorMeshPool::AddMesh - mesh '%s' already exists", mesh->name.c_str());
         return false;
     }
     return true;
@@ -20,12 +21,12 @@ bool AuthorMeshPool::AddMesh(const std::shared_ptr<AuthorMesh>& mesh) {
 
 std::shared_ptr<AuthorMesh> AuthorMeshPool::FindMesh(const std::string& name) const {
     if (name.empty()) {
-        Logger::Log(1, "AuthorMeshPool::FindMesh with empty meshName");
+        Logger::Log(LogLevel::Error, "AuthorMeshPool::FindMesh with empty meshName");
         return nullptr;
     }
     auto it = meshes.find(name);
     if (it == meshes.end()) {
-        Logger::Log(1, "AuthorMeshPool::FindMesh cannot find mesh by the name '%s'", name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorMeshPool::FindMesh cannot find mesh by the name '%s'", name.c_str());
         return nullptr;
     }
     return it->second;
@@ -34,15 +35,15 @@ std::shared_ptr<AuthorMesh> AuthorMeshPool::FindMesh(const std::string& name) co
 void AuthorMeshPool::RemoveMesh(const std::string& name) {
     auto it = meshes.find(name);
     if (it == meshes.end()) {
-        Logger::Log(1, "AuthorMeshPool::RemoveMesh cannot remove mesh '%s', was not added previously",
+        Logger::Log(LogLevel::Error, "AuthorMeshPool::RemoveMesh cannot remove mesh '%s', was not added previously",
                     name.c_str());
     } else {
         if (!removedMeshes.emplace(name, it->second).second)
-            Logger::Log(1, "AuthorMeshPool::RemoveMesh cannot add mesh '%s' to list of removed meshes, DUPLICATE",
+            Logger::Log(LogLevel::Error, "AuthorMeshPool::RemoveMesh cannot add mesh '%s' to list of removed meshes, DUPLICATE",
                         name.c_str());
         meshes.erase(it);
     }
-    Logger::Log(2, "AuthorMesh '%s' has been removed due to read error -> MESH WILL NOT BE CREATED!",
+    Logger::Log(LogLevel::Warning, "AuthorMesh '%s' has been removed due to read error -> MESH WILL NOT BE CREATED!",
                 name.c_str());
 }
 

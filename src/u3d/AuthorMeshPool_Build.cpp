@@ -11,6 +11,7 @@
 namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
+using Utility::LogLevel;
 using Utility::Logger;
 
 uint32_t AuthorMeshPool::CreateMeshes(uint32_t sceneHandle, FormatGlue::AuthoringProgress* progress, float step) {
@@ -33,13 +34,13 @@ uint32_t AuthorMeshPool::CreateMeshes(uint32_t sceneHandle, FormatGlue::Authorin
         } else {
             // Point sets, line sets and RH compressed meshes have no builder here: their
             // models become invisible.
-            Logger::Log(3, "Mesh '%s' of kind %u is not built", mesh->name.c_str(), mesh->meshKind);
+            Logger::Log(LogLevel::Info, "Mesh '%s' of kind %u is not built", mesh->name.c_str(), mesh->meshKind);
             built = true;
         }
         if (!built) ++failed;
         if (progress && step > 0.0f) progress->UpdateProgress(step);
         if (lowMemory) {
-            Logger::Log(1, "Aborting Mesh creation due to low memory condition!");
+            Logger::Log(LogLevel::Error, "Aborting Mesh creation due to low memory condition!");
             AuthoringInterrupt::Set();
             break;
         }

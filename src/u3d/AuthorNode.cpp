@@ -8,6 +8,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -29,7 +30,7 @@ const char* KindWord(uint32_t kind) {
 AuthorNodeHandle AuthorNode::Create(const std::string& parentName, const Matrix4& transform, uint32_t parentIndex,
                                     std::shared_ptr<BaseNodeData> data) {
     if (!data) {
-        Logger::Log(1, "AuthorNode::Create() - invalid node data");
+        Logger::Log(LogLevel::Error, "AuthorNode::Create() - invalid node data");
         return nullptr;
     }
     uint32_t kind = Invalid;
@@ -39,7 +40,7 @@ AuthorNodeHandle AuthorNode::Create(const std::string& parentName, const Matrix4
         case BlockType::LightNode: kind = Light; break;
         case BlockType::ViewNode: kind = View; break;
         default:
-            Logger::Log(1, "AuthorNode::Create() - invalid input block type");
+            Logger::Log(LogLevel::Error, "AuthorNode::Create() - invalid input block type");
             return nullptr;
     }
     try {
@@ -52,7 +53,7 @@ AuthorNodeHandle AuthorNode::Create(const std::string& parentName, const Matrix4
         node->data = std::move(data);
         return node;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "AuthorNode::Create() - failed to create instance");
+        Logger::Log(LogLevel::Error, "AuthorNode::Create() - failed to create instance");
         return nullptr;
     }
 }
@@ -114,11 +115,11 @@ void AuthorNode::Print(const std::string& indent) const {
 void AuthorNode::PrintLines(const std::string& indent, size_t& budget) const {
     if (budget == 0) return;
     --budget;
-    Logger::Log(0, "%s[%s] %s", indent.c_str(), KindWord(kind), name.c_str());
+    Logger::Log(LogLevel::Message, "%s[%s] %s", indent.c_str(), KindWord(kind), name.c_str());
     if (children.empty() || indent.size() > 2 * kMaxDepth) return;
-    Logger::Log(0, "%s{", indent.c_str());
+    Logger::Log(LogLevel::Message, "%s{", indent.c_str());
     for (const auto& [n, child] : children) child->PrintLines(indent + "  ", budget);
-    Logger::Log(0, "%s}", indent.c_str());
+    Logger::Log(LogLevel::Message, "%s}", indent.c_str());
 }
 
 bool AuthorNodePool::Init() {
@@ -135,7 +136,7 @@ bool AuthorNodePool::Init() {
 
 void AuthorNodePool::AddNode(const AuthorNodeHandle& node) {
     if (!node || !root_) {
-        Logger::Log(1, "Invalid data in AuthorNodePool::AddNode");
+        Logger::Log(LogLevel::Error, "Invalid data in AuthorNodePool::AddNode");
         return;
     }
     if (node->kind == AuthorNode::Light) {
@@ -189,12 +190,12 @@ void AuthorNodePool::FinalizeTree() {
         }
         if (!attached) {
             root_->AddChild(node);
-            Logger::Log(2, "Parent '%s' for node '%s' not found -> REPARENTED TO ROOT!", node->parentName.c_str(),
+            Logger::Log(LogLevel::Warning, "Parent '%s' for node '%s' not found -> REPARENTED TO ROOT!", node->parentName.c_str(),
                         node->name.c_str());
         }
     }
     if (Logger::Instance().MaxLevel() > 4) {
-        Logger::Log(0, "SceneNodes:");
+        Logger::Log(LogLevel::Message, "SceneNodes:");
         root_->Print("");
     }
 }

@@ -4,15 +4,16 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool AuthorShaderPool::AddShader(const std::shared_ptr<AuthorShader>& shader) {
     if (!shader || shader->name.empty()) {
-        Logger::Log(1, "Invalid data in AuthorShaderPool::AddShader");
+        Logger::Log(LogLevel::Error, "Invalid data in AuthorShaderPool::AddShader");
         return false;
     }
     if (!shaders_.emplace(shader->name, shader).second) {
-        Logger::Log(1, "AuthorShaderPool::AddShader('%s') -> cannot add, DUPLICATE", shader->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShader('%s') -> cannot add, DUPLICATE", shader->name.c_str());
         return false;
     }
     return true;
@@ -20,11 +21,11 @@ bool AuthorShaderPool::AddShader(const std::shared_ptr<AuthorShader>& shader) {
 
 bool AuthorShaderPool::AddShadingModifier(const std::shared_ptr<ShadingGroup>& group) {
     if (!group || group->name.empty()) {
-        Logger::Log(1, "Invalid data in AuthorShaderPool::AddShadingModifier");
+        Logger::Log(LogLevel::Error, "Invalid data in AuthorShaderPool::AddShadingModifier");
         return false;
     }
     if (!modifiers_.emplace(group->name, group).second) {
-        Logger::Log(1, "AuthorShaderPool::AddShadingModifier('%s') -> cannot add, DUPLICATE", group->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShadingModifier('%s') -> cannot add, DUPLICATE", group->name.c_str());
         return false;
     }
     return true;

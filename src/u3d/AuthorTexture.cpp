@@ -4,11 +4,12 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 const TextureImageDescription* AuthorTexture::GetContinuation(uint32_t index) const {
     if (index >= continuations.size()) {
-        Logger::Log(1, "AuthorTexture::GetContinuation trying to access texture out of bounds!");
+        Logger::Log(LogLevel::Error, "AuthorTexture::GetContinuation trying to access texture out of bounds!");
         return nullptr;
     }
     return &continuations[index];
@@ -23,11 +24,11 @@ bool AuthorTexture::Complete() const {
 
 bool AuthorTexturePool::AddTexture(const std::shared_ptr<AuthorTexture>& texture) {
     if (!texture || texture->name.empty()) {
-        Logger::Log(1, "Invalid data in AuthorTexturePool::AddTexture");
+        Logger::Log(LogLevel::Error, "Invalid data in AuthorTexturePool::AddTexture");
         return false;
     }
     if (!textures_.emplace(texture->name, texture).second) {
-        Logger::Log(1, "AuthorTexturePool::AddTexture('%s') -> cannot add, DUPLICATE", texture->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorTexturePool::AddTexture('%s') -> cannot add, DUPLICATE", texture->name.c_str());
         return false;
     }
     return true;
@@ -35,7 +36,7 @@ bool AuthorTexturePool::AddTexture(const std::shared_ptr<AuthorTexture>& texture
 
 std::shared_ptr<AuthorTexture> AuthorTexturePool::FindTexture(const std::string& name) const {
     if (name.empty()) {
-        Logger::Log(1, "AuthorTexturePool - trying to look up texture with empty name!");
+        Logger::Log(LogLevel::Error, "AuthorTexturePool - trying to look up texture with empty name!");
         return nullptr;
     }
     auto it = textures_.find(name);

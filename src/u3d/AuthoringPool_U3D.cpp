@@ -16,6 +16,7 @@
 namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -27,7 +28,7 @@ FormatGlue::AuthoringPool::Timer StartSubTimer(const FormatGlue::AuthoringPool::
     if (!parent) return nullptr;
     auto timer = parent->SubTimer(name);
     if (!timer) {
-        Logger::Log(1, "Cannot create subtimer '%s'", name);
+        Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
         return nullptr;
     }
     timer->Start();
@@ -44,7 +45,7 @@ bool AuthoringPool_U3D::Init() {
         shaderPool_ = std::make_unique<AuthorShaderPool>();
         meshPool_ = std::make_unique<AuthorMeshPool>();
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return false;
     }
     noCompression_ = false;
@@ -77,23 +78,23 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
     if (!nodePool_ && !Init()) return false;
     progress_.Reset();
     blocksRead_ = blocksFailed_ = 0;
-    Logger::Log(3, "AuthoringPool: Successfully loaded raw U3D data from '%s'", file ? file->Name().c_str() : "");
+    Logger::Log(LogLevel::Info, "AuthoringPool: Successfully loaded raw U3D data from '%s'", file ? file->Name().c_str() : "");
     if (!nodePool_->Init()) {
-        Logger::Log(1, "Failed to initialize AuthorNodePool!");
+        Logger::Log(LogLevel::Error, "Failed to initialize AuthorNodePool!");
         return false;
     }
     Timer readTimer = StartSubTimer(timer, "LoadFromFile::CreateAuthoringObjectsFromFile");
     if (!file) {
-        Logger::Log(1, "Invalid U3D file to load authoring objects from!");
+        Logger::Log(LogLevel::Error, "Invalid U3D file to load authoring objects from!");
         return false;
     }
     RawDataBlockList& blocks = file->Blocks();
     if (blocks.empty()) {
-        Logger::Log(1, "File '%s' contains no valid U3D data", file->Name().c_str());
+        Logger::Log(LogLevel::Error, "File '%s' contains no valid U3D data", file->Name().c_str());
         return false;
     }
     if (!blocks.front() || blocks.front()->blockType != BlockType::FileHeader) {
-        Logger::Log(1, "File '%s' has no valid U3D header", file->Name().c_str());
+        Logger::Log(LogLevel::Error, "File '%s' has no valid U3D header", file->Name().c_str());
         return false;
     }
     loadStep_ = 70.0f / static_cast<float>(blocks.size());
@@ -121,7 +122,7 @@ bool AuthoringPool_U3D::SweepBlocks(RawDataBlockList& blocks, bool defer, bool p
         std::shared_ptr<RawDataBlock> block = blocks.front();
         blocks.pop_front();
         if (!block) {
-            Logger::Log(1, "Unexpected NULL block in U3D File!");
+            Logger::Log(LogLevel::Error, "Unexpected NULL block in U3D File!");
             continue;
         }
         // Extension blocks look up shading modifiers declared anywhere in the file: they
@@ -151,7 +152,7 @@ bool AuthoringPool_U3D::SweepBlocks(RawDataBlockList& blocks, bool defer, bool p
 
 uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>& block) {
     if (!block) {
-        Logger::Log(1, "Invalid input (NULL) for ReadRawDataBlock!");
+        Logger::Log(LogLevel::Error, "Invalid input (NULL) for ReadRawDataBlock!");
         return Failed;
     }
     std::unique_ptr<BlockBase> reader;
@@ -195,18 +196,18 @@ uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>
         default:
             // Key 0, and the point and line set families whose readers are not part of
             // this reader yet.
-            Logger::Log(1, "Encountered unexpected BlockType: %u", block->blockKey);
+            Logger::Log(LogLevel::Error, "Encountered unexpected BlockType: %u", block->blockKey);
             ++blocksFailed_;
             return Failed;
     }
     if (!reader) {
-        Logger::Log(1, "Unexpected: No new block allocated!");
+        Logger::Log(LogLevel::Error, "Unexpected: No new block allocated!");
         ++blocksFailed_;
         return Failed;
     }
     BitStreamReader stream(block->data.data(), block->dataSize, noCompression_, block);
     if (!reader->Read(stream)) {
-        Logger::Log(1, "Error on reading block '%s'", block->name.c_str());
+        Logger::Log(LogLevel::Error, "Error on reading block '%s'", block->name.c_str());
         ++blocksFailed_;
         return Failed;
     }

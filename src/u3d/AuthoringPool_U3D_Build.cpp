@@ -31,6 +31,7 @@ using Rendering::SceneGraph;
 using Rendering::SceneHandle;
 using Rendering::SceneManager;
 using Rendering::Vec3;
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -50,7 +51,7 @@ public:
         if (!parent) return;
         timer_ = parent->SubTimer(name);
         if (!timer_) {
-            Logger::Log(1, "Cannot create subtimer '%s'", name);
+            Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
             return;
         }
         timer_->Start();
@@ -89,7 +90,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     const SceneHandle handle = scenes.CreateScene();
     std::shared_ptr<SceneGraph> scene = scenes.GetScene(handle);
     if (!scene) {
-        Logger::Log(1, "Failed to create SceneGraph!");
+        Logger::Log(LogLevel::Error, "Failed to create SceneGraph!");
         return false;
     }
     auto fail = [&]() {
@@ -103,7 +104,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     // 1. The root model of the document's tree.
     std::shared_ptr<Model> rootModel = InvisibleModel::Create(handle, kRootModelName);
     if (!rootModel) {
-        Logger::Log(1, "Failed to create U3D root model");
+        Logger::Log(LogLevel::Error, "Failed to create U3D root model");
         return fail();
     }
 
@@ -122,12 +123,12 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
             values.attributes = {scaleShininess ? material.reflectivity * 128.0f : material.reflectivity,
                                  material.opacity, 0.0f, 0.0f};
             if (resources.materialManager.AddMaterial(name, values) == 0) {
-                Logger::Log(2, "Cannot upload material '%s' to renderer!", name.c_str());
+                Logger::Log(LogLevel::Warning, "Cannot upload material '%s' to renderer!", name.c_str());
                 ++failed;
             }
         }
-        if (!resources.materialManager.UploadMaterials()) Logger::Log(1, "Failed to uplopd materials!");
-        if (failed) Logger::Log(1, "Failed to upload %u materials to renderer!", failed);
+        if (!resources.materialManager.UploadMaterials()) Logger::Log(LogLevel::Error, "Failed to uplopd materials!");
+        if (failed) Logger::Log(LogLevel::Error, "Failed to upload %u materials to renderer!", failed);
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
@@ -135,7 +136,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     {
         StageTimer stage(timer, "BuildSceneGraph::CreateTextures");
         const uint32_t failed = CreateTextures(*texturePool_, resources.textureManager, &progress_, buildStep_);
-        if (failed) Logger::Log(1, "Failed to upload %u textures to renderer!", failed);
+        if (failed) Logger::Log(LogLevel::Error, "Failed to upload %u textures to renderer!", failed);
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
@@ -143,7 +144,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     {
         StageTimer stage(timer, "BuildSceneGraph::CreateMeshes");
         const uint32_t failed = meshPool_->CreateMeshes(handle, &progress_, buildStep_);
-        if (failed) Logger::Log(1, "Failed to upload %u meshes to renderer!", failed);
+        if (failed) Logger::Log(LogLevel::Error, "Failed to upload %u meshes to renderer!", failed);
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
@@ -152,14 +153,14 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
         StageTimer stage(timer, "BuildSceneGraph::CreateModels");
         const AuthorNodeHandle& world = nodePool_->GetRoot();
         if (!world) {
-            Logger::Log(1, "Failed to retrieve world root from node pool");
+            Logger::Log(LogLevel::Error, "Failed to retrieve world root from node pool");
             return fail();
         }
         modelsByNode_.clear();
         modelBudget_ = kMaxModels;
         buildDepth_ = 0;
         if (!CreateChildInstancesForNode(handle, *world, rootModel))
-            Logger::Log(1, "Failed to create child instances for U3D root model");
+            Logger::Log(LogLevel::Error, "Failed to create child instances for U3D root model");
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
@@ -177,12 +178,12 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
         for (const auto& [name, node] : nodePool_->ViewNodes()) {
             CameraInfo camera;
             if (!node || !CreateCameraInfo(*node, camera)) {
-                Logger::Log(2, "Unable to add camera info '%s'", name.c_str());
+                Logger::Log(LogLevel::Warning, "Unable to add camera info '%s'", name.c_str());
                 continue;
             }
             creation.cameras.push_back(std::move(camera));
         }
-        if (creation.cameras.empty()) Logger::Log(2, "No cameras added to scene from U3D file!");
+        if (creation.cameras.empty()) Logger::Log(LogLevel::Warning, "No cameras added to scene from U3D file!");
     }
     if (AuthoringInterrupt::Interrupted()) return fail();
 
@@ -195,7 +196,7 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
         creation.createDefaultCamera = true;
         creation.lightingModel = scene->GetLightingModel();
         if (!scene->Init(creation)) {
-            Logger::Log(1, "Failed to create SceneGraph!");
+            Logger::Log(LogLevel::Error, "Failed to create SceneGraph!");
             return fail();
         }
     }
@@ -207,12 +208,12 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
         uint32_t added = 0;
         for (const auto& [name, node] : nodePool_->LightNodes()) {
             if (!node || !CreateLightInstance(handle, *node)) {
-                Logger::Log(2, "Unable to create light instance '%s'", name.c_str());
+                Logger::Log(LogLevel::Warning, "Unable to create light instance '%s'", name.c_str());
                 continue;
             }
             ++added;
         }
-        if (added == 0) Logger::Log(2, "No lights added to scene from U3D file!");
+        if (added == 0) Logger::Log(LogLevel::Warning, "No lights added to scene from U3D file!");
     }
     modelsByNode_.clear();
     if (AuthoringInterrupt::Interrupted()) return fail();
@@ -233,7 +234,7 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
                                                     const std::shared_ptr<Model>& parentModel) {
     if (!parentModel) return false;
     if (buildDepth_ >= kMaxDepth) {
-        Logger::Log(2, "Node hierarchy below '%s' is too deep -> IGNORED", node.instanceName.c_str());
+        Logger::Log(LogLevel::Warning, "Node hierarchy below '%s' is too deep -> IGNORED", node.instanceName.c_str());
         return false;
     }
     bool complete = true;
@@ -242,7 +243,7 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
         if (AuthoringInterrupt::Interrupted()) return false;
         if (!child) continue;
         if (modelBudget_ == 0) {
-            Logger::Log(2, "Too many model instances, '%s' and what follows is IGNORED", child->instanceName.c_str());
+            Logger::Log(LogLevel::Warning, "Too many model instances, '%s' and what follows is IGNORED", child->instanceName.c_str());
             return false;
         }
         std::shared_ptr<Model> model;
@@ -251,10 +252,10 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
         } else if (child->kind == AuthorNode::Group) {
             model = InvisibleModel::Create(scene, child->instanceName);
         } else {
-            Logger::Log(1, "CreateChildInstancesForNode: Invalid node type for '%s'", child->name.c_str());
+            Logger::Log(LogLevel::Error, "CreateChildInstancesForNode: Invalid node type for '%s'", child->name.c_str());
         }
         if (!model) {
-            Logger::Log(2, "CreateChildInstancesForNode: Failed to create model for node '%s'", child->name.c_str());
+            Logger::Log(LogLevel::Warning, "CreateChildInstancesForNode: Failed to create model for node '%s'", child->name.c_str());
             continue;
         }
         --modelBudget_;
@@ -263,7 +264,7 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
         try {
             modelsByNode_.emplace(child->name, model);
         } catch (const std::bad_alloc&) {
-            Logger::Log(1, "OUT OF MEMORY");
+            Logger::Log(LogLevel::Error, "OUT OF MEMORY");
             return false;
         }
         if (!child->children.empty()) {
@@ -287,7 +288,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
 
     std::shared_ptr<Rendering::Mesh> mesh = resources.meshManager.GetMesh(meshName);
     if (!mesh) {
-        Logger::Log(2, "Cannot find mesh '%s' for node '%s' -> creating invisible model/mesh", meshName.c_str(),
+        Logger::Log(LogLevel::Warning, "Cannot find mesh '%s' for node '%s' -> creating invisible model/mesh", meshName.c_str(),
                     node.name.c_str());
         return invisible();
     }
@@ -295,17 +296,17 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
     if (!shading) {
         shading = shaderPool_->FindShadingModifier(meshName);
         if (shading) {
-            Logger::Log(2, "Fallback to alternative shading modifier '%s' instead '%s'", meshName.c_str(),
+            Logger::Log(LogLevel::Warning, "Fallback to alternative shading modifier '%s' instead '%s'", meshName.c_str(),
                         node.name.c_str());
         } else {
             // Writers leave the modifier out when the default shading will do (a bare mesh
             // exported by a mesh editor): the mesh is drawn with the default material rather
             // than lost.
-            Logger::Log(2, "Cannot find shading modifier for node '%s' -> using default shading", node.name.c_str());
+            Logger::Log(LogLevel::Warning, "Cannot find shading modifier for node '%s' -> using default shading", node.name.c_str());
         }
     }
     if (shading && shading->shaderLists.empty()) {
-        Logger::LogF(2, "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible model/mesh",
+        Logger::LogF(LogLevel::Warning, "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible model/mesh",
                      node.name);
         return invisible();
     }
@@ -318,7 +319,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
         states.reserve(groups);
         info.shaderDescriptions.reserve(groups);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return nullptr;
     }
     for (uint32_t group = 0; group < groups; ++group) {
@@ -326,12 +327,12 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
         if (shading && group < shading->shaderLists.size()) {
             const std::vector<std::string>& list = shading->shaderLists[group];
             if (list.size() > 1)
-                Logger::Log(2, "Shading List with %u entries, only first one used, rest will be DISCARDED!",
+                Logger::Log(LogLevel::Warning, "Shading List with %u entries, only first one used, rest will be DISCARDED!",
                             uint32_t(list.size()));
             if (!list.empty()) {
                 shader = shaderPool_->FindShader(list.front()).get();
                 if (!shader)
-                    Logger::Log(2, "Cannot find shader '%s' for model '%s'", list.front().c_str(), node.name.c_str());
+                    Logger::Log(LogLevel::Warning, "Cannot find shader '%s' for model '%s'", list.front().c_str(), node.name.c_str());
             }
         }
         states.push_back(MakeGroupShading(mesh->GetVertexAttributes(group), shader, meshName));
@@ -341,7 +342,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
     info.mesh = mesh;
     std::shared_ptr<Model> model = Model::Create(scene, info);
     if (!model) {
-        Logger::Log(1, "Failed to create model instance for '%s'", node.name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to create model instance for '%s'", node.name.c_str());
         return nullptr;
     }
 
@@ -364,7 +365,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
             if (!(state.description.textureLayers & (1u << layer))) continue;
             uint32_t id = textures.GetTextureId(state.textureNames[layer]);
             if (id == 0) {
-                Logger::LogF(1, "Cannot find texture '{:s}'", state.textureNames[layer]);
+                Logger::LogF(LogLevel::Error, "Cannot find texture '{:s}'", state.textureNames[layer]);
                 id = textures.GetDefaultTextureId();
             } else {
                 const std::shared_ptr<Rendering::Texture> texture = textures.GetTexture(id);
@@ -374,7 +375,7 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
         }
     }
     if (transparent) {
-        Logger::Log(4, "Model %s is TRANSPARENT", model->GetName().c_str());
+        Logger::Log(LogLevel::Verbose, "Model %s is TRANSPARENT", model->GetName().c_str());
         model->SetTransparent(true);
     }
     return model;
@@ -385,7 +386,7 @@ bool AuthoringPool_U3D::CreateCameraInfo(const AuthorNode& viewNode, CameraInfo&
     if (!data) return false;
     const uint32_t projection = data->attributes & ~1u;
     if (projection == 4 || projection == 6) {
-        Logger::Log(2,
+        Logger::Log(LogLevel::Warning,
                     "AuthoringPool::CreateCameraInfo - 1Point and 2Point projections not yet supported - camera '%s' "
                     "ignored!",
                     viewNode.name.c_str());
@@ -393,11 +394,11 @@ bool AuthoringPool_U3D::CreateCameraInfo(const AuthorNode& viewNode, CameraInfo&
     }
     Matrix4 transform = viewNode.transform;
     if (!viewNode.parentName.empty() && viewNode.parentName != kWorldParentName) {
-        Logger::Log(2, "View '%s' with specific parent: '%s' -> matrix will be adjusted", viewNode.name.c_str(),
+        Logger::Log(LogLevel::Warning, "View '%s' with specific parent: '%s' -> matrix will be adjusted", viewNode.name.c_str(),
                     viewNode.parentName.c_str());
         const auto parent = modelsByNode_.find(viewNode.parentName);
         if (parent == modelsByNode_.end() || !parent->second) {
-            Logger::Log(2, "Cannot find parent '%s' for view '%s' -> view will be parented to scene",
+            Logger::Log(LogLevel::Warning, "Cannot find parent '%s' for view '%s' -> view will be parented to scene",
                         viewNode.parentName.c_str(), viewNode.name.c_str());
         } else {
             transform = Rendering::MathUtil::Multiply(parent->second->GetWorldMatrix(), transform);
@@ -445,17 +446,17 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
         return true;
     const AuthorLightPool::Entry* entry = lightPool_->FindLight(resource);
     if (!entry) {
-        Logger::Log(2, "AuthoringPool::CreateLightInstance: Cannot find light source for '%s'", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Cannot find light source for '%s'", lightNode.name.c_str());
         return false;
     }
     if (entry->lightType < AuthorLightPool::Directional || entry->lightType > AuthorLightPool::Spot ||
         entry->lightIndex >= Rendering::kMaxLights) {
-        Logger::Log(2, "AuthoringPool::CreateLightInstance: Invalid light data for '%s'", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Invalid light data for '%s'", lightNode.name.c_str());
         return false;
     }
     const float scale = graph->GetGridSize() / 250.0f;
     if (!(scale > 0.0f) || !std::isfinite(scale)) {
-        Logger::Log(2, "AuthoringPool::CreateLightInstance: Invalid light scale for scene");
+        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Invalid light scale for scene");
         return false;
     }
 
@@ -490,7 +491,7 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
     switch (entry->lightType) {
         case AuthorLightPool::Directional:
             if (!Normalise(axis)) {
-                Logger::Log(2, "Directional light parentNodeTransform is invalid, overriding with default!");
+                Logger::Log(LogLevel::Warning, "Directional light parentNodeTransform is invalid, overriding with default!");
                 axis = {0.0f, 0.0f, 1.0f};
             }
             info.position[0] = axis[0];
@@ -500,7 +501,7 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
             break;
         case AuthorLightPool::Spot:
             if (!Normalise(axis) || !std::isfinite(origin[0] + origin[1] + origin[2])) {
-                Logger::Log(2, "Spotlight parentNodeTransform is invalid, overriding with default!");
+                Logger::Log(LogLevel::Warning, "Spotlight parentNodeTransform is invalid, overriding with default!");
                 axis = {0.0f, 0.0f, 1.0f};
             }
             info.spotDirection[0] = axis[0];
@@ -526,16 +527,16 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
     markerInfo.matrix = Rendering::MathUtil::Scale({scale, scale, scale});
     std::shared_ptr<Rendering::LightModel> marker = Rendering::LightModel::Create(scene, markerInfo);
     if (!marker) {
-        Logger::Log(2, "Unable to create light model for '%s' -> will not be visible", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "Unable to create light model for '%s' -> will not be visible", lightNode.name.c_str());
         return true;
     }
     if (!graph->AddLightModel(marker)) {
-        Logger::Log(2, "Unable to add light model '%s' to scene graph, no visible model will be available!",
+        Logger::Log(LogLevel::Warning, "Unable to add light model '%s' to scene graph, no visible model will be available!",
                     lightNode.name.c_str());
         return true;
     }
     if (!lights.SetLightModel(entry->lightIndex, marker))
-        Logger::Log(2, "Cannot associate light model '%s' with light %u", lightNode.name.c_str(), entry->lightIndex);
+        Logger::Log(LogLevel::Warning, "Cannot associate light model '%s' with light %u", lightNode.name.c_str(), entry->lightIndex);
     return true;
 }
 
@@ -584,9 +585,9 @@ void AuthoringPool_U3D::LogSceneStatistics(SceneHandle scene) {
                             plain[0] + plain[1] + plain[2], plain[0], plain[1], plain[2]);
         text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
                             instanced[0] + instanced[1] + instanced[2], instanced[0], instanced[1], instanced[2]);
-        Logger::WriteText(0, text);
+        Logger::WriteText(LogLevel::Message, text);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
     }
 }
 

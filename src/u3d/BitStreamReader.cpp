@@ -8,6 +8,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noCompression,
@@ -26,7 +27,7 @@ BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noComp
                            (uint32_t(kReverse8[(word >> 16) & 0xFF]) << 8) | kReverse8[word >> 24];
         }
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "BitStreamReader::AllocateDataBuffer() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "BitStreamReader::AllocateDataBuffer() - OUT OF MEMORY!");
         words_.clear();
         reversed_.clear();
         byteSize_ = 0;
@@ -98,7 +99,7 @@ void BitStreamReader::ReadString(std::string& out) {
     try {
         out.resize(length);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "BitStreamReader::ReadString() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "BitStreamReader::ReadString() - OUT OF MEMORY!");
         out.clear();
         for (uint32_t i = 0; i < length; ++i) ReadU8();
         return;
@@ -133,7 +134,7 @@ ContextManager* BitStreamReader::Context(uint32_t context) {
         try {
             contexts_.resize(context + 37);
         } catch (const std::bad_alloc&) {
-            Logger::Log(1, "ContextManager::ContextManager() - OUT OF MEMORY!");
+            Logger::Log(LogLevel::Error, "ContextManager::ContextManager() - OUT OF MEMORY!");
             return nullptr;
         }
     }

@@ -6,6 +6,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 uint32_t UniformIndexContext(uint64_t count) {
@@ -35,12 +36,12 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
     auto* continuation = mesh.ContinuationAs<CLODMeshContinuationData>();
     const char* name = mesh.name.c_str();
     if (!declaration || !continuation) {
-        Logger::Log(1, "Cannot look up declaration/continuation of AuthorMesh '%s'", name);
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", name);
         return false;
     }
     if (!continuation->IsEmpty() || !continuation->primitives.empty() ||
         !continuation->faceCorners.empty()) {
-        Logger::Log(1, "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'",
+        Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'",
                     name);
         return false;
     }
@@ -61,7 +62,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         normalCount > declaration->normalCount || diffuseCount > declaration->diffuseCount ||
         specularCount > declaration->specularCount ||
         texCoordCount > declaration->texCoordCount || floatBits > reader.RemainingBits()) {
-        Logger::Log(1, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid counts in AuthorMesh '%s'",
+        Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid counts in AuthorMesh '%s'",
                     name);
         return false;
     }
@@ -79,7 +80,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         CLODFace face;
         face.shadingId = reader.ReadCompressedU32(1);
         if (face.shadingId >= declaration->shadingCount || face.shadingId >= descriptions.size()) {
-            Logger::Log(1, "Invalid shading ID for AuthorMesh '%s'", name);
+            Logger::Log(LogLevel::Error, "Invalid shading ID for AuthorMesh '%s'", name);
             return false;
         }
         const ShadingDescription& shading = descriptions[face.shadingId];
@@ -96,7 +97,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             }
         }
         if (!ok || reader.Exhausted()) {
-            Logger::Log(1, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid face %u in AuthorMesh '%s'",
+            Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid face %u in AuthorMesh '%s'",
                         i, name);
             return false;
         }

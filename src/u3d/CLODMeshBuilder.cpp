@@ -14,6 +14,7 @@ using Rendering::DataBuffer;
 using Rendering::MeshCreationInfo;
 using Rendering::MeshSubObjectData;
 namespace VA = Rendering::VertexAttribute;
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -78,27 +79,27 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
     const auto* decl = mesh.DeclarationAs<CLODMeshData>();
     const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
     if (!decl || !cont) {
-        Logger::Log(1, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
         return false;
     }
     if (decl->shadingCount == 0 || decl->shadingDescriptions.size() < decl->shadingCount) {
-        Logger::LogF(1, "Invalid shadingCount for CLODMesh '{:s}'", mesh.name);
+        Logger::LogF(LogLevel::Error, "Invalid shadingCount for CLODMesh '{:s}'", mesh.name);
         return false;
     }
     const uint32_t faces = cont->primitiveCount < cont->primitives.size() ? cont->primitiveCount
                                                                           : uint32_t(cont->primitives.size());
     if (faces == 0) {
-        Logger::Log(2, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
         return false;
     }
-    if (faces < decl->faceCount) Logger::Log(2, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl->faceCount);
+    if (faces < decl->faceCount) Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl->faceCount);
 
     const uint32_t shadingCount = decl->shadingCount;
     std::vector<uint32_t> vertexCounts;
     try {
         vertexCounts.assign(shadingCount, 0);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         outOfMemory = true;
         return false;
     }
@@ -114,7 +115,7 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
         for (uint32_t f = 0; f < faces; ++f) {
             const uint32_t id = cont->primitives[f].shadingId;
             if (id >= shadingCount) {
-                Logger::Log(1, "Invalid shadingID for face!");
+                Logger::Log(LogLevel::Error, "Invalid shadingID for face!");
                 return false;
             }
             vertexCounts[id] += 3;
@@ -122,10 +123,10 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
     }
 
     const bool hasNormals = decl->normalCount != 0;
-    if (hasNormals != decl->HasNormals()) Logger::Log(1, "Mismatch between normalCount and attributeUseNormals!");
+    if (hasNormals != decl->HasNormals()) Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
     const bool generateNormals =
         normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
-    if (generateNormals) Logger::Log(3, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
+    if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
     const bool hasTexCoords = decl->texCoordCount != 0 && decl->shadingDescriptions[0].layerCount != 0;
     const bool hasDiffuse = decl->diffuseCount != 0;
     const bool hasSpecular = decl->specularCount != 0;
@@ -140,7 +141,7 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
         info.calculateBoundingBox = true;
         info.subObjects.resize(shadingCount);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         outOfMemory = true;
         return false;
     }
@@ -227,7 +228,7 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreation
     try {
         rows.assign(info.subObjects.size(), nullptr);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         info.subObjects.clear();
         outOfMemory = true;
         return false;
@@ -260,12 +261,12 @@ bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uin
         return true;
     });
     if (!renderable) {
-        Logger::Log(1, "Failed to create CLOD mesh instance for '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to create CLOD mesh instance for '%s'", mesh.name.c_str());
         return false;
     }
     manager.AddMesh(mesh.name, renderable);
     if (manager.GetMesh(mesh.name) != renderable) {
-        Logger::Log(1, "Failed to add CLOD mesh '%s' to MeshManager", mesh.name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to add CLOD mesh '%s' to MeshManager", mesh.name.c_str());
         return false;
     }
     return true;

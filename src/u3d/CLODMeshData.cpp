@@ -6,10 +6,11 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
-constexpr int32_t kDumpLevel = 5;
+constexpr LogLevel kDumpLevel = LogLevel::ExtraVerbose;
 
 uint32_t Capped(uint64_t count) {
     return static_cast<uint32_t>(std::min<uint64_t>(count, kMaxReservedEntries));

@@ -13,6 +13,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -192,11 +193,11 @@ private:
     const IndexSet& SplitLayer0() { return SplitTexCoords(0); }
 
     bool FailFor(const char* what) {
-        Logger::Log(1, "%s for AuthorMesh '%s' [Update %u]", what, name_, r_);
+        Logger::Log(LogLevel::Error, "%s for AuthorMesh '%s' [Update %u]", what, name_, r_);
         return false;
     }
     bool FailIn(const char* what) {
-        Logger::Log(1, "%s in AuthorMesh '%s' [Update %u]", what, name_, r_);
+        Logger::Log(LogLevel::Error, "%s in AuthorMesh '%s' [Update %u]", what, name_, r_);
         return false;
     }
     // Uniform over the positions there are; for r = 0 this is the dynamic context 1024, and
@@ -281,7 +282,7 @@ bool UpdateDecoder::Run() {
     // anything is sized from it.
     if (start > end || end > declaration_.maxResolution || end > declaration_.positionCount ||
         start != data_.positions.size() || end - start > uint64_t(reader_.ByteSize()) * 8 + 256) {
-        Logger::Log(1, "Invalid resolution range %u..%u for AuthorMesh '%s'", start, end, name_);
+        Logger::Log(LogLevel::Error, "Invalid resolution range %u..%u for AuthorMesh '%s'", start, end, name_);
         return false;
     }
     // Faces go into storage reserved once per block, bounded by both the declaration and
@@ -504,7 +505,7 @@ bool UpdateDecoder::ReadMoveAttribute(uint32_t firstContext, uint32_t newCount,
             break;
         default:
             if (unknownTypeIsGlobal) {
-                Logger::Log(1, "Invalid diffuseChangeType");
+                Logger::Log(LogLevel::Error, "Invalid diffuseChangeType");
                 index = reader_.ReadCompressedU32(firstContext + 4);
             } else {
                 index = 0;
@@ -947,7 +948,7 @@ bool CLODProgressiveMeshContinuation::ReadMeshSpecificData(BitStreamReader& read
     auto* declaration = mesh.DeclarationAs<CLODMeshData>();
     auto* continuation = mesh.ContinuationAs<CLODMeshContinuationData>();
     if (!declaration || !continuation || !mesh.adjacencySet.IsInitialized()) {
-        Logger::Log(1, "Cannot look up declaration/continuation/adjacencySet of AuthorMesh '%s'",
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation/adjacencySet of AuthorMesh '%s'",
                     mesh.name.c_str());
         return false;
     }

@@ -8,12 +8,13 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 ContextManager::ContextManager() {
     if (!Grow(kInitialSymbols)) {
         // An escape-only context: total 1, nothing else can be coded but through escapes.
-        Logger::Log(1, "ContextManager::ContextManager() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "ContextManager::ContextManager() - OUT OF MEMORY!");
         return;
     }
     frequencies_[0] = 1;
@@ -90,7 +91,7 @@ void ContextManager::AddSymbolSlow(uint32_t symbol) {
     if (symbol >= symbolCount_) {
         const bool wasEmpty = symbolCount_ == 0;
         if (!Grow(symbol + kInitialSymbols)) {
-            Logger::Log(1, "ContextManager::AddSymbol() - OUT OF MEMORY!");
+            Logger::Log(LogLevel::Error, "ContextManager::AddSymbol() - OUT OF MEMORY!");
             return;
         }
         if (wasEmpty) {

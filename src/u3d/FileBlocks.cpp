@@ -10,6 +10,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool FileHeader::Read(BitStreamReader& reader) {
@@ -21,19 +22,19 @@ bool FileHeader::Read(BitStreamReader& reader) {
     encoding = reader.ReadU32();
     if (profile & 0x8) {
         scaleFactor = reader.ReadF64();
-        Logger::Log(3, "This U3D file uses a scaling value of '%f'", scaleFactor);
+        Logger::Log(LogLevel::Info, "This U3D file uses a scaling value of '%f'", scaleFactor);
     }
-    if (profile & 0x4) Logger::Log(3, "This U3D File is using uncompressed data!");
-    if (encoding != 106) Logger::Log(2, "Encoding is different from UTF-8 - data might be incorrect!");
-    if (profile & 0x2) Logger::Log(2, "Extensibility features are used!");
+    if (profile & 0x4) Logger::Log(LogLevel::Info, "This U3D File is using uncompressed data!");
+    if (encoding != 106) Logger::Log(LogLevel::Warning, "Encoding is different from UTF-8 - data might be incorrect!");
+    if (profile & 0x2) Logger::Log(LogLevel::Warning, "Extensibility features are used!");
     // The second value read goes first in the text.
-    Logger::Log(3, "U3D File Version %d.%d", int(versionB), int(versionA));
+    Logger::Log(LogLevel::Info, "U3D File Version %d.%d", int(versionB), int(versionA));
     return true;
 }
 
 bool ModifierChain::Read(BitStreamReader& reader) {
     if (chainBlocks_ == nullptr) {
-        Logger::Log(1, "ModifierChain without valid raw-block-target!");
+        Logger::Log(LogLevel::Error, "ModifierChain without valid raw-block-target!");
         return false;
     }
     const std::string name = reader.ReadString();
@@ -63,7 +64,7 @@ bool ModifierChain::Read(BitStreamReader& reader) {
         try {
             chainBlocks_->push_back(std::move(block));
         } catch (const std::bad_alloc&) {
-            Logger::Log(1, "OUT OF MEMORY");
+            Logger::Log(LogLevel::Error, "OUT OF MEMORY");
             return true;
         }
         offset = static_cast<uint32_t>(std::min<uint64_t>(uint64_t(offset) + consumed, size));
@@ -96,7 +97,7 @@ bool NewObjectType::Read(BitStreamReader& reader) {
                           id3 == 0x43C5 && std::equal(id4, id4 + 8, kId4) &&
                           vendorName == "Right Hemisphere Adobe Systems" && extensionInfo == "version 1.0";
     if (!accepted) {
-        Logger::Log(1, "Unsupported 'New Object' block type!");
+        Logger::Log(LogLevel::Error, "Unsupported 'New Object' block type!");
         return false;
     }
     meshPool_.supportedExtensions.insert(declarationBlockType);
@@ -105,7 +106,7 @@ bool NewObjectType::Read(BitStreamReader& reader) {
 
 bool NewObjectBlock::Read(BitStreamReader& reader) {
     if (meshPool_.supportedExtensions.count(Kind()) == 0) {
-        Logger::LogF(1, "NewObjectBlock::Read - unsupported ID {:d}", Kind());
+        Logger::LogF(LogLevel::Error, "NewObjectBlock::Read - unsupported ID {:d}", Kind());
         return false;
     }
     const std::string name = reader.ReadString();
@@ -113,7 +114,7 @@ bool NewObjectBlock::Read(BitStreamReader& reader) {
     const uint64_t header = uint64_t(name.size()) + 6;
     if (reader.ByteSize() <= header) return false;
     if (!shaderPool_.FindShadingModifier(name))
-        Logger::Log(2, "NewObjectBlock: '%s' - no valid shading modifier found!", name.c_str());
+        Logger::Log(LogLevel::Warning, "NewObjectBlock: '%s' - no valid shading modifier found!", name.c_str());
     // The RH compressed mesh decoder is not part of this reader yet: the mesh is refused and
     // the walk logs the failed block.
     return false;

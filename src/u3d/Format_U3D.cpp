@@ -7,7 +7,7 @@
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
 #include "format/PendingFormats.h"
-#include "format/SimpleProfiler.h"
+#include "util/SimpleProfiler.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "util/Logger.h"
 
@@ -15,6 +15,7 @@ namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
 using FormatGlue::ImportDescriptor;
+using Utility::LogLevel;
 using Utility::Logger;
 using Utility::SimpleProfiler;
 
@@ -42,7 +43,7 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
     std::shared_ptr<SimpleProfiler> root;
     if (descriptor.profile) {
         root.reset(new (std::nothrow) SimpleProfiler("CreateSceneGraphFromU3DFile"));
-        if (!root) Logger::Log(1, "Failed to create profile - OUT OF MEMORY");
+        if (!root) Logger::Log(LogLevel::Error, "Failed to create profile - OUT OF MEMORY");
         else root->Start();
     }
     AuthoringInterrupt::Reset();
@@ -51,12 +52,12 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
         std::shared_ptr<AuthoringPool_U3D> pool = FormatGlue::AuthoringPool::Create(
             new (std::nothrow) AuthoringPool_U3D(), descriptor.listener, descriptor.callbackSlot);
         if (!pool) {
-            Logger::Log(1, "Failed to create AuthoringPool, unable to create SceneGraph!");
+            Logger::Log(LogLevel::Error, "Failed to create AuthoringPool, unable to create SceneGraph!");
         } else {
             auto subTimer = [&](const char* name) -> std::shared_ptr<SimpleProfiler> {
                 if (!root) return nullptr;
                 auto timer = root->SubTimer(name);
-                if (!timer) Logger::Log(1, "Cannot create subtimer '%s'", name);
+                if (!timer) Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
                 else timer->Start();
                 return timer;
             };
@@ -66,12 +67,12 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
                                     : pool->LoadFromMemory(descriptor.data, descriptor.dataSize, loadTimer);
             if (loadTimer) loadTimer->Stop();
             if (!loaded) {
-                Logger::Log(1, "Failed to load U3D data into AuthoringPool, unable to create SceneGraph!");
+                Logger::Log(LogLevel::Error, "Failed to load U3D data into AuthoringPool, unable to create SceneGraph!");
             } else {
                 auto buildTimer = subTimer("AuthoringPool::BuildSceneGraph");
                 if (!pool->BuildSceneGraph(scene, buildTimer) || scene == 0) {
                     scene = 0;
-                    Logger::Log(1, "Failed to create SceneGraph from AuthoringPool!");
+                    Logger::Log(LogLevel::Error, "Failed to create SceneGraph from AuthoringPool!");
                 }
                 if (buildTimer) buildTimer->Stop();
                 if (scene != 0 && root) {
@@ -84,7 +85,7 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
     }
     if (root) {
         root->Stop();
-        Logger::WriteText(0, root->PrintText());
+        Logger::WriteText(LogLevel::Message, root->PrintText());
     }
     importing_ = false;
     return scene;

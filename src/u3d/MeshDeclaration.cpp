@@ -8,6 +8,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool MeshDeclaration::Read(BitStreamReader& reader) {
@@ -18,24 +19,24 @@ bool MeshDeclaration::Read(BitStreamReader& reader) {
         data = nullptr;
     }
     if (!data) {
-        Logger::Log(1, "MeshDeclaration::Read() - failed to create mesh specific data!");
+        Logger::Log(LogLevel::Error, "MeshDeclaration::Read() - failed to create mesh specific data!");
         return false;
     }
     try {
         reader.ReadString(data->meshName);
         data->chainIndex = reader.ReadU32();
         if (!ReadMeshSpecific(reader, *data)) {
-            Logger::Log(1, "MeshDeclaration::Read() - failed to read mesh specific data for '%s'",
+            Logger::Log(LogLevel::Error, "MeshDeclaration::Read() - failed to read mesh specific data for '%s'",
                         data->meshName.c_str());
             return false;
         }
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "MeshDeclaration::Read() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "MeshDeclaration::Read() - OUT OF MEMORY!");
         return false;
     }
     std::shared_ptr<AuthorMesh> mesh = AuthorMesh::Create(data);
     if (!mesh) {
-        Logger::Log(1, "MeshDeclaration::Read() - failed to create author mesh for '%s'",
+        Logger::Log(LogLevel::Error, "MeshDeclaration::Read() - failed to create author mesh for '%s'",
                     data->meshName.c_str());
         return false;
     }
@@ -56,7 +57,7 @@ bool MeshDeclaration::ReadShadingDescriptions(BitStreamReader& reader, AuthorMes
             if (layer < ShadingDescription::kMaxLayers) {
                 shading.layerDimensions[layer] = dimension;
             } else {
-                Logger::Log(2, "MeshDeclaration::ReadShadingDescriptions() for '%s' - too many texture layers",
+                Logger::Log(LogLevel::Warning, "MeshDeclaration::ReadShadingDescriptions() for '%s' - too many texture layers",
                             data.meshName.c_str());
             }
         }
@@ -70,7 +71,7 @@ bool MeshContinuation::Read(BitStreamReader& reader) {
     try {
         reader.ReadString(name);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "MeshContinuation::Read() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "MeshContinuation::Read() - OUT OF MEMORY!");
         return false;
     }
     reader.ReadU32();  // chain index
@@ -78,14 +79,14 @@ bool MeshContinuation::Read(BitStreamReader& reader) {
     std::shared_ptr<AuthorMesh> mesh = pool_.FindMesh(name);
     if (!mesh) {
         if (!pool_.WasRemoved(name))
-            Logger::Log(1, "Cannot find AuthorMesh '%s' -> MESH WILL NOT BE CREATED!", name.c_str());
+            Logger::Log(LogLevel::Error, "Cannot find AuthorMesh '%s' -> MESH WILL NOT BE CREATED!", name.c_str());
         return true;
     }
     bool ok = false;
     try {
         ok = ReadMeshSpecificData(reader, *mesh);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "MeshContinuation::Read() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "MeshContinuation::Read() - OUT OF MEMORY!");
         ok = false;
     }
     if (!ok) pool_.RemoveMesh(name);

@@ -10,6 +10,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 bool LightResource::Read(BitStreamReader& reader) {
@@ -31,7 +32,7 @@ bool LightResource::Read(BitStreamReader& reader) {
     }
     const float intensity = reader.ReadF32();
     if (intensity != 1.0f)
-        Logger::Log(2, "Light intensity for light '%s' (%.3f) IGNORED - check effect", name.c_str(), double(intensity));
+        Logger::Log(LogLevel::Warning, "Light intensity for light '%s' (%.3f) IGNORED - check effect", name.c_str(), double(intensity));
     if (type == 0) {
         std::array<float, 4> color = light.diffuse;
         color[3] = LightData{}.ambient[3];
@@ -39,7 +40,7 @@ bool LightResource::Read(BitStreamReader& reader) {
     } else if (type >= AuthorLightPool::Directional && type <= AuthorLightPool::Spot) {
         pool_.AddLight(name, light, type);
     } else {
-        Logger::Log(1, "LightResource::Read: Invalid light type");
+        Logger::Log(LogLevel::Error, "LightResource::Read: Invalid light type");
     }
     return true;
 }
@@ -64,7 +65,7 @@ bool MaterialResource::Read(BitStreamReader& reader) {
 bool LitTextureShader::Read(BitStreamReader& reader) {
     std::shared_ptr<AuthorShader> shader(new (std::nothrow) AuthorShader());
     if (!shader) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return false;
     }
     reader.ReadString(shader->name);
@@ -91,14 +92,14 @@ bool LitTextureShader::Read(BitStreamReader& reader) {
         layer.repeat = reader.ReadU8();
     }
     if (!pool_.AddShader(shader))
-        Logger::Log(1, "Failed to add shader '%s' to shader pool -> will not be available!", shader->name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to add shader '%s' to shader pool -> will not be available!", shader->name.c_str());
     return true;
 }
 
 bool ShadingModifier::Read(BitStreamReader& reader) {
     std::shared_ptr<ShadingGroup> group(new (std::nothrow) ShadingGroup());
     if (!group) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return false;
     }
     reader.ReadString(group->name);
@@ -117,7 +118,7 @@ bool ShadingModifier::Read(BitStreamReader& reader) {
             for (std::string& name : list) reader.ReadString(name);
         }
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return false;
     }
     pool_.AddShadingModifier(group);

@@ -9,6 +9,7 @@ namespace Velmora::U3D {
 using Rendering::ShaderDescription;
 namespace Flags = Rendering::ShaderFlags;
 namespace VA = Rendering::VertexAttribute;
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -24,7 +25,7 @@ uint32_t BlendModeFromColorBlendFunction(uint32_t function) {
         case 0x606: return 3;
         case 0x607: return 4;
         default:
-            Logger::Log(1, "BlendModeFromColorBlendFunction - invalid input, falling back to BlendMode_Alpha_Blend");
+            Logger::Log(LogLevel::Error, "BlendModeFromColorBlendFunction - invalid input, falling back to BlendMode_Alpha_Blend");
             return kAlphaBlend;
     }
 }
@@ -32,7 +33,7 @@ uint32_t BlendModeFromColorBlendFunction(uint32_t function) {
 uint32_t AlphaBlendModeFromAlphaBlendFunction(uint32_t function) {
     if (function >= kGLNever && function < kGLAlways) return function - kGLNever + 1;
     if (function != kGLAlways)
-        Logger::Log(1, "AlphaBlendModeFromAlphaBlendFunction - invalid input, falling back to AlphaTestFunc_Always");
+        Logger::Log(LogLevel::Error, "AlphaBlendModeFromAlphaBlendFunction - invalid input, falling back to AlphaTestFunc_Always");
     return 0;
 }
 
@@ -43,7 +44,7 @@ uint32_t GetBlendFunction(uint32_t blendFunction) {
         case 0: return Rendering::LayerBlend::Replace;
         case 3: return Rendering::LayerBlend::Mix;
         default:
-            Logger::Log(1, "GetBlendFunction - invalid input, falling back to TexBlendFunc_Replace");
+            Logger::Log(LogLevel::Error, "GetBlendFunction - invalid input, falling back to TexBlendFunc_Replace");
             return Rendering::LayerBlend::Replace;
     }
 }
@@ -71,7 +72,7 @@ GroupShading MakeGroupShading(uint32_t vertexAttributes, const AuthorShader* sha
     uint32_t layers = shader->layerCount;
     if (layers > shader->layers.size()) layers = uint32_t(shader->layers.size());
     if (meshLayers != shader->layerCount) {
-        Logger::LogF(2, "Mismatching number of available vertex coordinates and active textures for Mesh '{:s}' with "
+        Logger::LogF(LogLevel::Warning, "Mismatching number of available vertex coordinates and active textures for Mesh '{:s}' with "
                         "Shader '{:s}'",
                      meshName, shader->name);
         if (meshLayers < layers) layers = meshLayers;
@@ -82,7 +83,7 @@ GroupShading MakeGroupShading(uint32_t vertexAttributes, const AuthorShader* sha
     for (uint32_t bit = 0; bit < 8 && record < layers; ++bit) {
         if (!(shader->shaderChannels & (1u << bit))) continue;
         if (record >= Rendering::kMaxTextureLayers) {
-            Logger::Log(1, "Too many active texture layers!");
+            Logger::Log(LogLevel::Error, "Too many active texture layers!");
             break;
         }
         const TextureLayer& layer = shader->layers[record];

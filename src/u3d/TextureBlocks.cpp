@@ -8,6 +8,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -18,7 +19,7 @@ constexpr uint64_t kMinDescriptionBits = 8 * 8;
 bool TextureDeclaration::Read(BitStreamReader& reader) {
     std::shared_ptr<AuthorTexture> texture(new (std::nothrow) AuthorTexture());
     if (!texture) {
-        Logger::Log(1, "Failed to create AuthorTexture in TextureDeclaration");
+        Logger::Log(LogLevel::Error, "Failed to create AuthorTexture in TextureDeclaration");
         return true;
     }
     reader.ReadString(texture->name);
@@ -28,21 +29,21 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
     const uint32_t imageCount = reader.ReadU32();
     const char* name = texture->name.c_str();
     if (texture->width == 0 || texture->height == 0) {
-        Logger::Log(1, "TextureDeclaration '%s' with invalid dimensions (%ux%u) -> IGNORED", name, texture->width,
+        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid dimensions (%ux%u) -> IGNORED", name, texture->width,
                     texture->height);
         return true;
     }
     const uint8_t type = texture->imageType;
     if (type != 1 && type != 14 && type != 15 && type != 16 && type != 17) {
-        Logger::Log(1, "TextureDeclaration '%s' with invalid image type (%u) -> IGNORED", name, uint32_t(type));
+        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid image type (%u) -> IGNORED", name, uint32_t(type));
         return true;
     }
     if (imageCount == 0) {
-        Logger::Log(1, "TextureDeclaration '%s' has no continuation images -> IGNORED", name);
+        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' has no continuation images -> IGNORED", name);
         return true;
     }
     if (imageCount > reader.RemainingBits() / kMinDescriptionBits) {
-        Logger::Log(1, "Texture '%s' with invalid byte count -> will not be available!", name);
+        Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!", name);
         return true;
     }
     try {
@@ -55,7 +56,7 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
             if (image.External()) {
                 const uint32_t urlCount = reader.ReadU32();
                 if (urlCount > reader.RemainingBits() / 16) {
-                    Logger::Log(1, "Texture '%s' with invalid byte count -> will not be available!", name);
+                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!", name);
                     return true;
                 }
                 image.urls.resize(urlCount);
@@ -63,17 +64,17 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
             } else {
                 image.byteCount = reader.ReadU32();
                 if (image.byteCount == 0) {
-                    Logger::Log(1, "Texture '%s' with invalid byte count -> will not be available!", name);
+                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!", name);
                     return true;
                 }
             }
         }
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "Failed to create AuthorTexture in TextureDeclaration");
+        Logger::Log(LogLevel::Error, "Failed to create AuthorTexture in TextureDeclaration");
         return true;
     }
     if (!pool_.AddTexture(texture))
-        Logger::Log(1, "Failed to add texture '%s' to texture pool -> will not be available!", name);
+        Logger::Log(LogLevel::Error, "Failed to add texture '%s' to texture pool -> will not be available!", name);
     return true;
 }
 
@@ -82,25 +83,25 @@ bool TextureContinuation::Read(BitStreamReader& reader) {
     const uint32_t index = reader.ReadU32();
     std::shared_ptr<AuthorTexture> texture = pool_.FindTexture(name);
     if (!texture) {
-        if (!name.empty()) Logger::Log(1, "TextureContinuation unable to find AuthorTexture '%s'", name.c_str());
+        if (!name.empty()) Logger::Log(LogLevel::Error, "TextureContinuation unable to find AuthorTexture '%s'", name.c_str());
         return true;
     }
     if (index >= texture->continuations.size()) {
-        Logger::Log(1, "TextureContinuation for AuthorTexture '%s' with invalid continuationIndex (%u, max: %u)",
+        Logger::Log(LogLevel::Error, "TextureContinuation for AuthorTexture '%s' with invalid continuationIndex (%u, max: %u)",
                     name.c_str(), index, static_cast<uint32_t>(texture->continuations.size()));
         return true;
     }
     if (index >= texture->rawImages.size()) {
-        Logger::Log(1, "TextureContinuation for AuthorTexture '%s' cannot find RawTexture continuation", name.c_str());
+        Logger::Log(LogLevel::Error, "TextureContinuation for AuthorTexture '%s' cannot find RawTexture continuation", name.c_str());
         return true;
     }
     const TextureImageDescription& description = texture->continuations[index];
     RawTextureImage& raw = texture->rawImages[index];
-    if (raw.started) Logger::Log(0, "Continuing texture image '%s'", name.c_str());
+    if (raw.started) Logger::Log(LogLevel::Message, "Continuing texture image '%s'", name.c_str());
     const uint32_t available = reader.BytesLeft();
     const uint64_t missing = description.byteCount - std::min<uint64_t>(raw.bytes.size(), description.byteCount);
     if (available > missing) {
-        Logger::LogF(1, "TextureContinuation for AuthorTexture '{:s}' too long", name);
+        Logger::LogF(LogLevel::Error, "TextureContinuation for AuthorTexture '{:s}' too long", name);
         return true;
     }
     try {
@@ -108,7 +109,7 @@ bool TextureContinuation::Read(BitStreamReader& reader) {
         raw.bytes.insert(raw.bytes.end(), bytes, bytes + available);
         raw.started = true;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "TextureContinuation::Read() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "TextureContinuation::Read() - OUT OF MEMORY!");
     }
     return true;
 }

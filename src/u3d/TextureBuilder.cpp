@@ -11,6 +11,7 @@ namespace Velmora::U3D {
 using Rendering::Texture;
 using Rendering::TextureCreationInfo;
 using Rendering::TextureData;
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -21,23 +22,23 @@ bool ImageInfo(const AuthorTexture& texture, uint32_t index, const char* caller,
     const TextureImageDescription& description = texture.continuations[index];
     const RawTextureImage& raw = texture.rawImages[index];
     if (description.External()) {
-        Logger::LogF(1, "AuthorTexture::{:s}: External images not supported! (Texture: '{:s}')", caller, texture.name);
+        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: External images not supported! (Texture: '{:s}')", caller, texture.name);
         return false;
     }
     if (raw.bytes.size() < description.byteCount || raw.bytes.empty()) {
-        Logger::LogF(1, "AuthorTexture::{:s}: TextureContinuation '{:s}' NOT FINISHED", caller, texture.name);
+        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: TextureContinuation '{:s}' NOT FINISHED", caller, texture.name);
         return false;
     }
     info.format = DecoderForCompression(description.compressionType);
     if (info.format == 0) {
-        Logger::LogF(1, "AuthorTexture::{:s}: Invalid image type for texture!", caller);
+        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: Invalid image type for texture!", caller);
         return false;
     }
     // Width and height are what the declaration claims; the decoder goes by the bytes.
     const uint32_t size = uint32_t(raw.bytes.size());
     info.data = TextureData::Create(texture.width, texture.height, texture.width * 4u, size, raw.bytes.data());
     if (!info.data) {
-        Logger::Log(1, "OUT OF MEMORY");
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
         return false;
     }
     return true;
@@ -48,7 +49,7 @@ std::shared_ptr<Texture> CreateFromContinuation(const AuthorTexture& texture, ui
     if (!ImageInfo(texture, index, "CreateFromContinuation", info)) return nullptr;
     std::shared_ptr<Texture> result = Texture::CreateFromImageData(info);
     if (!result)
-        Logger::LogF(1, "AuthorTexture::CreateFromContinuation: Failed in Texture::CreateFromImageData() for '{:s}'!",
+        Logger::LogF(LogLevel::Error, "AuthorTexture::CreateFromContinuation: Failed in Texture::CreateFromImageData() for '{:s}'!",
                      texture.name);
     return result;
 }
@@ -65,7 +66,7 @@ std::shared_ptr<Texture> BlendFromContinuation(const AuthorTexture& texture, uin
         colour = second;
         alpha = first;
     } else {
-        Logger::Log(1, "Unsupported arrangment of texture continuations!");
+        Logger::Log(LogLevel::Error, "Unsupported arrangment of texture continuations!");
         return nullptr;
     }
     TextureCreationInfo colourInfo, alphaInfo;
@@ -90,16 +91,16 @@ int32_t DecoderForCompression(uint8_t compressionType) {
 std::shared_ptr<Texture> CreateRenderableTexture(const AuthorTexture& texture) {
     const size_t images = texture.continuations.size();
     if (images == 0) {
-        Logger::Log(1, "Invalid AuthorTexture");
+        Logger::Log(LogLevel::Error, "Invalid AuthorTexture");
         return nullptr;
     }
     if (images != texture.rawImages.size()) {
-        Logger::Log(1, "CreateRenderableTexture: Discrepancy between number of continuation images and raw images!");
+        Logger::Log(LogLevel::Error, "CreateRenderableTexture: Discrepancy between number of continuation images and raw images!");
         return nullptr;
     }
     if (images == 1) return CreateFromContinuation(texture, 0);
     if (images == 2) return BlendFromContinuation(texture, 0, 1);
-    Logger::LogF(1, "CreateRenderableTexture: Texture '{:s}' contains {:d} continuation images! NOT SUPPORTED",
+    Logger::LogF(LogLevel::Error, "CreateRenderableTexture: Texture '{:s}' contains {:d} continuation images! NOT SUPPORTED",
                  texture.name, images);
     return nullptr;
 }
@@ -108,7 +109,7 @@ uint32_t CreateTextures(AuthorTexturePool& pool, Rendering::TextureManager& mana
                         FormatGlue::AuthoringProgress* progress, float step) {
     uint32_t failed = 0;
     if (manager.GetDefaultTextureId() == 0) {
-        Logger::Log(1, "No default texture available!");
+        Logger::Log(LogLevel::Error, "No default texture available!");
         return uint32_t(pool.Textures().size());
     }
     for (const auto& [name, texture] : pool.Textures()) {
@@ -116,11 +117,11 @@ uint32_t CreateTextures(AuthorTexturePool& pool, Rendering::TextureManager& mana
         if (!texture) continue;
         std::shared_ptr<Texture> renderable = CreateRenderableTexture(*texture);
         if (!renderable) {
-            Logger::Log(2, "Failed to create renderable texture from '%s'", name.c_str());
+            Logger::Log(LogLevel::Warning, "Failed to create renderable texture from '%s'", name.c_str());
             renderable = Texture::CreateDefaultTexture(Texture::DefaultTextureCreationInfo());
         }
         if (!manager.AddTexture(name, renderable)) {
-            Logger::Log(2, "Cannot upload texture '%s' to renderer!", name.c_str());
+            Logger::Log(LogLevel::Warning, "Cannot upload texture '%s' to renderer!", name.c_str());
             ++failed;
         }
         if (progress && step > 0.0f) progress->UpdateProgress(step);

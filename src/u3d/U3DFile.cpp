@@ -11,6 +11,7 @@
 
 namespace Velmora::U3D {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -27,14 +28,14 @@ std::shared_ptr<RawDataBlock> U3DDataBlock::CreateFromFileData(const uint8_t* po
                                                                uint64_t& consumedOut) {
     consumedOut = 0;
     if (pointer == nullptr || bytesLeft < 12) {
-        Logger::Log(1, "U3DDataBlock::CreateFromFileData - INVALID INPUT DATA!");
+        Logger::Log(LogLevel::Error, "U3DDataBlock::CreateFromFileData - INVALID INPUT DATA!");
         return nullptr;
     }
     const uint32_t type = LoadU32(pointer);
     const uint32_t dataSize = LoadU32(pointer + 4);
     const uint32_t metaSize = LoadU32(pointer + 8);
     if (bytesLeft < 12 + uint64_t(dataSize) + uint64_t(metaSize)) {
-        Logger::Log(1, "U3DDataBlock::CreateFromFileData - CORRUPTED INPUT DATA!");
+        Logger::Log(LogLevel::Error, "U3DDataBlock::CreateFromFileData - CORRUPTED INPUT DATA!");
         return nullptr;
     }
     try {
@@ -59,7 +60,7 @@ std::shared_ptr<RawDataBlock> U3DDataBlock::CreateFromFileData(const uint8_t* po
         consumedOut = cursor;
         return block;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "U3DDataBlock::CreateFromFileData - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "U3DDataBlock::CreateFromFileData - OUT OF MEMORY!");
         return nullptr;
     }
 }
@@ -81,7 +82,7 @@ std::shared_ptr<U3DFile> U3DFile::CreateFromMemory(const uint8_t* data, uint64_t
         if (!file->ExtractDataBlocks(holder.data(), holder.size())) return nullptr;
         return file;
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "U3DFile::CreateFromMemory() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "U3DFile::CreateFromMemory() - OUT OF MEMORY!");
         return nullptr;
     }
 }
@@ -89,7 +90,7 @@ std::shared_ptr<U3DFile> U3DFile::CreateFromMemory(const uint8_t* data, uint64_t
 bool U3DFile::ExtractDataBlocks(const uint8_t* data, uint64_t size) {
     if (data == nullptr || size == 0) return false;
     if (size < 4 || LoadU32(data) != BlockType::FileHeader) {
-        Logger::Log(1, "This is not valid U3D data, READING ABORTED!");
+        Logger::Log(LogLevel::Error, "This is not valid U3D data, READING ABORTED!");
         return false;
     }
     blocks_.clear();
@@ -99,34 +100,34 @@ bool U3DFile::ExtractDataBlocks(const uint8_t* data, uint64_t size) {
         uint64_t consumed = 0;
         std::shared_ptr<RawDataBlock> block = U3DDataBlock::CreateFromFileData(data + offset, bytesLeft, consumed);
         if (!block || consumed == 0) {
-            Logger::Log(2, "Failed to read DataBlock, aborting!");
+            Logger::Log(LogLevel::Warning, "Failed to read DataBlock, aborting!");
             blocks_.clear();
             return false;
         }
         try {
             blocks_.push_back(block);
         } catch (const std::bad_alloc&) {
-            Logger::Log(1, "U3DFile::ExtractDataBlocks - OUT OF MEMORY!");
+            Logger::Log(LogLevel::Error, "U3DFile::ExtractDataBlocks - OUT OF MEMORY!");
             blocks_.clear();
             return false;
         }
-        if (Logger::Passes(5))
-            Logger::Log(5, "U3DFile read datablock: %s (%08x), dataSize: %u, metaSize: %u", block->name.c_str(),
+        if (Logger::Passes(LogLevel::ExtraVerbose))
+            Logger::Log(LogLevel::ExtraVerbose, "U3DFile read datablock: %s (%08x), dataSize: %u, metaSize: %u", block->name.c_str(),
                         block->blockType, block->dataSize, block->metaSize);
         if (consumed >= bytesLeft) {
-            Logger::Log(4, "Finished reading DataBlocks, data used up (overshoot: %u)",
+            Logger::Log(LogLevel::Verbose, "Finished reading DataBlocks, data used up (overshoot: %u)",
                         static_cast<uint32_t>(consumed - bytesLeft));
             break;
         }
         offset += consumed;
     }
-    Logger::Log(3, "Successfully read all the raw data!");
+    Logger::Log(LogLevel::Info, "Successfully read all the raw data!");
     if (blocks_.empty()) {
-        Logger::Log(1, "U3DFile::ExtractDataBlocks - NO BLOCKS EXTRACTED!");
+        Logger::Log(LogLevel::Error, "U3DFile::ExtractDataBlocks - NO BLOCKS EXTRACTED!");
         return false;
     }
     if (blocks_.front()->blockType != BlockType::FileHeader) {
-        Logger::Log(1, "U3DFile::ExtractDataBlocks - MISSING FILE HEADER!");
+        Logger::Log(LogLevel::Error, "U3DFile::ExtractDataBlocks - MISSING FILE HEADER!");
         blocks_.clear();
         return false;
     }

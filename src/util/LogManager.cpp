@@ -42,7 +42,7 @@ bool LogManager::StartDefault(const std::string& pathUtf8, bool append, int32_t 
         return false;
     }
     logger.SetStream(debugStream_);
-    Logger::Log(4, "Started logging to '%s' at level '%s'", pathUtf8.c_str(), LevelWord(level));
+    Logger::Log(LogLevel::Verbose, "Started logging to '%s' at level '%s'", pathUtf8.c_str(), LevelWord(level));
     loggingToDefault_.store(true);
     return true;
 }

@@ -37,28 +37,28 @@ std::shared_ptr<LogStream> Logger::Stream() const {
     return std::atomic_load(&stream_);
 }
 
-bool Logger::Passes(int32_t level) {
+bool Logger::Passes(LogLevel level) {
     Logger& self = Instance();
-    return level <= self.MaxLevel() && self.hasStream_.load(std::memory_order_acquire) &&
+    return int32_t(level) <= self.MaxLevel() && self.hasStream_.load(std::memory_order_acquire) &&
            std::atomic_load(&self.stream_) != nullptr;
 }
 
-void Logger::WriteText(int32_t level, std::string_view text) {
+void Logger::WriteText(LogLevel level, std::string_view text) {
     Logger& self = Instance();
-    if (level > self.MaxLevel()) return;
+    if (int32_t(level) > self.MaxLevel()) return;
     if (!self.hasStream_.load(std::memory_order_acquire)) return;
     std::shared_ptr<LogStream> stream = self.Stream();
     if (!stream) return;
     // Same shape as a printf-formatted message: at most 8191 bytes, "\n" only when not cut.
     std::string line(text.substr(0, kBufferSize - 1));
     if (line.size() < kBufferSize - 1) line.push_back('\n');
-    stream->Write(level, line);
+    stream->Write(int32_t(level), line);
 }
 
-void Logger::Log(int32_t level, const char* format, ...) {
+void Logger::Log(LogLevel level, const char* format, ...) {
     if (format == nullptr) return;
     Logger& self = Instance();
-    if (level > self.MaxLevel()) return;
+    if (int32_t(level) > self.MaxLevel()) return;
     if (!self.hasStream_.load(std::memory_order_acquire)) return;
     std::shared_ptr<LogStream> stream = self.Stream();
     if (!stream) return;
@@ -74,7 +74,7 @@ void Logger::Log(int32_t level, const char* format, ...) {
         buffer[length++] = '\n';
         buffer[length] = '\0';
     }
-    stream->Write(level, std::string(buffer, length));
+    stream->Write(int32_t(level), std::string(buffer, length));
 }
 
 }  // namespace Velmora::Utility

@@ -35,7 +35,7 @@ public:
                 ++count_;
             }
         }
-        if (duplicate) Logger::Log(2, "Trying to add duplicate observer - IGNORED");
+        if (duplicate) Logger::Log(LogLevel::Warning, "Trying to add duplicate observer - IGNORED");
     }
 
     // Exclusive. Unlinks the first match; an unknown listener is silently ignored.

@@ -42,7 +42,7 @@ bool IsRegular(const std::string& path) {
     try {
         return fs::is_regular_file(ToPath(path));
     } catch (const std::exception& e) {
-        Logger::Log(1, "IsRegular - exception %s", e.what());
+        Logger::Log(LogLevel::Error, "IsRegular - exception %s", e.what());
     } catch (...) {
     }
     return false;
@@ -53,7 +53,7 @@ bool IsValidDirectory(const std::string& path) {
     try {
         return fs::is_directory(ToPath(path));
     } catch (const std::exception& e) {
-        Logger::Log(1, "IsValidDirectory filesystem_error: %s", e.what());
+        Logger::Log(LogLevel::Error, "IsValidDirectory filesystem_error: %s", e.what());
     } catch (...) {
     }
     return false;
@@ -67,7 +67,7 @@ bool CheckCreateDirectory(const std::string& path) {
         fs::create_directories(p);
         return fs::is_directory(p);
     } catch (const std::exception& e) {
-        Logger::Log(1, "CheckCreateDirectory filesystem_error: %s", e.what());
+        Logger::Log(LogLevel::Error, "CheckCreateDirectory filesystem_error: %s", e.what());
     } catch (...) {
     }
     return false;
@@ -95,7 +95,7 @@ std::string GetModulePath() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&GetModulePath), &info) == 0 || info.dli_fname == nullptr ||
         info.dli_fname[0] == '\0') {
-        Logger::Log(1, "Error returned by GetModuleFileName()");
+        Logger::Log(LogLevel::Error, "Error returned by GetModuleFileName()");
         return {};
     }
     try {
@@ -106,7 +106,7 @@ std::string GetModulePath() {
         if (ec) absolute = module;
         return absolute.parent_path().string();
     } catch (...) {
-        Logger::Log(1, "Error returned by GetModuleFileName()");
+        Logger::Log(LogLevel::Error, "Error returned by GetModuleFileName()");
         return {};
     }
 }
@@ -138,9 +138,9 @@ std::vector<std::string> FindFilesInFolder(const std::string& folder, const std:
             }
         }
     } catch (const std::exception& e) {
-        Logger::Log(1, "FindFilesInFolder - exception: %s", e.what());
+        Logger::Log(LogLevel::Error, "FindFilesInFolder - exception: %s", e.what());
     } catch (...) {
-        Logger::Log(1, "FindFilesInFolder - unknown exception");
+        Logger::Log(LogLevel::Error, "FindFilesInFolder - unknown exception");
     }
     return std::vector<std::string>(names.begin(), names.end());
 }
@@ -168,12 +168,12 @@ std::string GetUniqueFileName(const std::string& stem, const std::string& extens
 
 std::string DumpFile(const std::string& path) {
     if (!Exists(path)) {
-        Logger::Log(1, "<DumpFile -> File '%s' does not exist>", path.c_str());
+        Logger::Log(LogLevel::Error, "<DumpFile -> File '%s' does not exist>", path.c_str());
         return {};
     }
     auto file = SimpleFile::Open(path, SimpleFile::Text | SimpleFile::Read);
     if (!file) {
-        Logger::Log(1, "<DumpFile -> File '%s' cannot be opened>", path.c_str());
+        Logger::Log(LogLevel::Error, "<DumpFile -> File '%s' cannot be opened>", path.c_str());
         return {};
     }
     std::vector<std::string> lines;

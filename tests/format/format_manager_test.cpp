@@ -9,7 +9,9 @@
 #include "format/AuthoringProgress.h"
 #include "format/FormatManager.h"
 #include "support/LogCapture.h"
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
+
+using namespace U3DWriter;
 
 namespace {
 
@@ -63,7 +65,7 @@ TEST(FormatManager, LoaderByExtensionOrSignature) {
     EXPECT_FALSE(manager.GetSupportedLoader(file));
     EXPECT_TRUE(log.Has("FormatManager::GetSupportedLoader() with valid input data!", 1));
 
-    Velmora::U3D::Test::U3DFileWriter writer;
+    U3DWriter::U3DFileWriter writer;
     ImportDescriptor memory;
     memory.kind = ImportDescriptor::Memory;
     memory.data = writer.Bytes().data();

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "format/PDFHelper.h"
-#include "format/U3DSceneDescription.h"
-#include "host/SceneParameters.h"
+#include "u3d/U3DSceneDescription.h"
+#include "util/SceneParameters.h"
 #include "support/LogCapture.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 
 namespace {
 

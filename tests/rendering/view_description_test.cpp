@@ -2,8 +2,8 @@
 // picture an explicit camera matrix gives.
 
 #include "format/PDFHelper.h"
-#include "format/U3DSceneDescription.h"
-#include "host/SceneParameters.h"
+#include "u3d/U3DSceneDescription.h"
+#include "util/SceneParameters.h"
 #include "scene_test_support.h"
 
 namespace kestrum_test::scene {

@@ -6,15 +6,17 @@
 #include <random>
 #include <variant>
 
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 #include "u3d/BitStreamReader.h"
 #include "u3d/ContextManager.h"
+
+using namespace U3DWriter;
 
 namespace {
 
 using Velmora::U3D::BitStreamReader;
 using Velmora::U3D::ContextManager;
-using Velmora::U3D::Test::BitStreamWriter;
+using U3DWriter::BitStreamWriter;
 
 enum class Op { U8, U16, U32, U64, F32, F64, String, CU8, CU16, CU32 };
 

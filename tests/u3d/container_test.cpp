@@ -4,19 +4,21 @@
 #include <gtest/gtest.h>
 
 #include "support/LogCapture.h"
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/BlockBase.h"
 #include "u3d/BlockTable.h"
 #include "u3d/U3DFile.h"
 
+using namespace U3DWriter;
+
 namespace {
 
 using namespace Velmora::U3D;
 using Velmora::Test::LogCapture;
-using Velmora::U3D::Test::BitStreamWriter;
-using Velmora::U3D::Test::FrameBlock;
-using Velmora::U3D::Test::U3DFileWriter;
+using U3DWriter::BitStreamWriter;
+using U3DWriter::FrameBlock;
+using U3DWriter::U3DFileWriter;
 
 std::shared_ptr<AuthoringPool_U3D> MakePool() {
     return Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
@@ -114,7 +116,7 @@ TEST(U3DFile, RefusesBrokenContainers) {
 TEST(BlockWalk, UnknownTypeFailsItsBlockOnly) {
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF60, {1, 2, 3, 4});
-    w.AddBlock(0xFFFFFF21, Velmora::U3D::Test::GroupNodeBlock("g", {{""}}));
+    w.AddBlock(0xFFFFFF21, U3DWriter::GroupNodeBlock("g", {{""}}));
     auto pool = MakePool();
     LogCapture log;
     ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
@@ -155,7 +157,7 @@ std::vector<uint8_t> ChainData(const std::string& name, const std::vector<std::v
 }
 
 TEST(BlockWalk, ModifierChainsAreReadDepthFirstInFileOrder) {
-    using Velmora::U3D::Test::GroupNodeBlock;
+    using U3DWriter::GroupNodeBlock;
     const auto inner = ChainData("inner", {FrameBlock(0xFFFFFF21, GroupNodeBlock("b", {{"a"}})),
                                             FrameBlock(0xFFFFFF21, GroupNodeBlock("c", {{"b"}}))});
     const auto outer = ChainData("outer!", {FrameBlock(0xFFFFFF21, GroupNodeBlock("a", {{""}})),

@@ -10,8 +10,10 @@
 
 #include "format/AuthoringInterrupt.h"
 #include "support/LogCapture.h"
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
+
+using namespace U3DWriter;
 
 namespace {
 
@@ -85,8 +87,8 @@ TEST(Malformed, AbsurdCountsInEveryWordOfABlock) {
 }
 
 TEST(Malformed, InterruptStopsTheWalk) {
-    Velmora::U3D::Test::U3DFileWriter w;
-    for (int i = 0; i < 20; ++i) w.AddBlock(0xFFFFFF21, Velmora::U3D::Test::GroupNodeBlock("g" + std::to_string(i), {{""}}));
+    U3DWriter::U3DFileWriter w;
+    for (int i = 0; i < 20; ++i) w.AddBlock(0xFFFFFF21, U3DWriter::GroupNodeBlock("g" + std::to_string(i), {{""}}));
     struct Stopper : Velmora::FormatGlue::ProgressListener {
         void OnProgress(const Velmora::FormatGlue::ProgressInfo&) override {
             if (++calls == 1) Velmora::FormatGlue::AuthoringInterrupt::Set();

@@ -6,13 +6,15 @@
 #include <random>
 
 #include "mesh_support.h"
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 #include "u3d/CLODMeshData.h"
+
+using namespace U3DWriter;
 
 namespace {
 
 using namespace Velmora::U3D;
-using Velmora::U3D::Test::BitStreamWriter;
+using U3DWriter::BitStreamWriter;
 using Velmora::U3D::Test::ReadMeshBlock;
 using Velmora::U3D::Test::ScopedLogCapture;
 

@@ -3,16 +3,17 @@
 #include <gtest/gtest.h>
 
 #include "support/LogCapture.h"
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/BitStreamReader.h"
 #include "u3d/NodeBlocks.h"
+
+using namespace U3DWriter;
 
 namespace {
 
 using namespace Velmora::U3D;
 using Velmora::Test::LogCapture;
-using namespace Velmora::U3D::Test;
 
 std::shared_ptr<AuthoringPool_U3D> Load(const U3DFileWriter& w) {
     auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);

@@ -123,21 +123,21 @@ TEST_F(LoggingTest, DefaultLevelIsWarningAndFilters) {
     auto capture = std::make_shared<CaptureStream>();
     Logger::Instance().SetStream(capture);
     EXPECT_EQ(Logger::Instance().MaxLevel(), 2);
-    Logger::Log(0, "m");
-    Logger::Log(1, "e %d", 1);
-    Logger::Log(2, "w %s", "x");
-    Logger::Log(3, "info");
-    Logger::Log(1, nullptr);
+    Logger::Log(LogLevel::Message, "m");
+    Logger::Log(LogLevel::Error, "e %d", 1);
+    Logger::Log(LogLevel::Warning, "w %s", "x");
+    Logger::Log(LogLevel::Info, "info");
+    Logger::Log(LogLevel::Error, nullptr);
     ASSERT_EQ(capture->texts.size(), 3u);
     EXPECT_EQ(capture->texts[0], "m\n");
     EXPECT_EQ(capture->texts[1], "e 1\n");
     EXPECT_EQ(capture->texts[2], "w x\n");
     EXPECT_EQ(capture->levels[2], 2);
-    EXPECT_FALSE(Logger::Passes(3));
-    EXPECT_TRUE(Logger::Passes(2));
+    EXPECT_FALSE(Logger::Passes(LogLevel::Info));
+    EXPECT_TRUE(Logger::Passes(LogLevel::Warning));
     Logger::Instance().SetStream(nullptr);
-    EXPECT_FALSE(Logger::Passes(0));
-    Logger::Log(0, "dropped");
+    EXPECT_FALSE(Logger::Passes(LogLevel::Message));
+    Logger::Log(LogLevel::Message, "dropped");
     EXPECT_EQ(capture->texts.size(), 3u);
 }
 
@@ -145,10 +145,10 @@ TEST_F(LoggingTest, TruncationAt8191WithoutLineEnd) {
     auto capture = std::make_shared<CaptureStream>();
     Logger::Instance().SetStream(capture);
     const std::string s8190(8190, 'a'), s8191(8191, 'b'), s9000(9000, 'c');
-    Logger::Log(1, "%s", s8190.c_str());
-    Logger::Log(1, "%s", s8191.c_str());
-    Logger::Log(1, "%s", s9000.c_str());
-    Logger::LogF(1, "{:s}", s9000);
+    Logger::Log(LogLevel::Error, "%s", s8190.c_str());
+    Logger::Log(LogLevel::Error, "%s", s8191.c_str());
+    Logger::Log(LogLevel::Error, "%s", s9000.c_str());
+    Logger::LogF(LogLevel::Error, "{:s}", s9000);
     ASSERT_EQ(capture->texts.size(), 4u);
     EXPECT_EQ(capture->texts[0], s8190 + "\n");
     EXPECT_EQ(capture->texts[1], s8191);
@@ -161,9 +161,9 @@ TEST_F(LoggingTest, StartDefaultWritesTheFileFormat) {
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, 4));
     EXPECT_TRUE(LogManager::Instance().IsLoggingToDefault());
     EXPECT_EQ(Logger::Instance().MaxLevel(), 4);
-    Logger::Log(2, "some text %d", 42);
-    Logger::Log(5, "filtered");
-    Logger::Log(1, "an error");
+    Logger::Log(LogLevel::Warning, "some text %d", 42);
+    Logger::Log(LogLevel::ExtraVerbose, "filtered");
+    Logger::Log(LogLevel::Error, "an error");
     LogManager::Instance().StopDefault();
     EXPECT_FALSE(LogManager::Instance().IsLoggingToDefault());
     EXPECT_EQ(Logger::Instance().Stream(), nullptr);
@@ -186,9 +186,9 @@ TEST_F(LoggingTest, LevelOutOfRangeBecomesInfoAndLevel6PrintsUnknown) {
     EXPECT_EQ(Logger::Instance().MaxLevel(), 3);
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, -1));
     EXPECT_EQ(Logger::Instance().MaxLevel(), 3);
-    Logger::Log(6, "six dropped");
+    Logger::Log(static_cast<LogLevel>(6), "six dropped");
     Logger::Instance().SetMaxLevel(6);  // SetLogLevel
-    Logger::Log(6, "six passes");
+    Logger::Log(static_cast<LogLevel>(6), "six passes");
     LogManager::Instance().StopDefault();
     const std::string content = ReadAll(log);
     EXPECT_EQ(content.find("six dropped"), std::string::npos);
@@ -198,9 +198,9 @@ TEST_F(LoggingTest, LevelOutOfRangeBecomesInfoAndLevel6PrintsUnknown) {
 TEST_F(LoggingTest, SecondStartEndsTheFirstSessionAndAppendZeroOverwrites) {
     const fs::path log = dir_ / "c.log";
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, 3));
-    Logger::Log(1, "first session");
+    Logger::Log(LogLevel::Error, "first session");
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, 3));
-    Logger::Log(1, "second session");
+    Logger::Log(LogLevel::Error, "second session");
     LogManager::Instance().StopDefault();
     std::string content = ReadAll(log);
     EXPECT_EQ(content.find("first session"), std::string::npos) << content;
@@ -209,9 +209,9 @@ TEST_F(LoggingTest, SecondStartEndsTheFirstSessionAndAppendZeroOverwrites) {
 
     // With append the old session stays, and its end line comes before the new start.
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), true, 3));
-    Logger::Log(1, "third session");
+    Logger::Log(LogLevel::Error, "third session");
     ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), true, 3));
-    Logger::Log(1, "fourth session");
+    Logger::Log(LogLevel::Error, "fourth session");
     LogManager::Instance().StopDefault();
     content = ReadAll(log);
     const size_t second = content.find("second session");
@@ -234,7 +234,7 @@ TEST_F(LoggingTest, SecondStartEndsTheFirstSessionAndAppendZeroOverwrites) {
 TEST_F(LoggingTest, U16PathAndNonAsciiText) {
     const fs::path log = dir_ / "\xC3\xBC-log.txt";
     ASSERT_TRUE(LogManager::Instance().StartDefault(Utf8ToWide(log.string()), false, 2));
-    Logger::Log(2, "gr\xC3\xBC\xC3\x9F");
+    Logger::Log(LogLevel::Warning, "gr\xC3\xBC\xC3\x9F");
     LogManager::Instance().StopDefault();
     EXPECT_NE(ReadAll(log).find("[WARNING] gr\xC3\xBC\xC3\x9F\n"), std::string::npos);
 }
@@ -247,7 +247,7 @@ TEST_F(LoggingTest, EmptyPathIsStandardErrorOnly) {
     ASSERT_TRUE(stream);
     EXPECT_FALSE(stream->ToFile());
     EXPECT_TRUE(stream->Started());
-    Logger::Log(1, "to stderr %d", 7);
+    Logger::Log(LogLevel::Error, "to stderr %d", 7);
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("to stderr 7\n"), std::string::npos) << err;
     EXPECT_EQ(stream->Pending(), 0u);
@@ -255,7 +255,7 @@ TEST_F(LoggingTest, EmptyPathIsStandardErrorOnly) {
 
 TEST_F(LoggingTest, UnwritableFileIsSilent) {
     ASSERT_TRUE(LogManager::Instance().StartDefault((dir_ / "missing" / "dir" / "x.log").string(), false, 3));
-    Logger::Log(1, "nowhere");
+    Logger::Log(LogLevel::Error, "nowhere");
     LogManager::Instance().StopDefault();
     EXPECT_FALSE(fs::exists(dir_ / "missing"));
 }
@@ -267,8 +267,8 @@ TEST_F(LoggingTest, HookReceivesMessagesInOrder) {
     EXPECT_EQ(LogManager::Instance().GetLoggingHook(&got), &TestHook);
     EXPECT_EQ(got, &user);
     EXPECT_EQ(LogManager::Instance().GetLoggingHook(nullptr), &TestHook);
-    for (int i = 0; i < 200; ++i) Logger::Log(1, "msg %d", i);
-    Logger::Log(3, "filtered");
+    for (int i = 0; i < 200; ++i) Logger::Log(LogLevel::Error, "msg %d", i);
+    Logger::Log(LogLevel::Info, "filtered");
     ASSERT_TRUE(WaitFor([] { return HookedCount() >= 200; }));
     Sleep(60);
     std::lock_guard<std::mutex> lock(g_hookMutex);
@@ -286,8 +286,8 @@ TEST_F(LoggingTest, HookGetsStringErrorForEmptyTextAndReplacementForIllFormed) {
     auto hookStream = LogManager::Instance().HookStream();
     ASSERT_TRUE(hookStream);
     hookStream->Write(1, "");
-    Logger::Log(1, "%s", "");       // a normal empty message has its "\n"
-    Logger::Log(1, "bad \xFF byte");
+    Logger::Log(LogLevel::Error, "%s", "");       // a normal empty message has its "\n"
+    Logger::Log(LogLevel::Error, "bad \xFF byte");
     ASSERT_TRUE(WaitFor([] { return HookedCount() >= 3; }));
     std::lock_guard<std::mutex> lock(g_hookMutex);
     EXPECT_EQ(g_hooked[0].text, u"<StringError>");
@@ -302,12 +302,12 @@ TEST_F(LoggingTest, SetLoggingHookReturnsTheOldHookAndNullRestoresTheDefault) {
     auto debug = LogManager::Instance().DebugStream();
     EXPECT_EQ(LogManager::Instance().SetLoggingHook(nullptr, &TestHook), nullptr);
     EXPECT_EQ(Logger::Instance().Stream(), LogManager::Instance().HookStream());
-    Logger::Log(1, "to hook");
+    Logger::Log(LogLevel::Error, "to hook");
     EXPECT_EQ(LogManager::Instance().SetLoggingHook(nullptr, &OtherHook), &TestHook);
     EXPECT_EQ(LogManager::Instance().SetLoggingHook(nullptr, nullptr), &OtherHook);
     EXPECT_EQ(Logger::Instance().Stream(), debug);
     EXPECT_EQ(LogManager::Instance().GetLoggingHook(nullptr), nullptr);
-    Logger::Log(1, "to file");
+    Logger::Log(LogLevel::Error, "to file");
     LogManager::Instance().StopDefault();
     const std::string content = ReadAll(log);
     EXPECT_EQ(content.find("to hook"), std::string::npos);
@@ -319,7 +319,7 @@ TEST_F(LoggingTest, NullHookWithoutDefaultLeavesTheEmptyHookStreamCurrent) {
     EXPECT_FALSE(LogManager::Instance().IsLoggingToDefault());
     ASSERT_TRUE(LogManager::Instance().HookStream());
     EXPECT_EQ(Logger::Instance().Stream(), LogManager::Instance().HookStream());
-    Logger::Log(1, "goes nowhere");
+    Logger::Log(LogLevel::Error, "goes nowhere");
     Sleep(80);
     EXPECT_EQ(HookedCount(), 0u);
 }
@@ -327,16 +327,16 @@ TEST_F(LoggingTest, NullHookWithoutDefaultLeavesTheEmptyHookStreamCurrent) {
 TEST_F(LoggingTest, StartDefaultBypassesTheHookAndStopDefaultMakesItDormant) {
     LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
     ASSERT_TRUE(LogManager::Instance().StartDefault((dir_ / "e.log").string(), false, 3));
-    Logger::Log(1, "to file only");
+    Logger::Log(LogLevel::Error, "to file only");
     LogManager::Instance().StopDefault();
     EXPECT_EQ(LogManager::Instance().GetLoggingHook(nullptr), &TestHook);  // stored, dormant
     EXPECT_FALSE(LogManager::Instance().HookStream());
-    Logger::Log(1, "dropped");
+    Logger::Log(LogLevel::Error, "dropped");
     Sleep(80);
     EXPECT_EQ(HookedCount(), 0u);
     // The next SetLoggingHook rebuilds the stream.
     LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
-    Logger::Log(1, "again");
+    Logger::Log(LogLevel::Error, "again");
     ASSERT_TRUE(WaitFor([] { return HookedCount() >= 1; }));
     std::lock_guard<std::mutex> lock(g_hookMutex);
     EXPECT_EQ(g_hooked[0].text, u"again\n");
@@ -345,9 +345,9 @@ TEST_F(LoggingTest, StartDefaultBypassesTheHookAndStopDefaultMakesItDormant) {
 TEST_F(LoggingTest, FullHookQueueDropsMessages) {
     LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
     g_blockHook.store(true);
-    Logger::Log(1, "blocker");
+    Logger::Log(LogLevel::Error, "blocker");
     ASSERT_TRUE(WaitFor([] { return g_hookBlocked.load(); }));
-    for (int i = 0; i < 8192 + 10; ++i) Logger::Log(1, "m%d", i);
+    for (int i = 0; i < 8192 + 10; ++i) Logger::Log(LogLevel::Error, "m%d", i);
     g_blockHook.store(false);
     ASSERT_TRUE(WaitFor([] { return HookedCount() >= 8193; }, 10000));
     Sleep(120);
@@ -401,7 +401,7 @@ TEST_F(LoggingTest, ConcurrentLoggingToFile) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([t] {
-            for (int i = 0; i < 250; ++i) Logger::Log(1, "t%d-%d", t, i);
+            for (int i = 0; i < 250; ++i) Logger::Log(LogLevel::Error, "t%d-%d", t, i);
         });
     }
     for (auto& th : threads) th.join();

@@ -15,7 +15,7 @@ R Guarded(R fallback, F&& body) noexcept {
     try {
         return std::forward<F>(body)();
     } catch (const std::bad_alloc&) {
-        Velmora::Utility::Logger::Log(1, "OUT OF MEMORY");
+        Velmora::Utility::Logger::Log(Velmora::Utility::LogLevel::Error, "OUT OF MEMORY");
     } catch (...) {
     }
     return fallback;
@@ -26,7 +26,7 @@ void Guarded(F&& body) noexcept {
     try {
         std::forward<F>(body)();
     } catch (const std::bad_alloc&) {
-        Velmora::Utility::Logger::Log(1, "OUT OF MEMORY");
+        Velmora::Utility::Logger::Log(Velmora::Utility::LogLevel::Error, "OUT OF MEMORY");
     } catch (...) {
     }
 }

@@ -11,6 +11,7 @@
 namespace Kestrum {
 
 using Velmora::ApplicationNames;
+using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
 
 namespace {
@@ -65,11 +66,11 @@ void ShutdownRenderer(void) {
 
 void GetLibraryVersion(int32_t libraryId, uint32_t* major, uint32_t* minor, uint32_t* build) {
     if (major == nullptr || minor == nullptr || build == nullptr) {
-        Logger::Log(1, "GetLibraryVersion - invalid input data!");
+        Logger::Log(LogLevel::Error, "GetLibraryVersion - invalid input data!");
         return;
     }
     if (libraryId < 0 || libraryId > 4) {
-        Logger::Log(1, "GetLibraryVersion - invalid library ID!");
+        Logger::Log(LogLevel::Error, "GetLibraryVersion - invalid library ID!");
         return;
     }
     *major = kVersions[libraryId][0];

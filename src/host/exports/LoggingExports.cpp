@@ -32,7 +32,8 @@ void SetLogLevel(int32_t level) { Logger::Instance().SetMaxLevel(level); }
 int32_t GetLogLevel(void) { return Logger::Instance().MaxLevel(); }
 
 void Log(uint32_t, int32_t level, const char16_t* message) {
-    if (!Logger::Passes(level)) return;
+    const auto hostLevel = static_cast<Velmora::Utility::LogLevel>(level);
+    if (!Logger::Passes(hostLevel)) return;
     Exports::Guarded([&] {
         // The host's text is a format with no arguments. Only "%%" has a meaning then; any
         // other conversion would read arguments that are not there, so it stays as written.
@@ -43,7 +44,7 @@ void Log(uint32_t, int32_t level, const char16_t* message) {
             formatted.push_back(text[i]);
             if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%') ++i;
         }
-        Logger::WriteText(level, formatted);
+        Logger::WriteText(hostLevel, formatted);
     });
 }
 

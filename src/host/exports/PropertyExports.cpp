@@ -12,6 +12,7 @@
 
 namespace Kestrum {
 
+using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
 using Velmora::Utility::MakeCaller;
 using Velmora::Utility::ThreadManager;
@@ -64,7 +65,7 @@ void SetProperty_String(uint32_t, RenderProxy3D* proxy, uint32_t id, const char1
 
 uint8_t GetProperty_Bool(RenderProxy3D* proxy, uint32_t id) {
     if (proxy == nullptr) {
-        Logger::Log(1, "Dll: GetProperty_Bool without a valid RenderProxy instance!");
+        Logger::Log(LogLevel::Error, "Dll: GetProperty_Bool without a valid RenderProxy instance!");
         return 0;
     }
     return GetProperty<bool>(proxy, &RenderProxy3D::Thread_GetPropertyBool, id) ? 1 : 0;
@@ -72,7 +73,7 @@ uint8_t GetProperty_Bool(RenderProxy3D* proxy, uint32_t id) {
 
 int32_t GetProperty_Int32(RenderProxy3D* proxy, uint32_t id) {
     if (proxy == nullptr) {
-        Logger::Log(1, "Dll: GetProperty_Int32 without a valid RenderProxy instance!");
+        Logger::Log(LogLevel::Error, "Dll: GetProperty_Int32 without a valid RenderProxy instance!");
         return 0;
     }
     return GetProperty<int32_t>(proxy, &RenderProxy3D::Thread_GetPropertyInt32, id);
@@ -80,7 +81,7 @@ int32_t GetProperty_Int32(RenderProxy3D* proxy, uint32_t id) {
 
 int64_t GetProperty_Int64(RenderProxy3D* proxy, uint32_t id) {
     if (proxy == nullptr) {
-        Logger::Log(1, "Dll: GetProperty_Int64 without a valid RenderProxy instance!");
+        Logger::Log(LogLevel::Error, "Dll: GetProperty_Int64 without a valid RenderProxy instance!");
         return 0;
     }
     return GetProperty<int64_t>(proxy, &RenderProxy3D::Thread_GetPropertyInt64, id);
@@ -88,7 +89,7 @@ int64_t GetProperty_Int64(RenderProxy3D* proxy, uint32_t id) {
 
 double GetProperty_Double(RenderProxy3D* proxy, uint32_t id) {
     if (proxy == nullptr) {
-        Logger::Log(1, "Dll: GetProperty_Double without a valid RenderProxy instance!");
+        Logger::Log(LogLevel::Error, "Dll: GetProperty_Double without a valid RenderProxy instance!");
         return 0.0;
     }
     return GetProperty<double>(proxy, &RenderProxy3D::Thread_GetPropertyDouble, id);
@@ -97,7 +98,7 @@ double GetProperty_Double(RenderProxy3D* proxy, uint32_t id) {
 KestrumSystemString GetProperty_String(RenderProxy3D* proxy, uint32_t id) {
     if (proxy == nullptr) {
         // The same text as the Double getter: hosts match on it.
-        Logger::Log(1, "Dll: GetProperty_Double without a valid RenderProxy instance!");
+        Logger::Log(LogLevel::Error, "Dll: GetProperty_Double without a valid RenderProxy instance!");
         return nullptr;
     }
     return Exports::Guarded<KestrumSystemString>(nullptr, [&] {

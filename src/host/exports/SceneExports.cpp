@@ -7,7 +7,7 @@
 #include "format/FormatManager.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderProxy3D.h"
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 #include "host/exports/ExportGuard.h"
 #include "util/Strings.h"
 #include "util/ThreadManager.h"

@@ -7,6 +7,7 @@
 
 namespace Velmora::Windowing {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -27,11 +28,11 @@ CaptureWindow::~CaptureWindow() { Destroy(); }
 
 bool CaptureWindow::Create(const CreateInfo& info) {
     if (!WindowClassRegistrar::Instance().Register({kClassName, &WindowBase::SharedWindowProc})) {
-        Logger::Log(1, "Failed to create CaptureWindow instance");
+        Logger::Log(LogLevel::Error, "Failed to create CaptureWindow instance");
         return false;
     }
     if (hwnd_ != 0) {
-        Logger::LogF(1, "CreateWindowEx failed to create CaptureWindow: '{:s}'", "window already exists");
+        Logger::LogF(LogLevel::Error, "CreateWindowEx failed to create CaptureWindow: '{:s}'", "window already exists");
         return false;
     }
     width_ = info.width > 0 ? info.width : kDefaultSize;

@@ -10,6 +10,7 @@
 
 namespace Velmora::Windowing {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -23,21 +24,21 @@ RenderWindow::~RenderWindow() { Destroy(); }
 
 bool RenderWindow::Create(const CreateInfo& info) {
     if (info.parent == 0) {
-        Logger::Log(1, "RenderWindow class needs parent hwnd");
+        Logger::Log(LogLevel::Error, "RenderWindow class needs parent hwnd");
         return false;
     }
     if (info.width < kMinimumSize || info.height < kMinimumSize) {
-        Logger::Log(1, "RenderWindow minimum size requirements not met");
+        Logger::Log(LogLevel::Error, "RenderWindow minimum size requirements not met");
         return false;
     }
     if (!WindowClassRegistrar::Instance().Register({kClassName, &WindowBase::SharedWindowProc})) {
-        Logger::Log(1, "Failed to create RenderWindow instance");
+        Logger::Log(LogLevel::Error, "Failed to create RenderWindow instance");
         return false;
     }
     X11Connection& connection = X11Connection::Instance();
     Display* display = connection.Get();
     if (!display || hwnd_ != 0) {
-        Logger::Log(1, "CreateWindowEx failed to create RenderWindow");
+        Logger::Log(LogLevel::Error, "CreateWindowEx failed to create RenderWindow");
         return false;
     }
     connection.SyncAndTakeError();  // start from a clean error state
@@ -76,7 +77,7 @@ bool RenderWindow::Create(const CreateInfo& info) {
         if (colormap_ != 0) XFreeColormap(display, colormap_);
         colormap_ = 0;
         connection.SyncAndTakeError();
-        Logger::Log(1, "CreateWindowEx failed to create RenderWindow");
+        Logger::Log(LogLevel::Error, "CreateWindowEx failed to create RenderWindow");
         return false;
     }
     connection.AddWindowRef();

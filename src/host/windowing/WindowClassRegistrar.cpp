@@ -7,6 +7,7 @@
 
 namespace Velmora::Windowing {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 WindowClassRegistrar& WindowClassRegistrar::Instance() {
@@ -23,7 +24,7 @@ bool WindowClassRegistrar::Register(const WindowClassRecord& record) {
         classes_.emplace(record.name, record);
     } catch (const std::bad_alloc&) {
         // The class itself is usable; only our record of it is missing.
-        Logger::LogF(1, "WindowClassRegistrar::Register - failed to insert registered class '{:s}': '{:s}'", name,
+        Logger::LogF(LogLevel::Error, "WindowClassRegistrar::Register - failed to insert registered class '{:s}': '{:s}'", name,
                      "OUT OF MEMORY");
     }
     return true;

@@ -9,6 +9,7 @@
 
 namespace Velmora::Windowing {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -23,7 +24,7 @@ std::atomic<int32_t> lastError{0};
 int HandleError(Display* display, XErrorEvent* event) {
     if (display == ownDisplay.load()) {
         lastError.store(event->error_code);
-        Logger::Log(2, "X11Connection - X error %d on request %d", static_cast<int>(event->error_code),
+        Logger::Log(LogLevel::Warning, "X11Connection - X error %d on request %d", static_cast<int>(event->error_code),
                     static_cast<int>(event->request_code));
         return 0;
     }
@@ -47,13 +48,13 @@ _XDisplay* X11Connection::Open() {
     XInitThreads();
     display_ = XOpenDisplay(name);
     if (!display_.load()) {
-        Logger::Log(3, "X11Connection::Open - cannot reach X server '%s', running headless", name);
+        Logger::Log(LogLevel::Info, "X11Connection::Open - cannot reach X server '%s', running headless", name);
         return nullptr;
     }
     ownDisplay.store(display_.load());
     static std::once_flag handlerInstalled;
     std::call_once(handlerInstalled, [] { previousHandler = XSetErrorHandler(HandleError); });
-    Logger::Log(4, "X11Connection::Open - connected to X server '%s'", name);
+    Logger::Log(LogLevel::Verbose, "X11Connection::Open - connected to X server '%s'", name);
     return display_.load();
 }
 

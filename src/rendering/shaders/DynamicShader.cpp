@@ -12,6 +12,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -56,7 +57,7 @@ DynamicShader::~DynamicShader() {
     for (uint32_t stage : stages_)
         if (stage != 0) glDetachShader(program_, stage);
     glDeleteProgram(program_);
-    Logger::Log(4, "Deleted shader '%s'", name_.c_str());
+    Logger::Log(LogLevel::Verbose, "Deleted shader '%s'", name_.c_str());
 }
 
 bool DynamicShader::Init() {
@@ -67,15 +68,15 @@ bool DynamicShader::Init() {
     if (matricesBinding_ == 0 && lightsBinding_ == 0) return false;
 
     if (!CreateStages(scene.lightingModel)) {
-        Logger::Log(1, "DynamicShader::Init() - failed to create shader sources from description!");
+        Logger::Log(LogLevel::Error, "DynamicShader::Init() - failed to create shader sources from description!");
         return false;
     }
     if (!CreateProgram()) {
-        Logger::Log(1, "DynamicShader::Init() - failed to create shader program!");
+        Logger::Log(LogLevel::Error, "DynamicShader::Init() - failed to create shader program!");
         return false;
     }
     initialised_ = true;
-    Logger::Log(4, "Successfully created '%s'", name_.c_str());
+    Logger::Log(LogLevel::Verbose, "Successfully created '%s'", name_.c_str());
     return true;
 }
 
@@ -93,7 +94,7 @@ bool DynamicShader::CreateStages(uint32_t lightingModel) {
         if (stage.name.empty()) continue;
         uint32_t object = 0;
         if (!manager_->CompileStage(stage, object)) {
-            Logger::LogF(1, "Failed to compile dynamic shader {:s}", stage.name);
+            Logger::LogF(LogLevel::Error, "Failed to compile dynamic shader {:s}", stage.name);
             return false;
         }
         stages_.push_back(object);
@@ -103,7 +104,7 @@ bool DynamicShader::CreateStages(uint32_t lightingModel) {
 
 bool DynamicShader::CreateProgram() {
     if (!manager_->LinkProgram(stages_, program_)) {
-        Logger::Log(1, "Failed to link and/or validate shader program");
+        Logger::Log(LogLevel::Error, "Failed to link and/or validate shader program");
         return false;
     }
     const ShaderDescription& d = description_;
@@ -123,7 +124,7 @@ bool DynamicShader::CreateProgram() {
 bool DynamicShader::BindBlock(const char* block, uint32_t bindingPoint) {
     const GLuint index = glGetUniformBlockIndex(program_, block);
     if (index == GL_INVALID_INDEX) {
-        Logger::LogF(1, "Failed to get UBO index for '{:s}' in shader '{:s}'", block, name_);
+        Logger::LogF(LogLevel::Error, "Failed to get UBO index for '{:s}' in shader '{:s}'", block, name_);
         return false;
     }
     // Errors left by earlier calls must not be taken for this one's.
@@ -131,7 +132,7 @@ bool DynamicShader::BindBlock(const char* block, uint32_t bindingPoint) {
     }
     glUniformBlockBinding(program_, index, bindingPoint);
     if (glGetError() != GL_NO_ERROR) {
-        Logger::LogF(1, "Failed to set blockBinding for '{:s}'", block);
+        Logger::LogF(LogLevel::Error, "Failed to set blockBinding for '{:s}'", block);
         return false;
     }
     return true;
@@ -170,21 +171,21 @@ void DynamicShader::ReadLocations() {
 
 int32_t DynamicShader::GetUniformLocation(const char* name) const {
     if (program_ == 0) {
-        Logger::Log(1, "DynamicShader::GetUniformLocation() - Invalid Program ID");
+        Logger::Log(LogLevel::Error, "DynamicShader::GetUniformLocation() - Invalid Program ID");
         return -1;
     }
     const GLint location = glGetUniformLocation(program_, name);
-    if (location == -1) Logger::LogF(1, "DynamicShader::GetUniformLocation() - cannot find uniform '{:s}'", name);
+    if (location == -1) Logger::LogF(LogLevel::Error, "DynamicShader::GetUniformLocation() - cannot find uniform '{:s}'", name);
     return location;
 }
 
 int32_t DynamicShader::GetAttributeLocation(const char* name) const {
     if (program_ == 0) {
-        Logger::Log(1, "DynamicShader::GetAttributeLocation() - Invalid Program ID");
+        Logger::Log(LogLevel::Error, "DynamicShader::GetAttributeLocation() - Invalid Program ID");
         return -1;
     }
     const GLint location = glGetAttribLocation(program_, name);
-    if (location == -1) Logger::LogF(1, "DynamicShader::GetAttributeLocation() - cannot find attribute '{:s}'", name);
+    if (location == -1) Logger::LogF(LogLevel::Error, "DynamicShader::GetAttributeLocation() - cannot find attribute '{:s}'", name);
     return location;
 }
 
@@ -193,7 +194,7 @@ bool DynamicShader::InitVAOAttributes() {
     const uint32_t attributes = d.vertexAttributes;
     const GLsizei stride = GLsizei(VertexAttribute::FloatsPerVertex(attributes) * sizeof(float));
     if (stride == 0) {
-        Logger::Log(1, "DynamicShader::InitVAOAttributes() - invalid stride!");
+        Logger::Log(LogLevel::Error, "DynamicShader::InitVAOAttributes() - invalid stride!");
         return false;
     }
     const Locations& l = locations_;

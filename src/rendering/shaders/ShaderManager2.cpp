@@ -11,6 +11,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -60,12 +61,12 @@ ShaderManager2::~ShaderManager2() {
 std::string ShaderManager2::BuildName(const ShaderDescription& d) const {
     ShaderSceneInfo scene;
     if (!ShaderSceneLink::Query(handle_, scene)) {
-        Logger::Log(1, "ShaderManager2 has no valid scene!");
+        Logger::Log(LogLevel::Error, "ShaderManager2 has no valid scene!");
         return {};
     }
     if (d.vertexAttributes > 0xFFF || d.flags > 0xFF || d.alphaFunction > 15 || scene.lightingModel > 15 ||
         d.geometryMode > 15)
-        Logger::Log(1, "ShaderDescription Attributes out of range for building dynamic shader name");
+        Logger::Log(LogLevel::Error, "ShaderDescription Attributes out of range for building dynamic shader name");
 
     std::string name;
     name.reserve(32);
@@ -83,7 +84,7 @@ std::shared_ptr<DynamicShader> ShaderManager2::GetShader(const ShaderDescription
     const std::string name = BuildName(description);
     if (name.empty()) return {};
     if (auto found = programs_.find(name); found != programs_.end()) {
-        Logger::Log(5, "Shader '%s' already exists, re-using.", name.c_str());
+        Logger::Log(LogLevel::ExtraVerbose, "Shader '%s' already exists, re-using.", name.c_str());
         return found->second;
     }
 
@@ -94,11 +95,11 @@ std::shared_ptr<DynamicShader> ShaderManager2::GetShader(const ShaderDescription
         shader.reset();
     }
     if (!shader || !shader->Init()) {
-        Logger::Log(1, "Unable to create shader from description");
+        Logger::Log(LogLevel::Error, "Unable to create shader from description");
         return {};
     }
     if (!programs_.emplace(name, shader).second) {
-        Logger::Log(1, "Unable to add shader to ProgramMap - DUPLICATE ENTRY");
+        Logger::Log(LogLevel::Error, "Unable to add shader to ProgramMap - DUPLICATE ENTRY");
         return {};
     }
     return shader;
@@ -131,11 +132,11 @@ bool ShaderManager2::CompileStage(const ShaderStage& stage, uint32_t& shader) {
         stored = false;
     }
     if (!stored) {
-        Logger::Log(1, "Cannot insert compiled shader '%s'", stage.name.c_str());
+        Logger::Log(LogLevel::Error, "Cannot insert compiled shader '%s'", stage.name.c_str());
         glDeleteShader(object);
         return false;
     }
-    Logger::Log(4, "Successfully compiled %s shader '%s'", StageWord(stage.kind), stage.name.c_str());
+    Logger::Log(LogLevel::Verbose, "Successfully compiled %s shader '%s'", StageWord(stage.kind), stage.name.c_str());
     shader = object;
     return true;
 }
@@ -169,7 +170,7 @@ bool ShaderManager2::CheckErrorLog(uint32_t kind, uint32_t object, const std::st
     // failure without a message.
     if (logLength < 1) return status == GL_TRUE;
 
-    if (!Logger::Passes(status == GL_TRUE ? 4 : 1)) return status == GL_TRUE;
+    if (!Logger::Passes(status == GL_TRUE ? LogLevel::Verbose : LogLevel::Error)) return status == GL_TRUE;
     try {
         std::string log(size_t(logLength), '\0');
         GLsizei written = 0;
@@ -180,7 +181,7 @@ bool ShaderManager2::CheckErrorLog(uint32_t kind, uint32_t object, const std::st
         log.resize(size_t(written > 0 ? written : 0));
 
         if (status == GL_TRUE) {
-            Logger::Log(4, "GLSL shader log INFO:%s", log.c_str());
+            Logger::Log(LogLevel::Verbose, "GLSL shader log INFO:%s", log.c_str());
             return true;
         }
         std::string message = fmt::format("GLSL Error:\n{:s}", log);
@@ -188,9 +189,9 @@ bool ShaderManager2::CheckErrorLog(uint32_t kind, uint32_t object, const std::st
             fmt::format_to(std::back_inserter(message), "\nShader: '{:s}'", name);
             AppendNumberedSource(message, *source);
         }
-        Logger::WriteText(1, message);
+        Logger::WriteText(LogLevel::Error, message);
     } catch (const std::bad_alloc&) {
-        Logger::Log(1, "ShaderManager2::CheckErrorLog() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Error, "ShaderManager2::CheckErrorLog() - OUT OF MEMORY!");
     }
     return false;
 }

@@ -8,6 +8,7 @@
 
 namespace Velmora::Rendering {
 
+using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
@@ -361,7 +362,7 @@ void ShaderSourceGenerator::AppendSpecular(std::string& s, const char* p) const 
     const bool material = desc_.HasFlag(ShaderFlags::MaterialSampler);
     if (!material && !desc_.Has(VertexAttribute::Specular)) return;
     if (lightingModel_ > LightingModel::Gauss) {
-        Logger::LogF(1, "AddFragmentLightingFunction() - Unsupported light model '{:d}'", lightingModel_);
+        Logger::LogF(LogLevel::Error, "AddFragmentLightingFunction() - Unsupported light model '{:d}'", lightingModel_);
         return;
     }
     if (!material) Put(s, p, "float matShininess = 1000.0f;  // default shininess\n");
@@ -533,7 +534,7 @@ void ShaderSourceGenerator::AppendBaseColor(std::string& s, const char* p) const
                 Put(s, p, "currAmbientColor = vec4(1.0);\n");
                 Put(s, p, "currSpecularColor = vec4(1.0);\n");
             }
-            Logger::Log(1, "DynamicShader::AddBaseColor - using fallback colors!");
+            Logger::Log(LogLevel::Error, "DynamicShader::AddBaseColor - using fallback colors!");
         }
         return;
     }

@@ -1,10 +1,10 @@
-#include "format/U3DSceneDescription.h"
+#include "u3d/U3DSceneDescription.h"
 
 #include <algorithm>
 #include <charconv>
 
 #include "format/PDFHelper.h"
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 #include "rendering/CameraController.h"
 #include "rendering/LightingSchemeManager.h"
 #include "rendering/MathUtil.h"
@@ -17,6 +17,7 @@ namespace Velmora::U3D {
 
 using FormatGlue::DictionaryValue;
 using FormatGlue::PDFHelper;
+using Utility::LogLevel;
 using Utility::Logger;
 using Tag = DictionaryValue::Tag;
 
@@ -56,11 +57,11 @@ bool U3DSceneDescription::CreateFromFile(const std::string& path) {
     Dictionary dictionary;
     PDFHelper helper;
     if (!helper.ReadDictionaryFromFile(path, &dictionary)) {
-        Logger::Log(2, "Failed to create dictionary from file '%s'", path.c_str());
+        Logger::Log(LogLevel::Warning, "Failed to create dictionary from file '%s'", path.c_str());
         return false;
     }
     if (!Create(dictionary)) {
-        Logger::Log(2, "Failed to extract dictionary from file '%s'", path.c_str());
+        Logger::Log(LogLevel::Warning, "Failed to extract dictionary from file '%s'", path.c_str());
         return false;
     }
     return true;
@@ -75,19 +76,19 @@ bool U3DSceneDescription::CreateFromString(const std::string& text) {
 
 bool U3DSceneDescription::Create(const Dictionary& dictionary) {
     if (dictionary.Empty()) return false;
-    if (Logger::Passes(5)) {
-        Logger::Log(5, "Creating scene description from %s", PDFHelper::PrintDictionary(dictionary, "").c_str());
+    if (Logger::Passes(LogLevel::ExtraVerbose)) {
+        Logger::Log(LogLevel::ExtraVerbose, "Creating scene description from %s", PDFHelper::PrintDictionary(dictionary, "").c_str());
     }
 
     const DictionaryValue* xn = dictionary.Find("XN", Tag::String);
     if (xn == nullptr) {
-        Logger::Log(1, "Missing (required) 'XN' entry in scene description - ignored!");
+        Logger::Log(LogLevel::Error, "Missing (required) 'XN' entry in scene description - ignored!");
         return false;
     }
     viewName = xn->text;
     const DictionaryValue* rect = dictionary.Find("3DB", Tag::Rectangle);
     if (rect == nullptr) {
-        Logger::Log(1, "Missing (required) '3DB' entry in scene description - ignored!");
+        Logger::Log(LogLevel::Error, "Missing (required) '3DB' entry in scene description - ignored!");
         return false;
     }
     std::copy_n(rect->numbers.begin(), 4, viewport.begin());
@@ -99,11 +100,11 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
                 if (color->tag == Tag::Color) {
                     std::copy_n(color->numbers.begin(), 3, backgroundColor.begin());
                 } else {
-                    Logger::Log(2, "BackgroundInfo has invalid color info!");
+                    Logger::Log(LogLevel::Warning, "BackgroundInfo has invalid color info!");
                 }
             }
         } else {
-            Logger::Log(2, "BackgroundInfo has invalid type!");
+            Logger::Log(LogLevel::Warning, "BackgroundInfo has invalid type!");
         }
     }
 
@@ -116,13 +117,13 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
         if (const Dictionary* renderModeInfo = rm->AsDictionary()) {
             const DictionaryValue* subtype = renderModeInfo->Find("Subtype", Tag::Name);
             if (subtype == nullptr) {
-                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for RenderMode info!");
+                Logger::Log(LogLevel::Error, "Cannot find or invalid 'Subtype' entry for RenderMode info!");
             } else {
-                Logger::Log(4, "RenderMode subtype: '%s'", subtype->text.c_str());
-                if (subtype->text != "Solid") Logger::Log(2, "Only 'Solid' RenderMode supported for now!");
+                Logger::Log(LogLevel::Verbose, "RenderMode subtype: '%s'", subtype->text.c_str());
+                if (subtype->text != "Solid") Logger::Log(LogLevel::Warning, "Only 'Solid' RenderMode supported for now!");
             }
         } else {
-            Logger::Log(2, "RenderModeInfo has invalid type!");
+            Logger::Log(LogLevel::Warning, "RenderModeInfo has invalid type!");
         }
     }
 
@@ -130,13 +131,13 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
         if (const Dictionary* schemeInfo = ls->AsDictionary()) {
             const DictionaryValue* subtype = schemeInfo->Find("Subtype", Tag::Name);
             if (subtype == nullptr) {
-                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for LightingScheme info!");
+                Logger::Log(LogLevel::Error, "Cannot find or invalid 'Subtype' entry for LightingScheme info!");
             } else {
                 lightingScheme = subtype->text;
-                Logger::Log(4, "LightingScheme subtype: '%s'", lightingScheme.c_str());
+                Logger::Log(LogLevel::Verbose, "LightingScheme subtype: '%s'", lightingScheme.c_str());
             }
         } else {
-            Logger::Log(2, "LightingScheme has invalid type!");
+            Logger::Log(LogLevel::Warning, "LightingScheme has invalid type!");
         }
     }
 
@@ -144,14 +145,14 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
         if (const Dictionary* projection = p->AsDictionary()) {
             const DictionaryValue* subtype = projection->Find("Subtype", Tag::Name);
             if (subtype == nullptr) {
-                Logger::Log(1, "Cannot find or invalid 'Subtype' entry for Projection info!");
+                Logger::Log(LogLevel::Error, "Cannot find or invalid 'Subtype' entry for Projection info!");
             } else {
                 orthographic = subtype->text == "O";
             }
             if (!orthographic) {
                 const DictionaryValue* fov = projection->Find("FOV", Tag::Float);
                 if (fov == nullptr) {
-                    Logger::Log(1, "Projection mode requires FOV, no valid FOV found!");
+                    Logger::Log(LogLevel::Error, "Projection mode requires FOV, no valid FOV found!");
                 } else {
                     fieldOfView = std::clamp(fov->floatValue, 0.0f, 180.0f);
                 }
@@ -171,7 +172,7 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
                     float value = 0.0f;
                     auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
                     if (error != std::errc() || end != number.data() + number.size() || number.empty()) {
-                        Logger::Log(1, "Projection scaling has an invalid number");
+                        Logger::Log(LogLevel::Error, "Projection scaling has an invalid number");
                     } else {
                         projectionScale = value;
                     }
@@ -189,7 +190,7 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
             }
             hasProjection = true;
         } else {
-            Logger::Log(2, "Projection has invalid type!");
+            Logger::Log(LogLevel::Warning, "Projection has invalid type!");
         }
     }
 
@@ -197,7 +198,7 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
         if (ms->text == "M") {
             const DictionaryValue* c2w = dictionary.Find("C2W", Tag::Matrix);
             if (c2w == nullptr) {
-                Logger::Log(1, "'MS' specified 'M' but cannot find 'C2W' entry!");
+                Logger::Log(LogLevel::Error, "'MS' specified 'M' but cannot find 'C2W' entry!");
                 return false;
             }
             cameraToWorld = c2w->numbers;
@@ -205,7 +206,7 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
         } else if (ms->text == "U3D") {
             const DictionaryValue* path = dictionary.Find("U3DPath", Tag::StringArray);
             if (path == nullptr || path->strings.empty()) {
-                Logger::Log(1, "'MS' specified 'U3D' but cannot find 'U3DPath' entry!");
+                Logger::Log(LogLevel::Error, "'MS' specified 'U3D' but cannot find 'U3DPath' entry!");
                 return false;
             }
             viewNode = path->strings.front();
@@ -214,7 +215,7 @@ bool U3DSceneDescription::Create(const Dictionary& dictionary) {
     }
 
     if (const DictionaryValue* na = dictionary.Find("NA")) {
-        if (na->tag != Tag::DictionaryArray) Logger::Log(2, "Node Array has invalid type!");
+        if (na->tag != Tag::DictionaryArray) Logger::Log(LogLevel::Warning, "Node Array has invalid type!");
     }
     return true;
 }
@@ -234,7 +235,7 @@ bool ScaleFieldOfView(U3DSceneDescription::ProjectionScaling mode, float number,
         case U3DSceneDescription::Number:
             if (number > 0.0f) {
                 result = 2.0f * std::atan((height / 2.0f) / ((number / 2.0f) / std::tan(half))) * kRadToDeg;
-                Logger::Log(2, "Projection Scale: UNTESTED SETTING with 'PS_Number'! CHECK RESULT!");
+                Logger::Log(LogLevel::Warning, "Projection Scale: UNTESTED SETTING with 'PS_Number'! CHECK RESULT!");
             }
             break;
         case U3DSceneDescription::Width: result = fitWidth(); break;
@@ -246,7 +247,7 @@ bool ScaleFieldOfView(U3DSceneDescription::ProjectionScaling mode, float number,
             if (height < width) result = fitWidth();
             break;
         default:
-            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Invalid viewport scaling radius (PS value)");
+            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Invalid viewport scaling radius (PS value)");
             return false;
     }
     if (result > 0.0f) *fov = result;
@@ -267,8 +268,8 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
     if (hasViewNode && !viewNode.empty()) {
         auto it = sceneCameras.find(viewNode);
         if (it == sceneCameras.end()) {
-            Logger::Log(2, "Cannot find camera info for '%s'", viewNode.c_str());
-            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Cannot find view node '%s'", viewNode.c_str());
+            Logger::Log(LogLevel::Warning, "Cannot find camera info for '%s'", viewNode.c_str());
+            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Cannot find view node '%s'", viewNode.c_str());
             return false;
         }
         camera = it->second;
@@ -276,7 +277,7 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
     } else if (hasMatrix) {
         name = viewName.empty() ? "__GeneratedCamera" : viewName;
     } else {
-        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Cannot find view node name, and also not using explicit matrix");
+        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Cannot find view node name, and also not using explicit matrix");
         return false;
     }
     const bool isDefault = name == kDefaultCameraName;
@@ -310,7 +311,7 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
         const SceneBoundingBox& box = scene->GetBoundingBox();
         const float radius = box.valid ? MathUtil::Length(MathUtil::Sub(box.max, box.min)) * 0.5f : 0.0f;
         if (!(radius > 0.0f)) {
-            Logger::Log(2, "U3DSceneDescription::ApplyToScene: Cannot get valid default clipping distances for camera");
+            Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Cannot get valid default clipping distances for camera");
         } else {
             camera.farClip = radius * 100.0f;
             camera.nearClip = radius * 0.0001f;
@@ -323,7 +324,7 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
         float fov = fieldOfView;
         ProjectionScaling mode = hasProjection ? projectionScaling : None;
         if (!hasProjection || !(fov > 0.0f && fov < 180.0f)) {
-            Logger::Log(2, "U3DSceneDescription::ApplyToScene: No projection dictionary, correcting FOV");
+            Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: No projection dictionary, correcting FOV");
             const float f = camera.fieldOfView * kDegToRad;
             const float longSide = std::max(width, height), shortSide = std::min(width, height);
             fov = std::atan(longSide / (shortSide / std::tan(f))) * kRadToDeg;
@@ -349,15 +350,15 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
 
     if (isDefault) {
         if (!controller.EditCamera(camera)) {
-            Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to edit default view from provided camera parameters!");
+            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to edit default view from provided camera parameters!");
             return false;
         }
     } else if (!scene->AddCamera(camera) || !controller.AddCamera(camera)) {
-        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to create view from provided camera parameters!");
+        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to create view from provided camera parameters!");
         return false;
     }
     if (!controller.ActivateCamera(camera.name)) {
-        Logger::Log(1, "U3DSceneDescription::ApplyToScene: Failed to activate camera '%s'!", camera.name.c_str());
+        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to activate camera '%s'!", camera.name.c_str());
         return false;
     }
 
@@ -366,25 +367,25 @@ bool U3DSceneDescription::ApplyToScene(uint32_t sceneId, bool activate, Renderin
     LightingSchemeManager& schemes = scene->GetResources().lightingSchemeManager;
     std::string scheme = lightingScheme;
     if (scheme.empty()) {
-        Logger::Log(2, "U3DSceneDescription::ApplyToScene: No Lighting Scheme specified, falling back to default");
+        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: No Lighting Scheme specified, falling back to default");
         if (schemes.ActivateScheme(1)) {
             scheme = "Artwork";
         } else if (schemes.ActivateScheme(10)) {
             scheme = "CAD";
         } else {
-            Logger::Log(1, "Cannot activate fallback lighting scheme!");
+            Logger::Log(LogLevel::Error, "Cannot activate fallback lighting scheme!");
             return false;
         }
     }
     uint32_t id = LightingSchemeManager::GetLightingSchemeFromName(scheme);
     if (id >= LightingScheme::Count) {
-        Logger::Log(2, "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
+        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
         id = 10;
     }
     if (!schemes.ActivateScheme(id) && id != 10) {
         // The document brought no lights to restore (or the scheme failed): a picture lit by
         // the default scheme beats an unlit silhouette.
-        Logger::Log(2, "U3DSceneDescription::ApplyToScene: Cannot activate lighting scheme '%s', falling back to default",
+        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Cannot activate lighting scheme '%s', falling back to default",
                     scheme.c_str());
         schemes.ActivateScheme(10);
     }
@@ -400,7 +401,7 @@ bool CreateDictionaryFromViewParams(const Utility::ViewParameters& params, const
                                   : !params.cameraName.empty() ? params.cameraName
                                                                : defaultCamera));
     if (viewport.width == 0.0f || viewport.height == 0.0f) {
-        Logger::Log(1, "CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!");
+        Logger::Log(LogLevel::Error, "CreateDictionaryFromViewParams FAILED - invalid viewport rectangle!");
         return false;
     }
     DictionaryValue rect;
@@ -448,7 +449,7 @@ bool CreateDictionaryFromViewParams(const Utility::ViewParameters& params, const
             case 3: ps.text = "/Max"; break;
             case 4: ps.text = fmt::format("{:.9g}", params.projectionScalingValue); break;
             default:
-                Logger::Log(1, "CreateDictionaryFromViewParams FAILED - invalid projection scaling setting!");
+                Logger::Log(LogLevel::Error, "CreateDictionaryFromViewParams FAILED - invalid projection scaling setting!");
                 return false;
         }
         projection.Insert("PS", ps);

@@ -1,4 +1,4 @@
-#include "format/SimpleProfiler.h"
+#include "util/SimpleProfiler.h"
 
 #include <cstdio>
 #include <new>

@@ -1,5 +1,5 @@
 #pragma once
-// Test-side U3D writer: the arithmetic encoder of the U3D bit stream (static and dynamic
+// U3D writer for tests and tools: the arithmetic encoder of the U3D bit stream (static and dynamic
 // contexts, escapes, histogram halving) and the block framing of the file container, so
 // tests can build blocks value by value and check the decoder symbol for symbol.
 //
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Velmora::U3D::Test {
+namespace U3DWriter {
 
 class BitStreamWriter {
 public:
@@ -113,4 +113,4 @@ std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<P
 std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                    const std::string& resource);
 
-}  // namespace Velmora::U3D::Test
+}  // namespace U3DWriter

@@ -1,4 +1,4 @@
-#include "host/SceneParameters.h"
+#include "util/SceneParameters.h"
 
 #include <new>
 
@@ -32,7 +32,7 @@ LoadSceneParameters ToOwned(const Kestrum::LoadSceneParameters& flat) {
                 owned.data.assign(bytes, bytes + flat.dataSize);
                 copied = true;
             } catch (const std::bad_alloc&) {
-                Logger::Log(1, "OUT OF MEMORY");
+                Logger::Log(LogLevel::Error, "OUT OF MEMORY");
             }
         }
         if (!copied) owned.flags &= ~static_cast<uint32_t>(LoadSceneParameters::FromMemory);

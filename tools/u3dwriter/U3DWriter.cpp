@@ -1,9 +1,9 @@
-#include "support/U3DWriter.h"
+#include "u3dwriter/U3DWriter.h"
 
 #include <cstdio>
 #include <cstring>
 
-namespace Velmora::U3D::Test {
+namespace U3DWriter {
 
 namespace {
 constexpr uint32_t kStaticFull = 1024;
@@ -244,4 +244,4 @@ std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<P
     return w.Finish();
 }
 
-}  // namespace Velmora::U3D::Test
+}  // namespace U3DWriter
