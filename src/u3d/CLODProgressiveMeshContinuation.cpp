@@ -138,7 +138,6 @@ public:
     UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration,
                   CLODMeshContinuationData& data)
         : reader_(reader),
-          mesh_(mesh),
           adjacency_(mesh.adjacencySet),
           declaration_(declaration),
           data_(data),
@@ -221,7 +220,6 @@ private:
     }
 
     BitStreamReader& reader_;
-    AuthorMesh& mesh_;
     AdjacencySet& adjacency_;
     CLODMeshData& declaration_;
     CLODMeshContinuationData& data_;
