@@ -361,7 +361,7 @@ void RenderProxy3D::ApplyRequestedViews(const Velmora::Utility::LoadSceneParamet
 
 void RenderProxy3D::ApplyViewStrings(const Velmora::Utility::LoadSceneParameters& load, uint32_t handle) {
     using SceneLoading::ViewStringOutcome;
-    const bool viewStringsAreText = load.ViewStringsAreTextFlag();
+    const bool viewStringsAreText = load.ViewStringsAreDictionaryText();
     std::string selectedCamera;
     for (size_t i = 0; i < load.viewStrings.size(); ++i) {
         const std::string& source = load.viewStrings[i];
