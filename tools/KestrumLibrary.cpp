@@ -1,6 +1,5 @@
 #include "KestrumLibrary.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <climits>
@@ -20,69 +19,6 @@ std::string ExecutableFolder() {
     std::string path(buffer, static_cast<size_t>(n));
     size_t slash = path.rfind('/');
     return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-}
-
-template <typename F>
-bool ResolveOne(void* handle, const char* name, F& target, std::string& error) {
-    void* symbol = dlsym(handle, name);
-    if (!symbol) {
-        error += error.empty() ? "missing exports:" : "";
-        error += ' ';
-        error += name;
-        return false;
-    }
-    target = reinterpret_cast<F>(symbol);
-    return true;
-}
-
-bool ResolveAll(Library& l, std::string& error) {
-    bool ok = true;
-#define KESTRUM_RESOLVE(name) ok &= ResolveOne(l.handle, #name, l.name, error)
-    KESTRUM_RESOLVE(StartLoggingToDefault);
-    KESTRUM_RESOLVE(StopLoggingToDefault);
-    KESTRUM_RESOLVE(IsLoggingToDefault);
-    KESTRUM_RESOLVE(SetLogLevel);
-    KESTRUM_RESOLVE(GetLogLevel);
-    KESTRUM_RESOLVE(Log);
-    KESTRUM_RESOLVE(SetLoggingHook);
-    KESTRUM_RESOLVE(GetLoggingHook);
-    KESTRUM_RESOLVE(SetCompanyName);
-    KESTRUM_RESOLVE(GetCompanyName);
-    KESTRUM_RESOLVE(SetApplicationName);
-    KESTRUM_RESOLVE(GetApplicationName);
-    KESTRUM_RESOLVE(SetupRenderer);
-    KESTRUM_RESOLVE(ShutdownRenderer);
-    KESTRUM_RESOLVE(GetLibraryVersion);
-    KESTRUM_RESOLVE(LoadCaptureScene);
-    KESTRUM_RESOLVE(UnloadCaptureScene);
-    KESTRUM_RESOLVE(UnloadAllCaptureScenes);
-    KESTRUM_RESOLVE(CaptureScene);
-    KESTRUM_RESOLVE(CreateRenderProxy);
-    KESTRUM_RESOLVE(DestroyRenderProxy);
-    KESTRUM_RESOLVE(GetRenderProxyHwnd);
-    KESTRUM_RESOLVE(LoadScene);
-    KESTRUM_RESOLVE(CloseScene);
-    KESTRUM_RESOLVE(IsSceneLoaded);
-    KESTRUM_RESOLVE(InterruptCurrentImport);
-    KESTRUM_RESOLVE(ActivateCamera);
-    KESTRUM_RESOLVE(GetAvailableCameras);
-    KESTRUM_RESOLVE(Screenshot);
-    KESTRUM_RESOLVE(LoadViewInfoFromFile);
-    KESTRUM_RESOLVE(LoadViewInfoFromString);
-    KESTRUM_RESOLVE(ExportScene);
-    KESTRUM_RESOLVE(SetProperty_Bool);
-    KESTRUM_RESOLVE(SetProperty_Int32);
-    KESTRUM_RESOLVE(SetProperty_Int64);
-    KESTRUM_RESOLVE(SetProperty_Double);
-    KESTRUM_RESOLVE(SetProperty_String);
-    KESTRUM_RESOLVE(GetProperty_Bool);
-    KESTRUM_RESOLVE(GetProperty_Int32);
-    KESTRUM_RESOLVE(GetProperty_Int64);
-    KESTRUM_RESOLVE(GetProperty_Double);
-    KESTRUM_RESOLVE(GetProperty_String);
-    KESTRUM_RESOLVE(FreeSystemString);
-#undef KESTRUM_RESOLVE
-    return ok;
 }
 
 }  // namespace
@@ -113,23 +49,13 @@ bool LoadLibrary(const std::string& explicitPath, Library& library, std::string&
             tried += "\n  " + path + ": not found";
             continue;
         }
-        void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (!handle) {
-            const char* why = dlerror();
-            tried += "\n  " + path + ": " + (why ? why : "cannot load");
-            continue;
-        }
         library = Library{};
-        library.handle = handle;
-        library.path = path;
-        std::string missing;
-        if (!ResolveAll(library, missing)) {
-            error = path + ": " + missing;
-            dlclose(handle);
-            library = Library{};
-            return false;
+        std::string why;
+        switch (KestrumExports::Open(path, library, why)) {
+            case KestrumExports::OpenResult::Opened: library.path = path; return true;
+            case KestrumExports::OpenResult::NotLoaded: tried += "\n  " + path + ": " + why; break;
+            case KestrumExports::OpenResult::MissingExports: error = path + ": " + why; return false;
         }
-        return true;
     }
     error = "cannot load " KESTRUM_LIBRARY_NAME ", tried:" + tried;
     return false;

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "format/AuthoringInterrupt.h"
+#include "util/SceneParameters.h"
 #include "util/Logger.h"
 
 namespace Velmora::FormatGlue {
@@ -111,10 +112,10 @@ bool FormatManager::ExportScene(const ExportDescriptor& descriptor, ExportBuffer
         Logger::Log(LogLevel::Error, "ExportScene() - INVALID INPUT DATA!");
         return false;
     }
-    const char* extension = descriptor.format == 1   ? ".u3d"
-                            : descriptor.format == 2 ? ".prc"
-                            : descriptor.format == 3 ? ".obj"
-                                                     : "";
+    const char* extension = descriptor.format == Utility::ExportFormatU3D   ? ".u3d"
+                            : descriptor.format == Utility::ExportFormatPRC ? ".prc"
+                            : descriptor.format == Utility::ExportFormatOBJ ? ".obj"
+                                                                            : "";
     const FormatRecord* record = *extension ? FindByExtension(extension) : nullptr;
     if (!*extension || (record && !record->canExport)) {
         Logger::Log(LogLevel::Error, "ExportScene() - export to '%s' not supported", extension);

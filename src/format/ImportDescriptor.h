@@ -12,12 +12,15 @@ class ProgressListener;
 
 struct ImportDescriptor {
     enum Kind : uint32_t { None = 0, File = 1, Memory = 2 };
+    // Positions in options: two load options a view hands on, and the normal switches of the
+    // mesh pool.
+    enum Option : size_t { LoadOptionA = 0, LoadOptionB = 1, GenerateNormals = 2, SmoothNormals = 3, OptionCount = 4 };
     uint32_t kind = None;
     std::string path;               // kind File, UTF-8
     const uint8_t* data = nullptr;  // kind Memory, not owned
     uint32_t dataSize = 0;
     bool profile = true;            // collect timers and statistics
-    std::array<bool, 4> options{false, false, true, true};
+    std::array<bool, OptionCount> options{false, false, true, true};
     uint32_t version = 1;
     ProgressListener* listener = nullptr;  // null when nobody wants progress
     void* callbackSlot = nullptr;          // handed back in each progress notification

@@ -16,6 +16,11 @@ namespace {
 
 using KeyTable = std::map<std::string, Tag, std::less<>>;
 
+// How many numbers each array value holds.
+constexpr size_t kColorNumbers = 3;
+constexpr size_t kRectangleNumbers = 4;
+constexpr size_t kMatrixNumbers = 12;
+
 const std::map<std::string, KeyTable, std::less<>>& KeyTables() {
     static const std::map<std::string, KeyTable, std::less<>> tables = {
         {"__root",
@@ -154,87 +159,98 @@ PDFHelper::End PDFHelper::ReadDictionary(Dictionary* out, const std::string& tab
 
         DictionaryValue value;
         value.tag = entry->second;
-        const std::string& valueToken = Token();
-        switch (entry->second) {
-            case Tag::Bool:
-                if (valueToken != "true" && valueToken != "false") return End::Stopped;
-                value.boolValue = valueToken == "true";
-                break;
-            case Tag::Int: value.intValue = LexicalNumber<int32_t>(valueToken); break;
-            case Tag::Float: value.floatValue = LexicalNumber<float>(valueToken); break;
-            case Tag::String:
-                if (!ReadString(&value.text)) return End::Stopped;
-                break;
-            case Tag::StringArray:
-                if (!ReadStringArray(&value.strings)) return End::Stopped;
-                break;
-            case Tag::Name: value.text = valueToken.substr(1); break;
-            case Tag::Stream:
-                if (valueToken != "stream") return End::Stopped;
-                while (Token() != "endstream") {
-                    if (!Advance()) return End::Stopped;
-                }
-                break;
-            case Tag::Color: {
-                std::vector<float> numbers;
-                if (!ReadNumberArray(&numbers)) return End::Stopped;
-                if (numbers.size() == 1) {
-                    value.numbers[0] = value.numbers[1] = value.numbers[2] = numbers[0];
-                } else if (numbers.size() == 3) {
-                    std::copy(numbers.begin(), numbers.end(), value.numbers.begin());
-                } else {
-                    return End::Stopped;
-                }
-                break;
-            }
-            case Tag::Rectangle: {
-                std::vector<float> numbers;
-                if (!ReadNumberArray(&numbers) || numbers.size() != 4) return End::Stopped;
-                std::copy(numbers.begin(), numbers.end(), value.numbers.begin());
-                break;
-            }
-            case Tag::Matrix: {
-                std::vector<float> numbers;
-                if (!ReadNumberArray(&numbers) || numbers.size() != 12) return End::Stopped;
-                // Twelve numbers fill the first three columns of four rows; the fourth
-                // column is 0, 0, 0, 1.
-                for (int row = 0; row < 4; ++row) {
-                    for (int column = 0; column < 3; ++column) {
-                        value.numbers[row * 4 + column] = numbers[row * 3 + column];
-                    }
-                    value.numbers[row * 4 + 3] = row == 3 ? 1.0f : 0.0f;
-                }
-                break;
-            }
-            case Tag::DictionaryTag: {
-                if (valueToken != "<<" || !Advance()) return End::Stopped;
-                value.dictionaries.emplace_back();
-                End end = ReadDictionary(&value.dictionaries.back(), key);
-                if (end == End::Failed) return End::Failed;
-                if (end == End::Stopped) {
-                    // The nested text ended early: keep what it gave, read no further.
-                    out->Insert(key, std::move(value));
-                    return End::Stopped;
-                }
-                break;
-            }
-            case Tag::DictionaryArray:
-                if (!ReadDictionaryArray(&value)) return End::Failed;
-                break;
-            case Tag::ContextSpecific: value.text = valueToken; break;
-            default:
-                Logger::Log(LogLevel::Error, "Unsupported type found when reading dictionary!");
-                return End::Failed;
-        }
-
-        if (out->Find(key) != nullptr) {
-            Logger::Log(LogLevel::Warning, "Cannot add key-value pair ('%s'-'%s') - DUPLICATE!", key.c_str(),
-                        PrintValue(value, "").c_str());
-        } else {
-            out->Insert(key, std::move(value));
+        switch (ReadValue(key, value)) {
+            case ValueEnd::Read: InsertOnce(out, key, std::move(value)); break;
+            case ValueEnd::Partial:
+                // The nested text ended early: keep what it gave, read no further.
+                out->Insert(key, std::move(value));
+                return End::Stopped;
+            case ValueEnd::Stopped: return End::Stopped;
+            case ValueEnd::Failed: return End::Failed;
         }
         if (!Advance()) return End::Stopped;
     }
+}
+
+void PDFHelper::InsertOnce(Dictionary* out, const std::string& key, DictionaryValue value) {
+    if (out->Find(key) != nullptr) {
+        Logger::Log(LogLevel::Warning, "Cannot add key-value pair ('%s'-'%s') - DUPLICATE!", key.c_str(),
+                    PrintValue(value, "").c_str());
+        return;
+    }
+    out->Insert(key, std::move(value));
+}
+
+PDFHelper::ValueEnd PDFHelper::ReadValue(const std::string& key, DictionaryValue& value) {
+    const std::string& valueToken = Token();
+    switch (value.tag) {
+        case Tag::Bool:
+            if (valueToken != "true" && valueToken != "false") return ValueEnd::Stopped;
+            value.boolValue = valueToken == "true";
+            return ValueEnd::Read;
+        case Tag::Int: value.intValue = LexicalNumber<int32_t>(valueToken); return ValueEnd::Read;
+        case Tag::Float: value.floatValue = LexicalNumber<float>(valueToken); return ValueEnd::Read;
+        case Tag::String: return ReadString(&value.text) ? ValueEnd::Read : ValueEnd::Stopped;
+        case Tag::StringArray: return ReadStringArray(&value.strings) ? ValueEnd::Read : ValueEnd::Stopped;
+        case Tag::Name: value.text = valueToken.substr(1); return ValueEnd::Read;
+        case Tag::Stream: return SkipStream() ? ValueEnd::Read : ValueEnd::Stopped;
+        case Tag::Color:
+        case Tag::Rectangle:
+        case Tag::Matrix: return ReadNumbers(value) ? ValueEnd::Read : ValueEnd::Stopped;
+        case Tag::DictionaryTag: return ReadNestedDictionary(key, value);
+        case Tag::DictionaryArray: return ReadDictionaryArray(&value) ? ValueEnd::Read : ValueEnd::Failed;
+        case Tag::ContextSpecific: value.text = valueToken; return ValueEnd::Read;
+        default:
+            Logger::Log(LogLevel::Error, "Unsupported type found when reading dictionary!");
+            return ValueEnd::Failed;
+    }
+}
+
+bool PDFHelper::SkipStream() {
+    if (Token() != "stream") return false;
+    while (Token() != "endstream") {
+        if (!Advance()) return false;
+    }
+    return true;
+}
+
+// A colour is one grey level or three components; a rectangle four numbers; a matrix twelve
+// numbers, which fill the first three columns of four rows (the fourth column is 0, 0, 0, 1).
+bool PDFHelper::ReadNumbers(DictionaryValue& value) {
+    std::vector<float> numbers;
+    if (!ReadNumberArray(&numbers)) return false;
+    switch (value.tag) {
+        case Tag::Color:
+            if (numbers.size() == 1) {
+                value.numbers[0] = value.numbers[1] = value.numbers[2] = numbers[0];
+                return true;
+            }
+            if (numbers.size() != kColorNumbers) return false;
+            break;
+        case Tag::Rectangle:
+            if (numbers.size() != kRectangleNumbers) return false;
+            break;
+        default:
+            if (numbers.size() != kMatrixNumbers) return false;
+            for (int row = 0; row < 4; ++row) {
+                for (int column = 0; column < 3; ++column) value.numbers[row * 4 + column] = numbers[row * 3 + column];
+                value.numbers[row * 4 + 3] = row == 3 ? 1.0f : 0.0f;
+            }
+            return true;
+    }
+    std::copy(numbers.begin(), numbers.end(), value.numbers.begin());
+    return true;
+}
+
+PDFHelper::ValueEnd PDFHelper::ReadNestedDictionary(const std::string& key, DictionaryValue& value) {
+    if (Token() != "<<" || !Advance()) return ValueEnd::Stopped;
+    value.dictionaries.emplace_back();
+    switch (ReadDictionary(&value.dictionaries.back(), key)) {
+        case End::Failed: return ValueEnd::Failed;
+        case End::Stopped: return ValueEnd::Partial;
+        case End::Closed: break;
+    }
+    return ValueEnd::Read;
 }
 
 bool PDFHelper::ReadString(std::string* out) {

@@ -26,6 +26,15 @@ private:
     bool Advance();
     const std::string& Token() const { return tokens_[position_]; }
     End ReadDictionary(Dictionary* out, const std::string& table);
+    // How reading one value ended: read; a nested dictionary that stopped early (kept, and the
+    // read ends); stopped; failed.
+    enum class ValueEnd { Read, Partial, Stopped, Failed };
+    ValueEnd ReadValue(const std::string& key, DictionaryValue& value);
+    ValueEnd ReadNestedDictionary(const std::string& key, DictionaryValue& value);
+    bool SkipStream();
+    bool ReadNumbers(DictionaryValue& value);
+    // A key read twice keeps its first value.
+    static void InsertOnce(Dictionary* out, const std::string& key, DictionaryValue value);
     bool ReadDictionaryArray(DictionaryValue* value);
     bool ReadString(std::string* out);
     bool ReadStringArray(std::vector<std::string>* out);

@@ -11,6 +11,7 @@
 #include "u3d/U3DSceneDescription.h"
 #include "host/ApplicationNames.h"
 #include "host/RenderThread.h"
+#include "host/SceneLoading.h"
 #include "host/windowing/CaptureWindow.h"
 #include "rendering/Image.h"
 #include "rendering/RenderView.h"
@@ -26,7 +27,6 @@ namespace Velmora {
 using Utility::LogLevel;
 using Utility::Logger;
 using Utility::ThreadManager;
-using FormatGlue::Dictionary;
 
 namespace {
 
@@ -47,15 +47,6 @@ bool IsExistingRegularFile(const std::string& path) {
 constexpr int32_t kCaptureWindowSize = 50;
 // Read-back kept between file captures; above this (1024 x 1024) it is handed back.
 constexpr size_t kKeptScratchBytes = size_t(1024) * 1024 * 4;
-
-// The picture's format from the target's extension; anything unknown is PNG.
-Rendering::ImageFormat ImageFormatFor(const std::string& path) {
-    std::string extension = Utility::Extension(path);
-    for (char& c : extension) c = std::tolower(c, std::locale::classic());
-    if (extension == ".jpg" || extension == ".jpeg" || extension == ".jpe") return Rendering::ImageFormat::JPEG;
-    if (extension == ".tif" || extension == ".tiff") return Rendering::ImageFormat::TIFF;
-    return Rendering::ImageFormat::PNG;
-}
 
 }  // namespace
 
@@ -187,24 +178,48 @@ void CaptureProxy::LoadScene(const Utility::LoadSceneParameters& load, Kestrum::
 CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParameters& load) {
     EnsureRegistered();
 
-    // The path counts only when it is the source: a memory request ignores it.
-    const bool fromMemory = load.HasFromMemory();
-    const bool fromFile = load.HasFromFile() && !fromMemory;
-    if (fromFile && (load.path.empty() || !IsExistingRegularFile(load.path))) {
+    const SceneLoading::LoadSource source = SceneLoading::SourceOf(load);
+    if (source.fromFile && (load.path.empty() || !IsExistingRegularFile(load.path))) {
         Logger::Log(LogLevel::Error, "CaptureProxy::DoLoadScene: Invalid filename '%s'!", load.path.c_str());
         ReleaseRenderThreadIfEmpty();
         return nullptr;
     }
 
     if (load.HasByHandle()) {
-        for (auto& [handle, info] : scenes_) {
-            if (!EqualsIgnoreCase(info->path, load.path)) continue;
+        if (SceneInfo* loaded = FindSceneByPath(load.path)) {
             Logger::Log(LogLevel::Info, "CaptureProxy::DoLoadScene: Scene '%s' already loaded!", load.path.c_str());
-            if (!AddRefForScene(handle)) return nullptr;
-            return info.get();
+            return AddRefForScene(loaded->sceneHandle) ? loaded : nullptr;
         }
     }
 
+    std::shared_ptr<Windowing::CaptureWindow> window = CreateCaptureWindow();
+    if (!window) {
+        Logger::Log(LogLevel::Error, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+    std::shared_ptr<Rendering::RenderView> view = CreateCaptureView(*window);
+    if (!view) {
+        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to create/register RenderView!");
+        ReleaseRenderThreadIfEmpty();
+        return nullptr;
+    }
+
+    const uint32_t sceneHandle = ImportIntoView(load, source, view);
+    SceneInfo* info =
+        sceneHandle != 0 ? RegisterScene(sceneHandle, source.fromFile ? load.path : std::string(), view, window)
+                         : nullptr;
+    if (info == nullptr) ReleaseRenderThreadIfEmpty();
+    return info;
+}
+
+CaptureProxy::SceneInfo* CaptureProxy::FindSceneByPath(const std::string& path) {
+    for (auto& [handle, info] : scenes_)
+        if (EqualsIgnoreCase(info->path, path)) return info.get();
+    return nullptr;
+}
+
+std::shared_ptr<Windowing::CaptureWindow> CaptureProxy::CreateCaptureWindow() {
     std::shared_ptr<Windowing::CaptureWindow> window(new (std::nothrow) Windowing::CaptureWindow(),
                                                      [](Windowing::CaptureWindow* w) {
                                                          if (w == nullptr) return;
@@ -214,78 +229,62 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     Windowing::WindowBase::CreateInfo windowInfo;
     windowInfo.width = kCaptureWindowSize;
     windowInfo.height = kCaptureWindowSize;
-    if (!window || !window->Create(windowInfo)) {
-        Logger::Log(LogLevel::Error, "CaptureProxy::DoLoadScene: Failed to create CaptureWindow!");
-        ReleaseRenderThreadIfEmpty();
-        return nullptr;
-    }
+    if (!window || !window->Create(windowInfo)) return nullptr;
+    return window;
+}
 
+std::shared_ptr<Rendering::RenderView> CaptureProxy::CreateCaptureView(const Windowing::CaptureWindow& window) {
     Rendering::RenderViewCreationInfo viewInfo;
     viewInfo.name = fmt::format("CaptureProxy_View_{:d}", ++viewCounter_);
-    viewInfo.window = window->GetHandle();
-    viewInfo.width = static_cast<uint32_t>(window->GetWidth());
-    viewInfo.height = static_cast<uint32_t>(window->GetHeight());
+    viewInfo.window = window.GetHandle();
+    viewInfo.width = static_cast<uint32_t>(window.GetWidth());
+    viewInfo.height = static_cast<uint32_t>(window.GetHeight());
     std::shared_ptr<Rendering::RenderView> view = Rendering::RenderView::Create(viewInfo);
-    Rendering::Renderer& renderer = Rendering::Renderer::Instance();
-    if (!view || !renderer.AddRenderView(view)) {
-        Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to create/register RenderView!");
-        view.reset();
-        ReleaseRenderThreadIfEmpty();
-        return nullptr;
-    }
+    if (!view || !Rendering::Renderer::Instance().AddRenderView(view)) return nullptr;
+    return view;
+}
 
-    FormatGlue::ImportDescriptor descriptor;
-    if (fromMemory) {
-        descriptor.kind = FormatGlue::ImportDescriptor::Memory;
-        descriptor.data = load.Data();
-        descriptor.dataSize = load.DataSize();
-    } else if (fromFile) {
-        descriptor.kind = FormatGlue::ImportDescriptor::File;
-        descriptor.path = load.path;
-    }
-    descriptor.options[0] = false;
-    descriptor.options[1] = false;
+uint32_t CaptureProxy::ImportIntoView(const Utility::LoadSceneParameters& load, SceneLoading::LoadSource source,
+                                      const std::shared_ptr<Rendering::RenderView>& view) {
+    // A capture hands the format neither load option.
+    SceneLoading::ImportRequest request;
     progress_ = ProgressSlot{};
     if (load.progressCallback != nullptr) {
         progress_.callback = load.progressCallback;
         progress_.tag = load.userTag;
-        descriptor.listener = this;
-        descriptor.callbackSlot = &progress_;
+        request.listener = this;
+        request.callbackSlot = &progress_;
     }
-
-    const uint32_t sceneHandle = FormatGlue::FormatManager::Instance().ImportScene(descriptor);
+    uint32_t sceneHandle = 0;
+    std::shared_ptr<Rendering::SceneGraph> scene =
+        SceneLoading::ImportScene(SceneLoading::MakeImportDescriptor(load, source, request), sceneHandle);
     progress_ = ProgressSlot{};
-    Rendering::SceneManager& sceneManager = Rendering::SceneManager::Instance();
-    std::shared_ptr<Rendering::SceneGraph> scene = sceneManager.GetScene(sceneHandle);
     if (!scene) {
         Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to create SceneGraph!");
         DiscardScene(sceneHandle, view, false);
-        ReleaseRenderThreadIfEmpty();
-        return nullptr;
+        return 0;
     }
 
-    // A capture shows the document's colours as they are stored: no gamma, and the lights it
-    // brought kept as "Artwork" so that a view can ask for them after another scheme.
-    Rendering::SceneResources& resources = scene->GetResources();
-    resources.lightManager.SetGammaEnabled(false);
-    resources.lightManager.SetGamma(resources.lightManager.GetBlock().gamma);
-    resources.lightingSchemeManager.StoreCurrentAsArtwork();
-
-    if (!sceneManager.LinkSceneToRenderView(sceneHandle, view.get())) {
+    SceneLoading::ShowStoredColours(*scene);
+    if (!Rendering::SceneManager::Instance().LinkSceneToRenderView(sceneHandle, view.get())) {
         Logger::Log(LogLevel::Error, "Failed to link SceneGraph to RenderView!");
         DiscardScene(sceneHandle, view, false);
-        ReleaseRenderThreadIfEmpty();
-        return nullptr;
+        return 0;
     }
 
     // A capture scene is drawn when it is captured, not by every frame of the render loop: a
     // few loaded captures of large scenes would otherwise keep the render thread busy.
     scene->SetVisible(false);
+    return sceneHandle;
+}
 
+CaptureProxy::SceneInfo* CaptureProxy::RegisterScene(uint32_t sceneHandle, const std::string& path,
+                                                     const std::shared_ptr<Rendering::RenderView>& view,
+                                                     const std::shared_ptr<Windowing::CaptureWindow>& window) {
     std::shared_ptr<SceneInfo> info(new (std::nothrow) SceneInfo());
     if (info) {
         info->sceneHandle = sceneHandle;
-        info->path = fromFile ? load.path : std::string();
+        info->path = path;
         info->view = view;
         info->window = window;
         info->refCount = 1;
@@ -293,7 +292,6 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     if (!info || !scenes_.emplace(sceneHandle, info).second) {
         Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: Failed to register SceneInfo!");
         DiscardScene(sceneHandle, view, true);
-        ReleaseRenderThreadIfEmpty();
         return nullptr;
     }
     return info.get();
@@ -432,14 +430,9 @@ bool CaptureProxy::CaptureWork(const Utility::CaptureParameters& parameters, Kes
     rect.height = static_cast<uint32_t>(parameters.height);
     view.SetViewport(rect);
 
-    Dictionary dictionary;
     const U3D::ViewportRect viewport{0.0f, 0.0f, float(parameters.width), float(parameters.height)};
-    if (U3D::CreateDictionaryFromViewParams(parameters.view, viewport, &dictionary)) {
-        U3D::U3DSceneDescription description;
-        const bool activate = parameters.view.Has(Utility::ViewParameters::Activate);
-        if (!description.Create(dictionary) || !description.ApplyToScene(scene->sceneHandle, activate, &view))
-            Logger::Log(LogLevel::Error, "Failed to apply the generated SceneDescription to RenderView!");
-    }
+    if (!SceneLoading::ApplyViewParameters(parameters.view, viewport, scene->sceneHandle, &view))
+        Logger::Log(LogLevel::Error, "Failed to apply the generated SceneDescription to RenderView!");
 
     if (!WriteCapture(*scene, toMemory, outputPath, result)) return false;
 
@@ -477,7 +470,7 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
         if (!view.RenderToMemory(pixelScratch_, size, false)) return false;
         const uint32_t width = view.GetWidth(), height = view.GetHeight();
         const Rendering::ImageStatus status =
-            Rendering::Image::EncodeToFile(ImageFormatFor(target), target, pixelScratch_.data(), width, height,
+            Rendering::Image::EncodeToFile(Rendering::Image::FormatForPath(target), target, pixelScratch_.data(), width, height,
                                           size_t(width) * 4, Rendering::PixelLayout::BGRA, false, true);
         // A large capture should not pin its read-back for the life of the process.
         if (pixelScratch_.capacity() > kKeptScratchBytes) std::vector<uint8_t>().swap(pixelScratch_);
@@ -531,14 +524,8 @@ bool CaptureProxy::ExportWork(const Utility::ExportParameters& parameters, Kestr
     if (scene == nullptr) return false;
     result.sceneHandle = scene->sceneHandle;
 
-    FormatGlue::ExportDescriptor descriptor;
-    descriptor.sceneHandle = scene->sceneHandle;
-    descriptor.path = parameters.outputPath;
-    descriptor.format = parameters.FormatId();
-    descriptor.optionA = (parameters.exportFlags & Utility::ExportParameters::OptionA) != 0;
-    descriptor.optionB = (parameters.exportFlags & Utility::ExportParameters::OptionB) != 0;
-    descriptor.optionC = (parameters.exportFlags & Utility::ExportParameters::OptionC) != 0;
-    if (descriptor.format == 0) return false;
+    const FormatGlue::ExportDescriptor descriptor = SceneLoading::MakeExportDescriptor(scene->sceneHandle, parameters);
+    if (descriptor.format == Utility::NoExportFormat) return false;
 
     FormatGlue::ExportBuffer buffer;
     const bool ok = FormatGlue::FormatManager::Instance().ExportScene(descriptor, &buffer);

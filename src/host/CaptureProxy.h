@@ -27,6 +27,7 @@
 #include "Kestrum.h"
 #include "format/ProgressListener.h"
 #include "host/RenderThreadListener.h"
+#include "host/SceneLoading.h"
 #include "util/SceneParameters.h"
 
 namespace Velmora {
@@ -96,6 +97,16 @@ private:
     CaptureProxy& operator=(const CaptureProxy&) = delete;
 
     SceneInfo* DoLoadScene(const Utility::LoadSceneParameters& load);
+    // Stages of DoLoadScene. Each failing one has said why and undone its own part.
+    SceneInfo* FindSceneByPath(const std::string& path);
+    std::shared_ptr<Windowing::CaptureWindow> CreateCaptureWindow();
+    std::shared_ptr<Rendering::RenderView> CreateCaptureView(const Windowing::CaptureWindow& window);
+    // The scene's handle once imported and shown in view; 0 on failure.
+    uint32_t ImportIntoView(const Utility::LoadSceneParameters& load, SceneLoading::LoadSource source,
+                            const std::shared_ptr<Rendering::RenderView>& view);
+    SceneInfo* RegisterScene(uint32_t sceneHandle, const std::string& path,
+                             const std::shared_ptr<Rendering::RenderView>& view,
+                             const std::shared_ptr<Windowing::CaptureWindow>& window);
     void DoUnloadScene(uint32_t handle);
     bool AddRefForScene(uint32_t handle);
     bool RemoveRefForScene(uint32_t handle);  // true when the count reached 0

@@ -4,16 +4,17 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <locale>
 #include <mutex>
 #include <new>
 
 #include "format/FormatManager.h"
 #include "u3d/U3DSceneDescription.h"
 #include "host/RenderThread.h"
+#include "host/SceneLoading.h"
 #include "host/windowing/InputHandler.h"
 #include "host/windowing/RenderWindow.h"
 #include "rendering/CameraInputTarget.h"
+#include "rendering/Image.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
@@ -26,6 +27,7 @@
 namespace Kestrum {
 
 using Velmora::RenderThread;
+namespace SceneLoading = Velmora::SceneLoading;
 using Velmora::Rendering::RenderView;
 using Velmora::Rendering::SceneGraph;
 using Velmora::Rendering::SceneManager;
@@ -42,27 +44,19 @@ std::atomic<int32_t> g_instanceCounter{0};
 // The view files LoadExternalViews picks up beside a scene file.
 constexpr const char* kViewFileMask = "*.vws";
 
+// RenderProxyInfo.flags: the view draws into a framebuffer object; the device samples coverage.
+constexpr uint32_t kInfoDrawsIntoFramebuffer = 1u << 0;
+constexpr uint32_t kInfoCoverageSampling = 1u << 1;
+
+// The kinds of list a capability callback is handed.
+constexpr uint32_t kCapabilityAntiAliasingModes = 0;
+constexpr uint32_t kCapabilityAnisotropyLevels = 1;
+
 // The anisotropy a new view asks for; a device with less gets its maximum.
 constexpr uint32_t kViewAnisotropy = 16;
 
 bool IsExistingRegularFile(const std::string& path) {
     return !path.empty() && Velmora::Utility::Exists(path) && Velmora::Utility::IsRegular(path);
-}
-
-// The picture format a screenshot path asks for by its extension: 1 PNG, 2 JPEG, 3 TIFF.
-int32_t ScreenshotFormatFor(const std::string& path) {
-    std::string extension = Velmora::Utility::Extension(path);
-    for (char& c : extension) c = std::tolower(c, std::locale::classic());
-    if (extension == ".jpg" || extension == ".jpeg" || extension == ".jpe") return 2;
-    if (extension == ".tif" || extension == ".tiff") return 3;
-    return 1;
-}
-
-// The name ApplyToScene gives the camera of a description applied with activation on.
-std::string CameraNameOf(const U3DSceneDescription& description) {
-    if (description.hasViewNode && !description.viewNode.empty()) return description.viewNode;
-    if (description.hasMatrix) return description.viewName.empty() ? "__GeneratedCamera" : description.viewName;
-    return description.viewName;
 }
 
 }  // namespace
@@ -96,20 +90,8 @@ RenderProxy3D* RenderProxy3D::Create(const CreateInfo& createInfo, RenderProxyIn
         Logger::Log(LogLevel::Error, "RenderProxy creation failed - missing View name!");
         return nullptr;
     }
-    RenderThread& renderThread = RenderThread::Instance();
-    if (!renderThread.Start()) {
-        Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread failt to initialize");
-        return nullptr;
-    }
-    if (!Velmora::Rendering::Renderer::Instance().IsInitialized()) {
-        Logger::Log(LogLevel::Error, "RenderProxy creation failed - Renderer not initialized!");
-        return nullptr;
-    }
-    const uint32_t threadId = renderThread.ThreadId();
-    if (threadId == 0) {
-        Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread not available!");
-        return nullptr;
-    }
+    const uint32_t threadId = StartRenderThread();
+    if (threadId == 0) return nullptr;
 
     RenderProxy3D* proxy = new (std::nothrow) RenderProxy3D();
     if (proxy == nullptr) {
@@ -119,28 +101,15 @@ RenderProxy3D* RenderProxy3D::Create(const CreateInfo& createInfo, RenderProxyIn
     proxy->instanceName_ = std::move(name);
     proxy->renderThreadId_ = threadId;
 
-    // Made on the library's X connection; the render thread reads its events.
-    proxy->window_.reset(new (std::nothrow) Velmora::Windowing::RenderWindow(),
-                         [](Velmora::Windowing::RenderWindow* window) {
-                             if (window == nullptr) return;
-                             window->Destroy();
-                             delete window;
-                         });
-    Velmora::Windowing::WindowBase::CreateInfo windowInfo;
-    windowInfo.parent = static_cast<Velmora::Windowing::NativeHandle>(createInfo.parentWindow);
-    windowInfo.width = createInfo.width;
-    windowInfo.height = createInfo.height;
-    if (!proxy->window_ || !proxy->window_->Create(windowInfo)) {
+    if (!proxy->CreateProxyWindow(createInfo)) {
         Logger::Log(LogLevel::Error, "RenderProxy creation failed - unable to create Win32 window!");
         return Fail(proxy, false, false);
     }
-    proxy->windowHandle_ = static_cast<KestrumWindow>(proxy->window_->GetHandle());
-
     if (!ThreadManager::Instance().Call<bool>(MakeCaller(proxy, &RenderProxy3D::Thread_Create, createInfo), threadId)) {
         Logger::Log(LogLevel::Error, "RenderProxy creation failed - unable to create RenderView!");
         return Fail(proxy, true, false);
     }
-    if (!renderThread.RegisterRenderThreadListener(proxy)) return Fail(proxy, true, false);
+    if (!RenderThread::Instance().RegisterRenderThreadListener(proxy)) return Fail(proxy, true, false);
 
     // The input handler is made on the render thread with the view (Thread_Create); from here
     // on window events reach it.
@@ -150,16 +119,48 @@ RenderProxy3D* RenderProxy3D::Create(const CreateInfo& createInfo, RenderProxyIn
     info->instanceName = proxy->instanceName_.c_str();
     info->instanceNameLength = static_cast<uint32_t>(proxy->instanceName_.size());
     proxy->active_ = true;
-
-    if (createInfo.capabilityCallback != nullptr) {
-        if (!proxy->antiAliasingModes_.empty())
-            createInfo.capabilityCallback(0, proxy->antiAliasingModes_.data(),
-                                          static_cast<uint32_t>(proxy->antiAliasingModes_.size()));
-        if (!proxy->anisotropyLevels_.empty())
-            createInfo.capabilityCallback(1, proxy->anisotropyLevels_.data(),
-                                          static_cast<uint32_t>(proxy->anisotropyLevels_.size()));
-    }
+    proxy->ReportCapabilities(createInfo.capabilityCallback);
     return proxy;
+}
+
+uint32_t RenderProxy3D::StartRenderThread() {
+    RenderThread& renderThread = RenderThread::Instance();
+    if (!renderThread.Start()) {
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread failt to initialize");
+        return 0;
+    }
+    if (!Velmora::Rendering::Renderer::Instance().IsInitialized()) {
+        Logger::Log(LogLevel::Error, "RenderProxy creation failed - Renderer not initialized!");
+        return 0;
+    }
+    const uint32_t threadId = renderThread.ThreadId();
+    if (threadId == 0) Logger::Log(LogLevel::Error, "RenderProxy creation failed - RenderThread not available!");
+    return threadId;
+}
+
+// Made on the library's X connection; the render thread reads its events.
+bool RenderProxy3D::CreateProxyWindow(const CreateInfo& createInfo) {
+    window_.reset(new (std::nothrow) Velmora::Windowing::RenderWindow(), [](Velmora::Windowing::RenderWindow* window) {
+        if (window == nullptr) return;
+        window->Destroy();
+        delete window;
+    });
+    Velmora::Windowing::WindowBase::CreateInfo windowInfo;
+    windowInfo.parent = static_cast<Velmora::Windowing::NativeHandle>(createInfo.parentWindow);
+    windowInfo.width = createInfo.width;
+    windowInfo.height = createInfo.height;
+    if (!window_ || !window_->Create(windowInfo)) return false;
+    windowHandle_ = static_cast<KestrumWindow>(window_->GetHandle());
+    return true;
+}
+
+// Each list goes to the host only when it is not empty.
+void RenderProxy3D::ReportCapabilities(CapabilityCallback callback) const {
+    if (callback == nullptr) return;
+    if (!antiAliasingModes_.empty())
+        callback(kCapabilityAntiAliasingModes, antiAliasingModes_.data(), static_cast<uint32_t>(antiAliasingModes_.size()));
+    if (!anisotropyLevels_.empty())
+        callback(kCapabilityAnisotropyLevels, anisotropyLevels_.data(), static_cast<uint32_t>(anisotropyLevels_.size()));
 }
 
 RenderProxy3D* RenderProxy3D::Fail(RenderProxy3D* proxy, bool viewMade, bool listening) {
@@ -192,7 +193,8 @@ bool RenderProxy3D::Thread_Create(const CreateInfo& createInfo) {
     input_->SetFineZoom(controllerFlagA_);
 
     createdInfo_ = RenderProxyInfo{};
-    createdInfo_.flags = (view_->UsesFramebufferObject() ? 1u : 0u) | (renderer.HasCoverageSampling() ? 2u : 0u);
+    createdInfo_.flags = (view_->UsesFramebufferObject() ? kInfoDrawsIntoFramebuffer : 0u) |
+                         (renderer.HasCoverageSampling() ? kInfoCoverageSampling : 0u);
     createdInfo_.colorSamples = static_cast<uint16_t>(view_->GetColorSamples());
     createdInfo_.coverageSamples = static_cast<uint16_t>(view_->GetCoverageSamples());
     createdInfo_.anisotropy = view_->GetAnisotropy();
@@ -291,98 +293,95 @@ void RenderProxy3D::ApplyControllerFlags() {
 
 void RenderProxy3D::Thread_LoadScene(const Velmora::Utility::LoadSceneParameters& load,
                                      const Velmora::Utility::ViewParameters& view, LoadSceneCallback callback) {
-    using Velmora::Utility::ViewParameters;
     LoadSceneResult result{};
     result.path = load.path.c_str();
     result.pathLength = static_cast<uint32_t>(load.path.size());
     result.userTag = load.userTag;
-    auto fail = [&] {
+    const uint32_t handle = ImportIntoView(load, view);
+    if (handle == 0) {
         if (callback) callback(&result, 0);
-    };
-    if (!view_) return fail();
+        return;
+    }
+    ApplyRequestedViews(load, view, handle);
+    sceneLoaded_ = true;
+    ReplyLoaded(result, handle, callback);
+}
 
-    // The path counts only when it is the source: a memory request ignores it.
-    const bool fromMemory = load.HasFromMemory();
-    const bool fromFile = load.HasFromFile() && !fromMemory;
-    if (fromFile && !IsExistingRegularFile(load.path)) return fail();
+uint32_t RenderProxy3D::ImportIntoView(const Velmora::Utility::LoadSceneParameters& load,
+                                       const Velmora::Utility::ViewParameters& view) {
+    using Velmora::Utility::ViewParameters;
+    if (!view_) return 0;
+    const SceneLoading::LoadSource source = SceneLoading::SourceOf(load);
+    if (source.fromFile && !IsExistingRegularFile(load.path)) return 0;
 
     if (view_->GetSceneHandle() != 0) {
         Logger::Log(LogLevel::Warning, "Attempting to open scene while another one is still open: auto-closing!");
         CloseSceneNow();
     }
 
-    Velmora::FormatGlue::ImportDescriptor descriptor;
-    if (fromMemory) {
-        descriptor.kind = Velmora::FormatGlue::ImportDescriptor::Memory;
-        descriptor.data = load.Data();
-        descriptor.dataSize = load.DataSize();
-    } else if (fromFile) {
-        descriptor.kind = Velmora::FormatGlue::ImportDescriptor::File;
-        descriptor.path = load.path;
-    }
-    descriptor.options[0] = view.Has(ViewParameters::LoadOptionA);
-    descriptor.options[1] = view.Has(ViewParameters::LoadOptionB);
+    SceneLoading::ImportRequest request;
+    request.loadOptionA = view.Has(ViewParameters::LoadOptionA);
+    request.loadOptionB = view.Has(ViewParameters::LoadOptionB);
     progressCallback_ = load.progressCallback;
     progressTag_ = load.userTag;
-    if (progressCallback_ != nullptr) descriptor.listener = this;
-
-    const uint32_t handle = Velmora::FormatGlue::FormatManager::Instance().ImportScene(descriptor);
+    if (progressCallback_ != nullptr) request.listener = this;
+    uint32_t handle = 0;
+    std::shared_ptr<SceneGraph> scene =
+        SceneLoading::ImportScene(SceneLoading::MakeImportDescriptor(load, source, request), handle);
     progressCallback_ = nullptr;
-    SceneManager& sceneManager = SceneManager::Instance();
-    std::shared_ptr<SceneGraph> scene = sceneManager.GetScene(handle);
     if (!scene) {
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create SceneGraph for '%s'!", load.path.c_str());
-        return fail();
+        return 0;
     }
+    SceneManager& sceneManager = SceneManager::Instance();
     if (!sceneManager.LinkSceneToRenderView(handle, view_.get())) {
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to link SceneGraph '%s' to RenderView!",
                     load.path.c_str());
         sceneManager.ReleaseScene(handle);  // imported but never shown: nobody else holds it
-        return fail();
+        return 0;
     }
 
-    // The document's colours as they are stored: no gamma, and the lights it brought kept as
-    // "Artwork" so that a view can ask for them after another scheme.
-    Velmora::Rendering::SceneResources& resources = scene->GetResources();
-    resources.lightManager.SetGammaEnabled(false);
-    resources.lightManager.SetGamma(resources.lightManager.GetBlock().gamma);
-    resources.lightingSchemeManager.StoreCurrentAsArtwork();
-
+    SceneLoading::ShowStoredColours(*scene);
     ApplyControllerFlags();
+    return handle;
+}
 
+void RenderProxy3D::ApplyRequestedViews(const Velmora::Utility::LoadSceneParameters& load,
+                                        const Velmora::Utility::ViewParameters& view, uint32_t handle) {
+    using Velmora::Utility::ViewParameters;
     if (view.Has(ViewParameters::LoadExternalViews)) LoadExternalViews(load, view);
 
-    Velmora::FormatGlue::Dictionary dictionary;
     const Velmora::U3D::ViewportRect rect{0.0f, 0.0f, float(view_->GetWidth()), float(view_->GetHeight())};
-    if (Velmora::U3D::CreateDictionaryFromViewParams(view, rect, &dictionary)) {
-        U3DSceneDescription description;
-        if (!description.Create(dictionary) ||
-            !description.ApplyToScene(handle, view.Has(ViewParameters::Activate), view_.get()))
-            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
-                           "RenderView!");
-    }
+    if (!SceneLoading::ApplyViewParameters(view, rect, handle, view_.get()))
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
+                       "RenderView!");
 
-    const bool viewStringsAreText = (load.viewStringFlags & 1u) != 0;
+    ApplyViewStrings(load, handle);
+}
+
+void RenderProxy3D::ApplyViewStrings(const Velmora::Utility::LoadSceneParameters& load, uint32_t handle) {
+    using SceneLoading::ViewStringOutcome;
+    const bool viewStringsAreText = load.ViewStringsAreDictionaryText();
     std::string selectedCamera;
     for (size_t i = 0; i < load.viewStrings.size(); ++i) {
         const std::string& source = load.viewStrings[i];
-        U3DSceneDescription description;
-        const bool made =
-            viewStringsAreText ? description.CreateFromString(source) : description.CreateFromFile(source);
-        if (!made) {
+        std::string cameraName;
+        const ViewStringOutcome outcome =
+            SceneLoading::ApplyViewString(source, viewStringsAreText, handle, view_.get(), cameraName);
+        if (outcome == ViewStringOutcome::NotMade) {
             Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string\n'%s'",
                         source.c_str());
             continue;
         }
-        if (i == load.selectedViewIndex) selectedCamera = CameraNameOf(description);
-        if (!description.ApplyToScene(handle, true, view_.get()))
+        if (i == load.selectedViewIndex) selectedCamera = cameraName;
+        if (outcome == ViewStringOutcome::NotApplied)
             Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply scene description from provided string");
     }
     if (!selectedCamera.empty() && !view_->GetCameraController().ActivateCamera(selectedCamera))
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to activate selected camera");
+}
 
-    sceneLoaded_ = true;
-
+void RenderProxy3D::ReplyLoaded(LoadSceneResult& result, uint32_t handle, LoadSceneCallback callback) {
     CollectCameraNames();
     ActiveCameraInfo active{};
     const bool haveActive = FillActiveCameraInfo(active);
@@ -438,7 +437,7 @@ void RenderProxy3D::Thread_ExportScene(const Velmora::Utility::ExportParameters&
     result.sceneHandle = parameters.load.sceneHandle;
     result.userTag = parameters.load.userTag;
     const uint32_t format = parameters.FormatId();
-    if (format == 0) {
+    if (format == Velmora::Utility::NoExportFormat) {
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_ExportScene: No target format specified!");
         if (callback) callback(&result, 0);
         return;
@@ -449,14 +448,7 @@ void RenderProxy3D::Thread_ExportScene(const Velmora::Utility::ExportParameters&
         if (callback) callback(&result, 0);
         return;
     }
-    using Velmora::Utility::ExportParameters;
-    Velmora::FormatGlue::ExportDescriptor descriptor;
-    descriptor.sceneHandle = handle;
-    descriptor.path = parameters.outputPath;
-    descriptor.format = format;
-    descriptor.optionA = (parameters.exportFlags & ExportParameters::OptionA) != 0;
-    descriptor.optionB = (parameters.exportFlags & ExportParameters::OptionB) != 0;
-    descriptor.optionC = (parameters.exportFlags & ExportParameters::OptionC) != 0;
+    const Velmora::FormatGlue::ExportDescriptor descriptor = SceneLoading::MakeExportDescriptor(handle, parameters);
     Velmora::FormatGlue::ExportBuffer buffer;
     const bool ok = Velmora::FormatGlue::FormatManager::Instance().ExportScene(descriptor, &buffer);
     if (parameters.outputPath.empty() && buffer.data != nullptr && buffer.size != 0) {
@@ -551,7 +543,7 @@ void RenderProxy3D::Thread_Screenshot(const std::string& path) {
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_Screenshot: no scene to take a picture of");
         return;
     }
-    view_->Screenshot(path, ScreenshotFormatFor(path));
+    view_->Screenshot(path, static_cast<int32_t>(Velmora::Rendering::Image::FormatForPath(path)));
 }
 
 void RenderProxy3D::LoadViewInfo(const std::string& source, bool fromText, bool activate, CameraCallback callback) {

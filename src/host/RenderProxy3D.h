@@ -117,8 +117,23 @@ private:
 
     // Undoes a half-made proxy (creation failed after the window existed) and deletes it.
     static RenderProxy3D* Fail(RenderProxy3D* proxy, bool viewMade, bool listening);
+    // Stages of Create. The render thread's identifier once it runs with a renderer; 0 (logged)
+    // otherwise.
+    static uint32_t StartRenderThread();
+    bool CreateProxyWindow(const CreateInfo& createInfo);
+    void ReportCapabilities(CapabilityCallback callback) const;
     uint32_t SceneHandle() const;
     bool CloseSceneNow();
+    // Stages of Thread_LoadScene. The handle of the scene imported and linked to the view, 0
+    // when there is none (failures logged).
+    uint32_t ImportIntoView(const Velmora::Utility::LoadSceneParameters& load,
+                            const Velmora::Utility::ViewParameters& view);
+    // The views beside the file, the one the view parameters make, then the request's strings.
+    void ApplyRequestedViews(const Velmora::Utility::LoadSceneParameters& load,
+                             const Velmora::Utility::ViewParameters& view, uint32_t handle);
+    void ApplyViewStrings(const Velmora::Utility::LoadSceneParameters& load, uint32_t handle);
+    // Fills the cameras of the loaded scene into result and reports success.
+    void ReplyLoaded(LoadSceneResult& result, uint32_t handle, LoadSceneCallback callback);
     // Properties 10 and 11 onto the open scene and the input handler.
     void ApplyControllerFlags();
     // The active camera of the view in `info`; false (logged) without a view.

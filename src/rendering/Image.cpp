@@ -2,9 +2,11 @@
 
 #include <cstdio>
 #include <cstring>
+#include <locale>
 #include <new>
 
 #include "rendering/ImageCodecs.h"
+#include "util/Paths.h"
 
 namespace Velmora::Rendering {
 
@@ -156,6 +158,15 @@ const char* Image::Extension(ImageFormat format) {
         case ImageFormat::TIFF: return ".tiff";
     }
     return nullptr;
+}
+
+ImageFormat Image::FormatForPath(const std::string& path) {
+    std::string extension = Utility::Extension(path);
+    const std::locale& classic = std::locale::classic();
+    for (char& c : extension) c = std::tolower(c, classic);
+    if (extension == ".jpg" || extension == ".jpeg" || extension == ".jpe") return ImageFormat::JPEG;
+    if (extension == ".tif" || extension == ".tiff") return ImageFormat::TIFF;
+    return ImageFormat::PNG;
 }
 
 }  // namespace Velmora::Rendering

@@ -85,6 +85,9 @@ public:
     static const char* MimeType(ImageFormat format);
     // ".png", ".jpeg", ".tiff"; null for a value outside the enum.
     static const char* Extension(ImageFormat format);
+    // The format a target path asks for by its extension, compared without case: ".jpg",
+    // ".jpeg" and ".jpe" are JPEG, ".tif" and ".tiff" TIFF, anything else PNG.
+    static ImageFormat FormatForPath(const std::string& path);
 
     // The fixed JPEG encoder settings.
     static constexpr int kJpegQuality = 90;

@@ -41,7 +41,7 @@ bool LightModel::CreateMeshes() {
     ShaderDescription description;
     description.vertexAttributes = VertexAttribute::Position;
     description.flags = 9;
-    description.blendMode = 3;
+    description.blendMode = BlendMode::Alpha;
     std::shared_ptr<DynamicShader> shader = scene->GetResources().shaderManager.GetShader(description);
     if (!shader) {
         Logger::Log(LogLevel::Error, "LightModel::CreateMeshes() - failed to create shader!");

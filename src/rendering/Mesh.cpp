@@ -59,6 +59,82 @@ constexpr GLuint64 kBatchWaitNs = GLuint64(10) * 1000 * 1000 * 1000;
 
 // A vertex buffer above this would not fit the 32-bit sizes that the read-back reports.
 constexpr uint64_t kMaxBufferBytes = uint64_t(1) << 32;
+// Seconds between two steps of the build-up animation.
+constexpr float kBuildUpInterval = 0.05f;
+
+// Checks a sub-object against its attributes and fills what is drawn of it; the size of its
+// vertex buffer goes to vertexBytes.
+bool DescribeDraw(const MeshSubObjectData& sub, bool inPlace, uint32_t primitiveType, DrawInfo& draw,
+                  uint64_t& vertexBytes) {
+    if (sub.attributes == 0) {
+        Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
+        return false;
+    }
+    const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
+    const uint64_t vertexCount = inPlace ? sub.vertexCount : sub.vertices ? sub.vertices->Count() : 0;
+    vertexBytes = vertexCount * stride * sizeof(float);
+    if ((!inPlace && (!sub.vertices || sub.vertices->Stride() != stride)) || vertexBytes > kMaxBufferBytes) {
+        Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
+        return false;
+    }
+    draw.attributes = sub.attributes;
+    draw.indexed = sub.indices != nullptr;
+    if (draw.indexed && !IndicesInRange(*sub.indices, uint32_t(vertexCount))) {
+        Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - index out of range!");
+        return false;
+    }
+    draw.drawCount = draw.indexed ? sub.indices->Count() : uint32_t(vertexCount);
+    draw.primitiveCount = PrimitiveCountFor(primitiveType, draw.drawCount);
+    return true;
+}
+
+// The sub-object's vertex array with its vertex buffer (filled unless written in place) and
+// index buffer. On failure nothing of it is left.
+bool CreateBuffers(const MeshSubObjectData& sub, bool inPlace, uint64_t vertexBytes, DrawInfo& draw) {
+    glGenVertexArrays(1, &draw.vao);
+    if (draw.vao == 0) {
+        Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VAO");
+        return false;
+    }
+    // The element binding is VAO state, so the IBO is attached while the VAO is bound.
+    glBindVertexArray(draw.vao);
+    glGenBuffers(1, &draw.vbo);
+    if (draw.vbo == 0) {
+        glBindVertexArray(0);
+        Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VBO");
+        DeleteObjects(draw);
+        return false;
+    }
+    glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
+    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertexBytes), inPlace ? nullptr : sub.vertices->Data(), GL_STATIC_DRAW);
+    if (draw.indexed) {
+        glGenBuffers(1, &draw.ibo);
+        if (draw.ibo == 0) {
+            glBindVertexArray(0);
+            glBindBuffer(GL_ARRAY_BUFFER, 0);
+            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create IBO");
+            DeleteObjects(draw);
+            return false;
+        }
+        glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, draw.ibo);
+        glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(sub.indices->ByteSize()), sub.indices->Data(), GL_STATIC_DRAW);
+    }
+    glBindVertexArray(0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+    return true;
+}
+
+// The sub-object appears one primitive per step, from nothing, once.
+void StartBuildUp(uint32_t primitiveType, DrawInfo& draw) {
+    draw.buildUpTotal = draw.drawCount;
+    draw.animated = true;
+    draw.buildUpCurrent = 0;
+    draw.buildUpStep = VerticesPerPrimitive(primitiveType);
+    draw.buildUpInterval = kBuildUpInterval;
+    draw.buildUpLastTime = 0.0f;
+    draw.buildUpLoop = false;
+}
 
 }  // namespace
 
@@ -89,77 +165,18 @@ bool Mesh::CreateBaseObjects(const MeshCreationInfo& info, const VertexWriter* w
     primitiveType_ = info.primitiveType;
     drawInfos_.assign(info.subObjects.size(), DrawInfo{});
 
-    bool anyDone = false;
     bool anyInPlace = false;
     for (size_t i = 0; i < info.subObjects.size(); ++i) {
         const MeshSubObjectData& sub = info.subObjects[i];
         DrawInfo& draw = drawInfos_[i];
-        if (sub.attributes == 0) {
-            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - invalid vertex attributes!");
-            return false;
-        }
-        const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
         const bool inPlace = !sub.vertices && writer != nullptr;
-        const uint64_t vertexCount = inPlace ? sub.vertexCount : sub.vertices ? sub.vertices->Count() : 0;
-        const uint64_t vertexBytes = vertexCount * stride * sizeof(float);
-        if ((!inPlace && (!sub.vertices || sub.vertices->Stride() != stride)) || vertexBytes > kMaxBufferBytes) {
-            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - vertex data does not match attributes!");
-            return false;
-        }
+        uint64_t vertexBytes = 0;
+        if (!DescribeDraw(sub, inPlace, primitiveType_, draw, vertexBytes)) return false;
+        if (!CreateBuffers(sub, inPlace, vertexBytes, draw)) return false;
+        if (info.animateBuildUp) StartBuildUp(primitiveType_, draw);
         anyInPlace = anyInPlace || inPlace;
-        draw.attributes = sub.attributes;
-        draw.indexed = sub.indices != nullptr;
-        if (draw.indexed && !IndicesInRange(*sub.indices, uint32_t(vertexCount))) {
-            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - index out of range!");
-            return false;
-        }
-        draw.drawCount = draw.indexed ? sub.indices->Count() : uint32_t(vertexCount);
-        draw.primitiveCount = PrimitiveCountFor(primitiveType_, draw.drawCount);
-
-        glGenVertexArrays(1, &draw.vao);
-        if (draw.vao == 0) {
-            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VAO");
-            return false;
-        }
-        // The element binding is VAO state, so the IBO is attached while the VAO is bound.
-        glBindVertexArray(draw.vao);
-        glGenBuffers(1, &draw.vbo);
-        if (draw.vbo == 0) {
-            glBindVertexArray(0);
-            Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create VBO");
-            DeleteObjects(draw);
-            return false;
-        }
-        glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
-        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertexBytes), inPlace ? nullptr : sub.vertices->Data(), GL_STATIC_DRAW);
-        if (draw.indexed) {
-            glGenBuffers(1, &draw.ibo);
-            if (draw.ibo == 0) {
-                glBindVertexArray(0);
-                glBindBuffer(GL_ARRAY_BUFFER, 0);
-                Logger::Log(LogLevel::Error, "Mesh::CreateBaseObjects() - failed to create IBO");
-                DeleteObjects(draw);
-                return false;
-            }
-            glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, draw.ibo);
-            glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(sub.indices->ByteSize()), sub.indices->Data(), GL_STATIC_DRAW);
-        }
-        glBindVertexArray(0);
-        glBindBuffer(GL_ARRAY_BUFFER, 0);
-        glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
-
-        if (info.animateBuildUp) {
-            draw.buildUpTotal = draw.drawCount;
-            draw.animated = true;
-            draw.buildUpCurrent = 0;
-            draw.buildUpStep = VerticesPerPrimitive(primitiveType_);
-            draw.buildUpInterval = 0.05f;
-            draw.buildUpLastTime = 0.0f;
-            draw.buildUpLoop = false;
-        }
-        anyDone = true;
     }
-    if (info.animateBuildUp && anyDone) buildUpState_ = BuildUpRunning;
+    if (info.animateBuildUp) buildUpState_ = BuildUpRunning;
     if (anyInPlace) return WriteMappedVertices(info, *writer);
     if (info.calculateBoundingBox) CalculateBoundingBox(info, nullptr);
     return true;

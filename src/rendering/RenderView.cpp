@@ -88,7 +88,7 @@ bool RenderView::Init(const RenderViewCreationInfo& info) {
     clearColor_ = {0.0f, 0.0f, 0.0f};
     RestoreGLState();
     frameDirty_ = true;
-    Renderer::Instance().SetBlendMode(3);
+    Renderer::Instance().SetBlendMode(BlendMode::Alpha);
     if (context.MsaaSamples() > 1) glEnable(GL_MULTISAMPLE);
 
     polygonMode_ = GL_FILL;
@@ -333,7 +333,7 @@ bool RenderView::CreateScreenQuad() {
     description.textureLayers = 1;
     description.layerBlend[0] = LayerBlend::Replace;
     description.texIntensity[0] = 1.0f;
-    description.blendMode = 3;
+    description.blendMode = BlendMode::Alpha;
     std::shared_ptr<DynamicShader> shader = scene->GetResources().shaderManager.GetShader(description);
     if (!shader || !quad->SetShaderForSubObject(0, shader)) {
         Logger::Log(LogLevel::Error, "Failed to create shader for screen quad!");

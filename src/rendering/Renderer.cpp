@@ -202,10 +202,10 @@ void Renderer::RenderAllViews(uint64_t timeMs) {
 void Renderer::SetBlendMode(uint32_t mode) {
     GLenum source = GL_ONE, destination = GL_ONE;
     switch (mode) {
-        case 1: source = GL_ONE; destination = GL_ONE; break;
-        case 2: source = GL_ZERO; destination = GL_SRC_COLOR; break;
-        case 3: source = GL_SRC_ALPHA; destination = GL_ONE_MINUS_SRC_ALPHA; break;
-        case 4: source = GL_ONE_MINUS_SRC_ALPHA; destination = GL_SRC_ALPHA; break;
+        case BlendMode::Additive: source = GL_ONE; destination = GL_ONE; break;
+        case BlendMode::Modulate: source = GL_ZERO; destination = GL_SRC_COLOR; break;
+        case BlendMode::Alpha: source = GL_SRC_ALPHA; destination = GL_ONE_MINUS_SRC_ALPHA; break;
+        case BlendMode::InverseAlpha: source = GL_ONE_MINUS_SRC_ALPHA; destination = GL_SRC_ALPHA; break;
         default:
             Logger::Log(LogLevel::Error, "Renderer::SetBlendMode() - INVALID BLEND MODE!");
             return;

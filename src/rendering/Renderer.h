@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "rendering/BlendMode.h"
 #include "rendering/DeviceContext.h"
 
 namespace Velmora::Rendering {
@@ -52,7 +53,7 @@ public:
     // Draws every registered view in list order; called once per frame by the render thread.
     void RenderAllViews(uint64_t timeMs);
 
-    // 1 additive, 2 modulate, 3 alpha, 4 inverse alpha; skipped when the current drawable
+    // One of BlendMode (rendering/BlendMode.h); skipped when the current drawable
     // already has the mode.
     void SetBlendMode(uint32_t mode);
     void EnableVerticalSync(bool on);

@@ -23,17 +23,6 @@ namespace {
 // Chains nest through their own data, so the depth is bounded by the file size anyway; this
 // keeps the recursion of a hostile file far from the stack's end.
 constexpr int kMaxChainDepth = 64;
-
-FormatGlue::AuthoringPool::Timer StartSubTimer(const FormatGlue::AuthoringPool::Timer& parent, const char* name) {
-    if (!parent) return nullptr;
-    auto timer = parent->SubTimer(name);
-    if (!timer) {
-        Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
-        return nullptr;
-    }
-    timer->Start();
-    return timer;
-}
 }  // namespace
 
 bool AuthoringPool_U3D::Init() {
@@ -83,7 +72,7 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
         Logger::Log(LogLevel::Error, "Failed to initialize AuthorNodePool!");
         return false;
     }
-    Timer readTimer = StartSubTimer(timer, "LoadFromFile::CreateAuthoringObjectsFromFile");
+    Utility::ScopedSubTimer readTimer(timer, "LoadFromFile::CreateAuthoringObjectsFromFile");
     if (!file) {
         Logger::Log(LogLevel::Error, "Invalid U3D file to load authoring objects from!");
         return false;
@@ -104,12 +93,13 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
     if (finished) finished = SweepBlocks(deferred, false, true, nullptr);
     blocks.clear();
     deferred.clear();
-    if (readTimer) readTimer->Stop();
+    readTimer.Stop();
     if (AuthoringInterrupt::Interrupted()) return false;
 
-    Timer finalizeTimer = StartSubTimer(timer, "LoadFromFile::FinalizeTree");
-    nodePool_->FinalizeTree();
-    if (finalizeTimer) finalizeTimer->Stop();
+    {
+        Utility::ScopedSubTimer finalizeTimer(timer, "LoadFromFile::FinalizeTree");
+        nodePool_->FinalizeTree();
+    }
 
     const size_t work = nodePool_->GetRoot()->CountDescendants() + texturePool_->Textures().size() +
                         meshPool_->meshes.size();

@@ -22,6 +22,11 @@
 #include "u3d/AuthorTexture.h"
 #include "u3d/U3DFile.h"
 
+namespace Velmora::Rendering {
+class SceneGraph;
+struct SceneCreationInfo;
+}  // namespace Velmora::Rendering
+
 namespace Velmora::U3D {
 
 class AuthoringPool_U3D : public FormatGlue::AuthoringPool {
@@ -64,6 +69,26 @@ public:
 private:
     // Reads a block list in order; returns false when the interrupt flag stopped it.
     bool SweepBlocks(RawDataBlockList& blocks, bool defer, bool progress, RawDataBlockList* deferred);
+
+    // The build in its fixed order of stages, each under a subtimer of its name and each
+    // followed by an interrupt check. A stage gives false only when the build cannot go on.
+    bool RunBuildStages(Rendering::SceneGraph& scene, Rendering::SceneHandle handle, const Timer& timer);
+    template <typename Stage>
+    static bool RunStage(const Timer& timer, const char* name, Stage&& stage);
+    bool BuildMaterials(Rendering::SceneGraph& scene);
+    bool BuildTextures(Rendering::SceneGraph& scene);
+    bool BuildMeshes(Rendering::SceneHandle handle);
+    bool BuildModels(Rendering::SceneHandle handle, const std::shared_ptr<Rendering::Model>& rootModel);
+    bool BuildCameras(Rendering::SceneCreationInfo& creation) const;
+    static bool InitScene(Rendering::SceneGraph& scene, const std::shared_ptr<Rendering::Model>& rootModel,
+                          Rendering::SceneCreationInfo& creation);
+    bool BuildLights(Rendering::SceneHandle handle);
+
+    // Stages of CreateLightInstance.
+    const AuthorLightPool::Entry* FindValidLight(const AuthorNode& lightNode, const std::string& resource) const;
+    Matrix4 LightTransform(const Rendering::SceneGraph& graph, const AuthorNode& lightNode) const;
+    static void AddLightMarker(Rendering::SceneGraph& graph, Rendering::SceneHandle scene, const AuthorNode& lightNode,
+                               const AuthorLightPool::Entry& entry, float scale);
 
     bool noCompression_ = false;
     RawDataBlockList chainBlocks_;

@@ -73,29 +73,28 @@ struct CLODPlan {
     std::vector<float*> cursors;  // write position per shading id, sized here, set by the fill
 };
 
-bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, MeshCreationInfo& info,
-                  bool& outOfMemory) {
-    outOfMemory = false;
-    const auto* decl = mesh.DeclarationAs<CLODMeshData>();
-    const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
-    if (!decl || !cont) {
-        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
-        return false;
-    }
-    if (decl->shadingCount == 0 || decl->shadingDescriptions.size() < decl->shadingCount) {
+// The faces that arrived, at most as many as were read; 0 (logged) when the mesh cannot be
+// built.
+uint32_t ArrivedFaces(const AuthorMesh& mesh, const CLODMeshData& decl, const CLODMeshContinuationData& cont) {
+    if (decl.shadingCount == 0 || decl.shadingDescriptions.size() < decl.shadingCount) {
         Logger::LogF(LogLevel::Error, "Invalid shadingCount for CLODMesh '{:s}'", mesh.name);
-        return false;
+        return 0;
     }
-    const uint32_t faces = cont->primitiveCount < cont->primitives.size() ? cont->primitiveCount
-                                                                          : uint32_t(cont->primitives.size());
+    const uint32_t faces =
+        cont.primitiveCount < cont.primitives.size() ? cont.primitiveCount : uint32_t(cont.primitives.size());
     if (faces == 0) {
         Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
-        return false;
+        return 0;
     }
-    if (faces < decl->faceCount) Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl->faceCount);
+    if (faces < decl.faceCount) Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl.faceCount);
+    return faces;
+}
 
-    const uint32_t shadingCount = decl->shadingCount;
-    std::vector<uint32_t> vertexCounts;
+// Three vertices per face and shading id. A single shading id also keeps room for the
+// declared faces still to come, within kMaxMissingFaces.
+bool CountVertices(const CLODMeshData& decl, const CLODMeshContinuationData& cont, uint32_t faces,
+                   std::vector<uint32_t>& vertexCounts, bool& outOfMemory) {
+    const uint32_t shadingCount = decl.shadingCount;
     try {
         vertexCounts.assign(shadingCount, 0);
     } catch (const std::bad_alloc&) {
@@ -104,33 +103,34 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
         return false;
     }
     if (shadingCount == 1) {
-        uint64_t declared = decl->faceCount > faces ? decl->faceCount : faces;
+        uint64_t declared = decl.faceCount > faces ? decl.faceCount : faces;
         if (declared > uint64_t(faces) + kMaxMissingFaces) declared = uint64_t(faces) + kMaxMissingFaces;
         if (declared * 3 > UINT32_MAX) {
             outOfMemory = true;
             return false;
         }
         vertexCounts[0] = uint32_t(declared * 3);
-    } else {
-        for (uint32_t f = 0; f < faces; ++f) {
-            const uint32_t id = cont->primitives[f].shadingId;
-            if (id >= shadingCount) {
-                Logger::Log(LogLevel::Error, "Invalid shadingID for face!");
-                return false;
-            }
-            vertexCounts[id] += 3;
-        }
+        return true;
     }
+    for (uint32_t f = 0; f < faces; ++f) {
+        const uint32_t id = cont.primitives[f].shadingId;
+        if (id >= shadingCount) {
+            Logger::Log(LogLevel::Error, "Invalid shadingID for face!");
+            return false;
+        }
+        vertexCounts[id] += 3;
+    }
+    return true;
+}
 
-    const bool hasNormals = decl->normalCount != 0;
-    if (hasNormals != decl->HasNormals()) Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
-    const bool generateNormals =
-        normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
-    if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
-    const bool hasTexCoords = decl->texCoordCount != 0 && decl->shadingDescriptions[0].layerCount != 0;
-    const bool hasDiffuse = decl->diffuseCount != 0;
-    const bool hasSpecular = decl->specularCount != 0;
-
+// One layout and sub-object per shading id.
+bool LayOutSubObjects(const AuthorMesh& mesh, const CLODMeshData& decl, bool withNormals,
+                      const std::vector<uint32_t>& vertexCounts, CLODPlan& plan, MeshCreationInfo& info,
+                      bool& outOfMemory) {
+    const uint32_t shadingCount = decl.shadingCount;
+    const bool hasTexCoords = decl.texCoordCount != 0 && decl.shadingDescriptions[0].layerCount != 0;
+    const bool hasDiffuse = decl.diffuseCount != 0;
+    const bool hasSpecular = decl.specularCount != 0;
     try {
         plan.layouts.clear();
         plan.layouts.reserve(shadingCount);
@@ -146,11 +146,35 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
         return false;
     }
     for (uint32_t id = 0; id < shadingCount; ++id) {
-        plan.layouts.push_back(MakeLayout(decl->shadingDescriptions[id], hasNormals || generateNormals, hasDiffuse,
-                                          hasSpecular, hasTexCoords));
+        plan.layouts.push_back(MakeLayout(decl.shadingDescriptions[id], withNormals, hasDiffuse, hasSpecular, hasTexCoords));
         info.subObjects[id].attributes = plan.layouts[id].attributes;
         info.subObjects[id].vertexCount = vertexCounts[id];
     }
+    return true;
+}
+
+bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, MeshCreationInfo& info,
+                  bool& outOfMemory) {
+    outOfMemory = false;
+    const auto* decl = mesh.DeclarationAs<CLODMeshData>();
+    const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
+    if (!decl || !cont) {
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
+        return false;
+    }
+    const uint32_t faces = ArrivedFaces(mesh, *decl, *cont);
+    if (faces == 0) return false;
+    std::vector<uint32_t> vertexCounts;
+    if (!CountVertices(*decl, *cont, faces, vertexCounts, outOfMemory)) return false;
+
+    const bool hasNormals = decl->normalCount != 0;
+    if (hasNormals != decl->HasNormals()) Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
+    const bool generateNormals =
+        normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
+    if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
+
+    if (!LayOutSubObjects(mesh, *decl, hasNormals || generateNormals, vertexCounts, plan, info, outOfMemory))
+        return false;
     plan.decl = decl;
     plan.cont = cont;
     plan.faces = faces;

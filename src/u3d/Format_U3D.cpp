@@ -47,47 +47,45 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
         else root->Start();
     }
     AuthoringInterrupt::Reset();
-    uint32_t scene = 0;
-    {
-        std::shared_ptr<AuthoringPool_U3D> pool = FormatGlue::AuthoringPool::Create(
-            new (std::nothrow) AuthoringPool_U3D(), descriptor.listener, descriptor.callbackSlot);
-        if (!pool) {
-            Logger::Log(LogLevel::Error, "Failed to create AuthoringPool, unable to create SceneGraph!");
-        } else {
-            auto subTimer = [&](const char* name) -> std::shared_ptr<SimpleProfiler> {
-                if (!root) return nullptr;
-                auto timer = root->SubTimer(name);
-                if (!timer) Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
-                else timer->Start();
-                return timer;
-            };
-            auto loadTimer = subTimer("AuthoringPool::LoadFromFile");
-            const bool loaded = descriptor.kind == ImportDescriptor::File
-                                    ? pool->LoadFromFile(descriptor.path, loadTimer)
-                                    : pool->LoadFromMemory(descriptor.data, descriptor.dataSize, loadTimer);
-            if (loadTimer) loadTimer->Stop();
-            if (!loaded) {
-                Logger::Log(LogLevel::Error, "Failed to load U3D data into AuthoringPool, unable to create SceneGraph!");
-            } else {
-                auto buildTimer = subTimer("AuthoringPool::BuildSceneGraph");
-                if (!pool->BuildSceneGraph(scene, buildTimer) || scene == 0) {
-                    scene = 0;
-                    Logger::Log(LogLevel::Error, "Failed to create SceneGraph from AuthoringPool!");
-                }
-                if (buildTimer) buildTimer->Stop();
-                if (scene != 0 && root) {
-                    auto statsTimer = subTimer("GetMeshStats");
-                    AuthoringPool_U3D::LogSceneStatistics(scene);
-                    if (statsTimer) statsTimer->Stop();
-                }
-            }
-        }
-    }
+    const uint32_t scene = LoadThroughPool(descriptor, root);
     if (root) {
         root->Stop();
         Logger::WriteText(LogLevel::Message, root->PrintText());
     }
     importing_ = false;
+    return scene;
+}
+
+uint32_t Format_U3D::LoadThroughPool(const ImportDescriptor& descriptor, const std::shared_ptr<SimpleProfiler>& root) {
+    std::shared_ptr<AuthoringPool_U3D> pool = FormatGlue::AuthoringPool::Create(
+        new (std::nothrow) AuthoringPool_U3D(), descriptor.listener, descriptor.callbackSlot);
+    if (!pool) {
+        Logger::Log(LogLevel::Error, "Failed to create AuthoringPool, unable to create SceneGraph!");
+        return 0;
+    }
+    bool loaded = false;
+    {
+        Utility::ScopedSubTimer loadTimer(root, "AuthoringPool::LoadFromFile");
+        loaded = descriptor.kind == ImportDescriptor::File
+                     ? pool->LoadFromFile(descriptor.path, loadTimer.Timer())
+                     : pool->LoadFromMemory(descriptor.data, descriptor.dataSize, loadTimer.Timer());
+    }
+    if (!loaded) {
+        Logger::Log(LogLevel::Error, "Failed to load U3D data into AuthoringPool, unable to create SceneGraph!");
+        return 0;
+    }
+    uint32_t scene = 0;
+    {
+        Utility::ScopedSubTimer buildTimer(root, "AuthoringPool::BuildSceneGraph");
+        if (!pool->BuildSceneGraph(scene, buildTimer.Timer()) || scene == 0) {
+            scene = 0;
+            Logger::Log(LogLevel::Error, "Failed to create SceneGraph from AuthoringPool!");
+        }
+    }
+    if (scene != 0 && root) {
+        Utility::ScopedSubTimer statsTimer(root, "GetMeshStats");
+        AuthoringPool_U3D::LogSceneStatistics(scene);
+    }
     return scene;
 }
 

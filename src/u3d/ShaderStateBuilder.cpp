@@ -13,20 +13,24 @@ using Utility::LogLevel;
 using Utility::Logger;
 
 namespace {
-constexpr uint32_t kAlphaBlend = 3;  // Renderer::SetBlendMode: alpha
 constexpr uint32_t kGLNever = 0x610;
 constexpr uint32_t kGLAlways = 0x617;
+// The colour blend functions a U3D shader names.
+constexpr uint32_t kColorBlendAdd = 0x604;
+constexpr uint32_t kColorBlendMultiply = 0x605;
+constexpr uint32_t kColorBlendAlpha = 0x606;
+constexpr uint32_t kColorBlendInverseAlpha = 0x607;
 }  // namespace
 
 uint32_t BlendModeFromColorBlendFunction(uint32_t function) {
     switch (function) {
-        case 0x604: return 1;
-        case 0x605: return 2;
-        case 0x606: return 3;
-        case 0x607: return 4;
+        case kColorBlendAdd: return Rendering::BlendMode::Additive;
+        case kColorBlendMultiply: return Rendering::BlendMode::Modulate;
+        case kColorBlendAlpha: return Rendering::BlendMode::Alpha;
+        case kColorBlendInverseAlpha: return Rendering::BlendMode::InverseAlpha;
         default:
             Logger::Log(LogLevel::Error, "BlendModeFromColorBlendFunction - invalid input, falling back to BlendMode_Alpha_Blend");
-            return kAlphaBlend;
+            return Rendering::BlendMode::Alpha;
     }
 }
 
@@ -58,7 +62,7 @@ GroupShading MakeGroupShading(uint32_t vertexAttributes, const AuthorShader* sha
     d.flags = Flags::FrontFaces | Flags::BackFaces | Flags::MaterialSampler;
     const bool lit = !shader || (shader->attributes & ShaderAttribute::Lighting) != 0;
     if ((vertexAttributes & VA::Normal) && lit) d.flags |= Flags::Lighting;
-    d.blendMode = kAlphaBlend;
+    d.blendMode = Rendering::BlendMode::Alpha;
     if (!shader) return result;
 
     d.blendMode = BlendModeFromColorBlendFunction(shader->colorBlendFunction);

@@ -13,8 +13,12 @@ namespace Velmora::Utility {
 struct ViewParameters;
 }
 namespace Velmora::Rendering {
+class CameraController;
+struct CameraInfo;
+class LightingSchemeManager;
 class RenderView;
-}
+class SceneGraph;
+}  // namespace Velmora::Rendering
 
 namespace Velmora::U3D {
 
@@ -55,6 +59,24 @@ public:
     std::string viewNode;
     bool hasViewNode = false;
     std::string orthoBinding;  // "OB", kept as read
+
+private:
+    // Stages of Create; the bool ones fail the description.
+    bool ReadNameAndViewport(const Dictionary& dictionary);
+    void ReadBackground(const Dictionary& dictionary);
+    void ReadLightingScheme(const Dictionary& dictionary);
+    void ReadProjection(const Dictionary& dictionary);
+    void ReadProjectionScaling(const std::string& text);
+    bool ReadCameraSource(const Dictionary& dictionary);
+
+    // Stages of ApplyToScene; the bool ones fail it (logged).
+    bool StartCamera(const Rendering::SceneGraph& scene, bool activate, Rendering::CameraInfo& camera) const;
+    void PlaceCameraFromMatrix(Rendering::CameraInfo& camera) const;
+    void ApplyClipping(const Rendering::SceneGraph& scene, Rendering::CameraInfo& camera) const;
+    bool ApplyProjection(float width, float height, Rendering::CameraInfo& camera) const;
+    static bool InstallCamera(Rendering::SceneGraph& scene, Rendering::CameraController& controller,
+                              const Rendering::CameraInfo& camera);
+    bool ApplyLightingScheme(Rendering::LightingSchemeManager& schemes) const;
 };
 
 // The flat view record written out as view text would have it.

@@ -8,10 +8,10 @@
 namespace Velmora::Utility {
 
 uint32_t ExportParameters::FormatId() const {
-    if (exportFlags & FormatU3D) return 1;
-    if (exportFlags & FormatPRC) return 2;
-    if (exportFlags & FormatOBJ) return 3;
-    return 0;
+    if (exportFlags & FormatU3D) return ExportFormatU3D;
+    if (exportFlags & FormatPRC) return ExportFormatPRC;
+    if (exportFlags & FormatOBJ) return ExportFormatOBJ;
+    return NoExportFormat;
 }
 
 LoadSceneParameters ToOwned(const Kestrum::LoadSceneParameters& flat) {

@@ -13,12 +13,14 @@ namespace Velmora::Utility {
 
 struct LoadSceneParameters {
     enum : uint32_t { ByHandle = 1u << 0, FromFile = 1u << 1, FromMemory = 1u << 2 };
+    // viewStringFlags: the view strings are dictionary text rather than file paths.
+    enum : uint32_t { ViewStringsAreText = 1u << 0 };
 
     uint32_t flags = 0;
     std::string path;                  // only with FromFile (and FromMemory clear)
     uint32_t sceneHandle = 0;          // only when ByHandle is the highest source bit
     std::vector<uint8_t> data;         // only with FromMemory: exactly dataSize bytes
-    uint32_t viewStringFlags = 0;      // bit 0: entries are dictionary text, else file paths
+    uint32_t viewStringFlags = 0;      // ViewStringsAreText, else the entries are file paths
     std::vector<std::string> viewStrings;  // empty entries dropped, no holes
     uint32_t selectedViewIndex = 0;
     uint32_t userTag = 0;
@@ -27,6 +29,7 @@ struct LoadSceneParameters {
     bool HasByHandle() const { return (flags & ByHandle) != 0; }
     bool HasFromFile() const { return (flags & FromFile) != 0; }
     bool HasFromMemory() const { return (flags & FromMemory) != 0; }
+    bool ViewStringsAreDictionaryText() const { return (viewStringFlags & ViewStringsAreText) != 0; }
     const uint8_t* Data() const { return data.empty() ? nullptr : data.data(); }
     uint32_t DataSize() const { return static_cast<uint32_t>(data.size()); }
 };
@@ -70,6 +73,9 @@ struct CaptureParameters {
     int32_t height = 0;
 };
 
+// Format identifiers of the format registry, as exports name their target format.
+enum ExportFormatId : uint32_t { NoExportFormat = 0, ExportFormatU3D = 1, ExportFormatPRC = 2, ExportFormatOBJ = 3 };
+
 struct ExportParameters {
     enum : uint32_t {
         FormatU3D = 1u << 0,
@@ -84,7 +90,8 @@ struct ExportParameters {
     uint32_t exportFlags = 0;
     std::string outputPath;  // empty: the bytes come back in memory
 
-    // Format identifier of the registry: 1 U3D, 2 PRC, 3 OBJ, first bit set wins; 0 none.
+    // Format identifier of the registry, the first format bit set winning; NoExportFormat
+    // without one.
     uint32_t FormatId() const;
 };
 

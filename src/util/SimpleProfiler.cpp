@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <new>
 
+#include "util/Logger.h"
+
 namespace Velmora::Utility {
 
 void SimpleProfiler::Start() {
@@ -51,6 +53,20 @@ std::string SimpleProfiler::PrintText() const {
     std::string text;
     for (const std::string& line : lines) text += "\n" + line;
     return text;
+}
+
+ScopedSubTimer::ScopedSubTimer(const std::shared_ptr<SimpleProfiler>& parent, const char* name) {
+    if (!parent) return;
+    timer_ = parent->SubTimer(name);
+    if (!timer_) {
+        Logger::Log(LogLevel::Error, "Cannot create subtimer '%s'", name);
+        return;
+    }
+    timer_->Start();
+}
+
+void ScopedSubTimer::Stop() {
+    if (timer_) timer_->Stop();
 }
 
 }  // namespace Velmora::Utility

@@ -35,4 +35,21 @@ private:
     std::vector<std::string> order_;
 };
 
+// A sub-timer of `parent` that runs from construction until Stop or the end of the scope;
+// nothing at all without a parent. One that cannot be made is logged and left out.
+class ScopedSubTimer {
+public:
+    ScopedSubTimer(const std::shared_ptr<SimpleProfiler>& parent, const char* name);
+    ~ScopedSubTimer() { Stop(); }
+    ScopedSubTimer(const ScopedSubTimer&) = delete;
+    ScopedSubTimer& operator=(const ScopedSubTimer&) = delete;
+
+    void Stop();
+    // The running sub-timer, to nest further timers under; null when there is none.
+    const std::shared_ptr<SimpleProfiler>& Timer() const { return timer_; }
+
+private:
+    std::shared_ptr<SimpleProfiler> timer_;
+};
+
 }  // namespace Velmora::Utility

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "rendering/BlendMode.h"
 #include "rendering/Mesh.h"  // vertex attribute word, kMaxTextureLayers
 
 namespace Velmora::Rendering {
@@ -54,7 +55,7 @@ struct ShaderDescription {
     uint32_t layerBlend[kMaxTextureLayers] = {};
     float texIntensity[kMaxTextureLayers] = {};
     float blendingConstant[kMaxTextureLayers] = {};
-    uint32_t blendMode = 0;      // Renderer::SetBlendMode value, applied at every activation
+    uint32_t blendMode = 0;      // BlendMode value, applied at every activation
     uint32_t alphaFunction = 0;  // 0: no alpha test
     float alphaReference = 0.0f;
 
@@ -67,12 +68,12 @@ struct ShaderDescription {
     uint32_t UsedLayers() const { return vertexAttributes & textureLayers & VertexAttribute::TexCoordMask; }
 
     // What helper geometry (bounding boxes, axes, grid, light markers, camera overlays) draws
-    // with: no textures, blend mode 3.
+    // with: no textures, alpha blending.
     static ShaderDescription ForHelper(uint32_t attributes, uint32_t flags) {
         ShaderDescription description;
         description.vertexAttributes = attributes;
         description.flags = flags;
-        description.blendMode = 3;
+        description.blendMode = BlendMode::Alpha;
         return description;
     }
 };
