@@ -36,8 +36,9 @@ struct LoadSceneParameters {
 
 struct ViewParameters {
     enum : uint32_t {
-        LoadOptionA = 1u << 0,
-        LoadOptionB = 1u << 1,
+        // The first load option a view hands on is its bit 1, the second its bit 0.
+        LoadOptionA = 1u << 1,
+        LoadOptionB = 1u << 0,
         LoadExternalViews = 1u << 4,
         Activate = 1u << 5,
         ExplicitClipping = 1u << 6,
