@@ -51,7 +51,6 @@ public:
     uint16_t ReadU16();
     int16_t ReadI16() { return static_cast<int16_t>(ReadU16()); }
     uint32_t ReadU32();
-    int32_t ReadI32() { return static_cast<int32_t>(ReadU32()); }
     uint64_t ReadU64();
     float ReadF32();
     double ReadF64();
