@@ -100,7 +100,6 @@ public:
     bool Exhausted() const { return bitPosition_ > uint64_t(words_.size()) * 32; }
 
     bool NoCompression() const { return noCompression_; }
-    const std::shared_ptr<RawDataBlock>& Block() const { return block_; }
 
     // Whether the arithmetic coder is at rest, where plain values are raw stream bits.
     bool AtRest() const { return high_ == 0xFFFF && low_ == 0 && underflow_ == 0; }
