@@ -19,6 +19,7 @@
 
 #include "format/FormatManager.h"
 #include "host/CaptureProxy.h"
+#include "host/FormatRegistration.h"
 #include "host/RenderThread.h"
 #include "rendering/Mesh.h"
 #include "util/Logger.h"
@@ -168,7 +169,7 @@ BENCHMARK(BM_LoadCaptureUnload)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv) {
     // Linked statically, the formats' start-up registration is not pulled in by itself.
-    Velmora::FormatGlue::RegisterStandardFormats();
+    Velmora::RegisterStandardFormats();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -3,7 +3,7 @@
 set -euo pipefail
 PKGS=(
   build-essential cmake ninja-build ccache pkg-config clang libclang-rt-14-dev
-  zlib1g-dev libboost-dev libfmt-dev
+  zlib1g-dev libfmt-dev
   libepoxy-dev libegl-dev libgl-dev libegl1-mesa-dev libegl-mesa0 libgl1-mesa-dri libx11-dev
   libpng-dev libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libstb-dev
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -18,7 +18,6 @@ public:
 
     float Progress() const { return progress_; }
     void SetCallbackSlot(void* slot) { callbackSlot_ = slot; }
-    void* CallbackSlot() const { return callbackSlot_; }
 
 private:
     void* callbackSlot_ = nullptr;

@@ -17,8 +17,6 @@ public:
     virtual void Interrupt();
     virtual ~FormatBase() = default;
 
-    bool Importing() const { return importing_; }
-
 protected:
     bool importing_ = false;
 };

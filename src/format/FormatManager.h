@@ -46,7 +46,4 @@ private:
     static std::shared_ptr<FormatBase> currentExporter_;
 };
 
-// Registers U3D, PRC and OBJ in this order, once; called at library start.
-void RegisterStandardFormats();
-
 }  // namespace Velmora::FormatGlue

@@ -351,11 +351,6 @@ bool CaptureProxy::RemoveRefForScene(uint32_t handle) {
     return --scene->refCount <= 0;
 }
 
-int32_t CaptureProxy::RefCount(uint32_t handle) const {
-    auto it = scenes_.find(handle);
-    return it == scenes_.end() ? 0 : it->second->refCount;
-}
-
 void CaptureProxy::DoUnloadScene(uint32_t handle) {
     if (handle == 0 || FindScene(handle) == nullptr) {
         Logger::Log(LogLevel::Error, "CaptureProxy::DoUnloadScene: Invalid scene handle!");

@@ -80,11 +80,6 @@ public:
     // Load progress of the import in progress, handed on to the request's callback.
     void OnProgress(const FormatGlue::ProgressInfo& info) override;
 
-    // Render thread only.
-    size_t SceneCount() const { return scenes_.size(); }
-    // Reference count of a scene; 0 for an unknown handle. Render thread only.
-    int32_t RefCount(uint32_t handle) const;
-
     // A new file for a capture of `scenePath` without a target:
     // <APPDATA>/<company>/<application>/<stem>_<time>_<counter>.png, folders created. Empty,
     // with a message, when the scene has no name (memory loads) or no folder can be made.

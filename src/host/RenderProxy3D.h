@@ -63,7 +63,6 @@ public:
     bool IsSceneLoaded() const { return sceneLoaded_.load(); }
     KestrumWindow WindowHandle() const { return windowHandle_.load(); }
     uint32_t RenderThreadId() const { return renderThreadId_.load(); }
-    const std::string& InstanceName() const { return instanceName_; }
 
     // The scene's default render mode as the host's interface numbers it: 1 to 11 stay, 12
     // and 13 become 12, anything else 0.

@@ -97,7 +97,7 @@ void CameraController::Clear() {
     cameras_.clear();
     active_ = cameras_.end();
     activeType_ = 0;
-    rotating_ = panning_ = sphereShown_ = false;
+    rotating_ = sphereShown_ = false;
     handle_ = 0;
 }
 
@@ -212,7 +212,7 @@ bool CameraController::Activate(CameraMap::iterator camera) {
     camera->second.SetActive(true);
     activeType_ = camera->second.GetType();
     if (LightManager* lights = scene->GetLightManager()) lights->MarkCameraAttachedDirty();
-    rotating_ = panning_ = false;
+    rotating_ = false;
     Logger::Log(LogLevel::Info, "Active camera switched to '%s' [Ortho: %s]", camera->first.c_str(),
                 camera->second.IsOrthographic() ? "TRUE" : "FALSE");
     return true;
@@ -299,23 +299,6 @@ void CameraController::MapToSphere(float x, float y, Vec3& spherePoint) {
         crosshair_->SetMatrix(Arcball::CrosshairMatrix(spherePoint, crosshairScaleX_, crosshairScaleY_));
 }
 
-void CameraController::ProcessInput(const CameraInput& input) {
-    if (input.flags & CameraInputFlag::Wheel) OnWheel(input.wheelDelta, input.fine);
-    if (input.flags & CameraInputFlag::PrimaryUp) OnPrimaryUp();
-    if (input.flags & CameraInputFlag::PrimaryMove) OnPrimaryMove(input.x, input.y);
-    if (input.flags & CameraInputFlag::PrimaryDown) OnPrimaryDown(input.x, input.y);
-    if (input.flags & CameraInputFlag::SecondaryUp) OnSecondaryUp();
-    if (input.flags & CameraInputFlag::SecondaryMove) OnSecondaryMove(input.x, input.y);
-    if (input.flags & CameraInputFlag::SecondaryDown) OnSecondaryDown(input.x, input.y);
-}
-
-void CameraController::OnWheel(int32_t delta, bool fine) {
-    if (!HasActiveCamera() || activeType_ == CameraType::Fixed) return;
-    float step = fine ? 0.01f : 0.1f;
-    if (delta > 0) step = -step;  // wheel away from the user: closer
-    Zoom(step);
-}
-
 void CameraController::Zoom(float step) {
     if (!HasActiveCamera() || activeType_ == CameraType::Fixed) return;
     active_->second.Zoom(step);
@@ -348,20 +331,6 @@ void CameraController::OnPrimaryUp() {
     rotating_ = false;
 }
 
-void CameraController::OnSecondaryDown(int32_t x, int32_t y) {
-    if (!HasActiveCamera() || activeType_ == CameraType::Fixed) return;
-    panning_ = true;
-    panX_ = static_cast<float>(x);
-    panY_ = static_cast<float>(y);
-}
-
-void CameraController::OnSecondaryMove(int32_t x, int32_t y) {
-    if (!panning_) return;
-    PanBy(static_cast<float>(x) - panX_, static_cast<float>(y) - panY_);
-    panX_ = static_cast<float>(x);
-    panY_ = static_cast<float>(y);
-}
-
 // A drag across the whole viewport moves the camera by its distance to the target, so the
 // pointer keeps roughly to the same spot of the scene at the target's depth.
 void CameraController::PanBy(float dxPixels, float dyPixels) {
@@ -372,7 +341,5 @@ void CameraController::PanBy(float dxPixels, float dyPixels) {
     const float dy = dyPixels / static_cast<float>(viewport_.height) * camera.GetDistance();
     camera.Pan(dx, dy);
 }
-
-void CameraController::OnSecondaryUp() { panning_ = false; }
 
 }  // namespace Velmora::Rendering

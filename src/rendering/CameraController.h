@@ -26,25 +26,6 @@ struct CameraViewport {
     uint32_t height = 0;
 };
 
-// One frame's worth of mouse input as the window side accumulated it.
-struct CameraInput {
-    uint32_t flags = 0;  // CameraInputFlag bits
-    int32_t wheelDelta = 0;
-    int32_t x = 0;
-    int32_t y = 0;
-    bool fine = false;  // precision key held: a tenth of the wheel step
-};
-
-namespace CameraInputFlag {
-inline constexpr uint32_t PrimaryDown = 0x01;
-inline constexpr uint32_t PrimaryMove = 0x02;
-inline constexpr uint32_t PrimaryUp = 0x04;
-inline constexpr uint32_t SecondaryDown = 0x08;
-inline constexpr uint32_t SecondaryMove = 0x10;
-inline constexpr uint32_t SecondaryUp = 0x20;
-inline constexpr uint32_t Wheel = 0x40;
-}  // namespace CameraInputFlag
-
 class CameraController {
 public:
     using CameraMap = std::map<std::string, SceneCamera>;
@@ -71,7 +52,6 @@ public:
     // Never fails: with no active camera it logs and hands out a fixed stand-in camera.
     SceneCamera& GetActiveCamera();
     bool HasActiveCamera() const { return active_ != cameras_.end(); }
-    int32_t GetActiveCameraType() const { return activeType_; }
     const CameraMap& GetCameras() const { return cameras_; }
     SceneHandle GetSceneHandle() const { return handle_; }
 
@@ -83,22 +63,15 @@ public:
     void MapToSphere(float x, float y, Vec3& spherePoint);
 
     // Mouse actions. Rotation needs an orbit or walk camera, panning and zoom any but a fixed
-    // one.
-    void ProcessInput(const CameraInput& input);
-    void OnWheel(int32_t delta, bool fine);
-    // One wheel step already signed and sized (negative: closer / larger).
+    // one. Zoom takes one wheel step already signed and sized (negative: closer / larger).
     void Zoom(float step);
     void OnPrimaryDown(int32_t x, int32_t y);
     void OnPrimaryMove(int32_t x, int32_t y);
     void OnPrimaryUp();
-    void OnSecondaryDown(int32_t x, int32_t y);
-    void OnSecondaryMove(int32_t x, int32_t y);
-    void OnSecondaryUp();
     // Pans by a pointer offset in pixels, as a secondary drag of that size would.
     void PanBy(float dxPixels, float dyPixels);
 
     bool IsRotating() const { return rotating_; }
-    bool IsPanning() const { return panning_; }
     float GetSphereRadiusPixels() const { return sphereRadiusPixels_; }
     float GetCrosshairScaleX() const { return crosshairScaleX_; }
     float GetCrosshairScaleY() const { return crosshairScaleY_; }
@@ -121,9 +94,6 @@ private:
     std::shared_ptr<CameraUIElement> crosshair_;
     Vec3 sphereStart_{0.0f, 0.0f, 1.0f};
     bool rotating_ = false;
-    float panX_ = 0.0f;
-    float panY_ = 0.0f;
-    bool panning_ = false;
     bool sphereShown_ = false;
     CameraMap cameras_;
     CameraMap::iterator active_;

@@ -1,15 +1,15 @@
 #pragma once
-// The camera side of a window's InputHandler: turns its navigation steps into the actions of
-// a view's CameraController and remembers that the picture needs drawing again.
+// The camera side of window navigation: turns its steps into the actions of a view's
+// CameraController and remembers that the picture needs drawing again.
 
 #include <cstdint>
 
-#include "host/windowing/InputHandler.h"
 #include "rendering/CameraController.h"
+#include "rendering/InputTarget.h"
 
 namespace Velmora::Rendering {
 
-class CameraInputTarget : public Windowing::InputTarget {
+class CameraInputTarget : public InputTarget {
 public:
     explicit CameraInputTarget(CameraController& controller) : controller_(controller) {}
 

@@ -25,8 +25,8 @@ enum class ImageFileType : int32_t { Unknown = 0, PNG, JPEG, TIFF, BMP, GIF, TGA
 // Byte order of one pixel in memory.
 enum class PixelLayout : int32_t { RGBA, BGRA };
 
-// Status words, numbered as the platform image library numbers them, so that messages can
-// use one text table (ImageStatusText).
+// Status words of the codecs; messages of every codec read them from one text table
+// (ImageStatusText), so the numbers are fixed.
 enum class ImageStatus : int32_t {
     Ok = 0,
     GenericError = 1,      // the bytes are not a valid image of their type

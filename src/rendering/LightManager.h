@@ -68,7 +68,6 @@ public:
     static Mat4 MarkerPlacement(const LightInfo& info);
 
     bool IsInitialized() const { return initialised_; }
-    bool HasBuffer() const { return buffer_ != 0; }
     uint32_t GetBuffer() const { return buffer_; }
     uint32_t GetBindingPoint() const { return bindingPoint_; }
     SceneHandle GetSceneHandle() const { return handle_; }

@@ -64,7 +64,6 @@ public:
 
     uint32_t GetActiveScheme() const { return activeScheme_; }
     bool HasArtwork() const { return artworkStored_; }
-    const LightBlock& GetArtworkBlock() const { return artworkBlock_; }
 
 private:
     bool ApplyFixedScheme(uint32_t id, const std::string& schemeName, LightScene& scene, LightManager& lights);

@@ -42,7 +42,6 @@ public:
 
     const std::vector<MaterialValues>& GetMaterials() const { return materials_; }
     const std::map<std::string, uint32_t>& GetMaterialMap() const { return names_; }
-    const MaterialValues& GetDefaultValues() const { return defaultValues_; }
     uint32_t GetDefaultMaterialIndex() const { return defaultMaterialIndex_; }
     uint32_t GetBufferName() const { return buffer_; }
     uint32_t GetTextureName() const { return texture_; }

@@ -274,7 +274,6 @@ void Model::UpdateWorldMatrix() {
     for (auto& [name, child] : children_) child->SetParentMatrix(world);
     if (axis_) axis_->SetParentMatrix(world);
     if (boundingBox_) boundingBox_->SetParentMatrix(world);
-    if (attachment_) attachment_->SetParentMatrix(world);
     dirty_ = false;
 }
 
@@ -325,7 +324,6 @@ void Model::Render(float time, float deltaTime, bool transparentPass) {
     if (mesh_ && faceVisibility_ != 0 && transparent_ == transparentPass) mesh_->Draw(renderInfo_, time);
     if (!transparentPass) {
         RenderHelpers(time, deltaTime);
-        if (attachment_) attachment_->Render(time, deltaTime, false);
     }
     for (auto& [name, child] : children_) child->Render(time, deltaTime, transparentPass);
 }

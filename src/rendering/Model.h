@@ -76,10 +76,8 @@ public:
     void SetScale(const Vec3& scale) { scale_ = scale; dirty_ = true; }
     const Vec3& GetScale() const { return scale_; }
     const Mat4& GetRotation() const { return rotation_; }
-    const Mat4& GetLocalMatrix() const { return localMatrix_; }
     const Mat4& GetWorldMatrix() const { return renderInfo_.modelMatrix; }
     bool IsDirty() const { return dirty_; }
-    void SetDirty() { dirty_ = true; }
 
     void SetAnimation(uint32_t flags, const Vec3& translationSpeed, const Vec3& rotationSpeed,
                       const Vec3& scaleSpeed, bool inLocalSpace);
@@ -95,7 +93,6 @@ public:
     int32_t GetFaceVisibility() const { return faceVisibility_; }
     const std::shared_ptr<SimpleModel>& GetBoundingBoxModel() const { return boundingBox_; }
     const std::shared_ptr<SimpleModel>& GetAxisModel() const { return axis_; }
-    void SetAttachment(std::shared_ptr<Renderable> attachment) { attachment_ = std::move(attachment); }
 
 protected:
     Model(SceneHandle handle, std::string name, std::shared_ptr<Mesh> mesh, int32_t faceVisibility);
@@ -114,7 +111,6 @@ protected:
     RenderInfo renderInfo_;
     std::shared_ptr<SimpleModel> boundingBox_;
     std::shared_ptr<SimpleModel> axis_;
-    std::shared_ptr<Renderable> attachment_;
     Mat4 parentMatrix_ = MathUtil::Identity4();
     Vec3 translation_{0.0f, 0.0f, 0.0f};
     Vec3 scale_{1.0f, 1.0f, 1.0f};
@@ -154,7 +150,6 @@ public:
     void SetParentMatrix(const Mat4& parent) override;
 
     void SetLocalMatrix(const Mat4& matrix);
-    const Mat4& GetLocalMatrix() const { return localMatrix_; }
     void SetMeshColor(const Vec4& color) { renderInfo_.meshColor = color; }
     RenderInfo& GetRenderInfo() { return renderInfo_; }
     const std::shared_ptr<Mesh>& GetMesh() const { return mesh_; }

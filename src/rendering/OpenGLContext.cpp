@@ -5,8 +5,8 @@
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
 
-#include "host/windowing/X11Connection.h"
 #include "rendering/Renderer.h"
+#include "rendering/WindowSystem.h"
 #include "util/Logger.h"
 
 namespace Velmora::Rendering {
@@ -87,8 +87,8 @@ bool OpenGLContext::OpenDisplay() {
         return false;
     }
     // Windows need the X platform; without a reachable server the library runs headless.
-    auto& x11 = Windowing::X11Connection::Instance();
-    _XDisplay* xdisplay = x11.Open();
+    WindowSystem* windows = WindowSystem::Installed();
+    _XDisplay* xdisplay = windows ? windows->OpenDisplay() : nullptr;
     if (xdisplay && (HasWord(client, "EGL_KHR_platform_x11") || HasWord(client, "EGL_EXT_platform_x11"))) {
         EGLDisplay display = eglGetPlatformDisplayEXT(EGL_PLATFORM_X11_KHR, xdisplay, nullptr);
         if (display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr)) {
@@ -99,7 +99,7 @@ bool OpenGLContext::OpenDisplay() {
         }
     }
     if (!display_) {
-        if (xdisplay) x11.Close();
+        if (xdisplay) windows->CloseDisplay();
         if (!HasWord(client, "EGL_MESA_platform_surfaceless")) {
             Logger::Log(LogLevel::Error, "OpenGLContext - no X server and no headless EGL platform available");
             return false;

@@ -53,9 +53,6 @@ public:
 
     uint32_t MsaaSamples() const { return msaaSamples_; }
     uint32_t CsaaSamples() const { return csaaSamples_; }
-    const std::string& VersionString() const { return version_; }
-    const std::string& ShaderVersionString() const { return shaderVersion_; }
-    const std::string& VendorString() const { return vendorName_; }
     const std::string& RendererString() const { return renderer_; }
     GLVendor Vendor() const { return vendor_; }
     int32_t ContextMajor() const { return contextMajor_; }
@@ -64,7 +61,6 @@ public:
     int32_t MaxMinor() const { return maxMinor_; }
     int32_t ShaderMajor() const { return shaderMajor_; }
     int32_t ShaderMinor() const { return shaderMinor_; }
-    const std::set<std::string>& Extensions() const { return extensions_; }
     bool HasExtension(const std::string& name) const { return extensions_.count(name) != 0; }
     int32_t PixelFormat() const { return pixelFormat_; }
     // X visual that windows must have to take a surface of the chosen configuration, 0 any.

@@ -5,13 +5,13 @@
 
 #include <epoxy/gl.h>
 
-#include "host/windowing/WindowBase.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/Renderer.h"
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
 #include "rendering/SimpleMeshFactory.h"
 #include "rendering/Texture.h"
+#include "rendering/WindowSystem.h"
 #include "rendering/shaders/DynamicShader.h"
 #include "util/Logger.h"
 #include "util/Paths.h"
@@ -74,7 +74,8 @@ bool RenderView::Init(const RenderViewCreationInfo& info) {
     viewport_ = CameraViewport{0, 0, info.width, info.height};
     name_ = info.name;
     window_ = info.window;
-    dc_ = Windowing::WindowBase::GetDC(window_);
+    WindowSystem* windows = WindowSystem::Installed();
+    dc_ = windows ? windows->FindDrawable(window_) : nullptr;
     if (dc_ == nullptr) {
         Logger::Log(LogLevel::Error, "No valid device context for window found, cannot create OpenGL context!");
         return false;
@@ -387,10 +388,8 @@ void RenderView::DrawScreenQuad(float time) {
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glDisable(GL_DEPTH_TEST);
     if (polygonMode_ != GL_FILL) glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
-    if (reversedWinding_) glFrontFace(GL_CW);
     screenQuad_->Draw(screenQuadInfo_, time);
     if (polygonMode_ != GL_FILL) glPolygonMode(GL_FRONT_AND_BACK, polygonMode_);
-    if (reversedWinding_) glFrontFace(GL_CCW);
     glEnable(GL_DEPTH_TEST);
 }
 

@@ -82,12 +82,8 @@ public:
     const Vec3& GetClearColor() const { return clearColor_; }
     // GL_FILL, GL_LINE or GL_POINT.
     void SetPolygonMode(uint32_t mode);
-    uint32_t GetPolygonMode() const { return polygonMode_; }
-    void SetCullingOff(bool off) { cullingOff_ = off; }
-    void SetReversedWinding(bool reversed) { reversedWinding_ = reversed; }
 
     bool IsInitialized() const { return initialised_; }
-    uintptr_t GetWindow() const { return window_; }
     const CameraViewport& GetViewport() const { return viewport_; }
     uint32_t GetWidth() const { return viewport_.width; }
     uint32_t GetHeight() const { return viewport_.height; }
@@ -95,7 +91,6 @@ public:
     uint32_t GetCoverageSamples() const { return coverageSamples_; }
     uint32_t GetAnisotropy() const { return anisotropy_; }
     bool UsesFramebufferObject() const { return useFramebufferObject_; }
-    void SetUseFramebufferObject(bool use) { useFramebufferObject_ = use; }
     bool HasScreenQuad() const { return screenQuad_ != nullptr; }
     bool IsScreenshotPending() const { return screenshotPending_; }
     bool IsFrameDirty() const { return frameDirty_; }
@@ -144,8 +139,6 @@ private:
     bool frameDirty_ = true;
     Vec3 clearColor_{0.0f, 0.0f, 0.0f};
     uint32_t polygonMode_ = 0x1B02;  // GL_FILL
-    bool cullingOff_ = false;
-    bool reversedWinding_ = false;
     // Row scratch of a flipped read-back, kept between calls.
     std::vector<uint8_t> rowScratch_;
 };

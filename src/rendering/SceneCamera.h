@@ -63,11 +63,9 @@ public:
     const Vec3& GetForward() const { return orientation_[2]; }
     float GetDistance() const { return distance_; }
     float GetTargetDistance() const { return targetDistance_; }
-    float GetMaxDistance() const { return maxDistance_; }
     float GetGridSize() const { return gridSize_; }
     float GetNearClip() const { return nearClip_; }
     float GetFarClip() const { return farClip_; }
-    float GetFieldOfView() const { return fieldOfView_; }
     float GetOrthoZoom() const { return orthoZoom_; }
     float GetOrthoViewHeight() const { return orthoViewHeight_; }
     float GetMovementScale() const { return movementScale_; }

@@ -279,7 +279,8 @@ bool Texture::WriteToMemory(const std::shared_ptr<TextureData>& data, ImageForma
         return false;
     }
     if (!Image::MimeType(format)) return false;
-    // Written as the platform's 32-bit bottom-up bitmap is: opaque, bottom row first in memory.
+    // The texture's pixels are kept as a 32-bit bottom-up bitmap: opaque, bottom row first in
+    // memory.
     const ImageStatus status = Image::Encode(format, d->pixels.get(), d->width, d->height, RowBytes(*d),
                                              PixelLayout::BGRA, false, true, bytes);
     if (status == ImageStatus::OutOfMemory) {

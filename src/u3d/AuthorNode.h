@@ -87,8 +87,6 @@ public:
     const AuthorNodeMap& ViewNodes() const { return viewNodes_; }
 
 private:
-    void AttachToTree(const AuthorNodeHandle& node, bool& attached);
-
     AuthorNodeHandle root_;
     AuthorNodeMap pending_;
     AuthorNodeMap lightNodes_;

@@ -51,7 +51,6 @@ public:
     uint16_t ReadU16();
     int16_t ReadI16() { return static_cast<int16_t>(ReadU16()); }
     uint32_t ReadU32();
-    int32_t ReadI32() { return static_cast<int32_t>(ReadU32()); }
     uint64_t ReadU64();
     float ReadF32();
     double ReadF64();
@@ -101,7 +100,6 @@ public:
     bool Exhausted() const { return bitPosition_ > uint64_t(words_.size()) * 32; }
 
     bool NoCompression() const { return noCompression_; }
-    const std::shared_ptr<RawDataBlock>& Block() const { return block_; }
 
     // Whether the arithmetic coder is at rest, where plain values are raw stream bits.
     bool AtRest() const { return high_ == 0xFFFF && low_ == 0 && underflow_ == 0; }

@@ -61,10 +61,4 @@ bool LookupBlockType(uint32_t type, uint32_t& keyOut, std::string& nameOut) {
     return keyOut != 0;
 }
 
-const std::string& BlockKeyName(uint32_t key) {
-    const auto& table = Table();
-    auto it = table.find(key);
-    return it != table.end() ? it->second : table.at(BlockType::Unknown);
-}
-
 }  // namespace Velmora::U3D

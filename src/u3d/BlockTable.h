@@ -11,7 +11,5 @@ namespace Velmora::U3D {
 
 // Returns whether the key is non-zero. The table is built once, on first use, thread-safely.
 bool LookupBlockType(uint32_t type, uint32_t& keyOut, std::string& nameOut);
-// Name of a key of the table ("Block_Unknown" for anything else).
-const std::string& BlockKeyName(uint32_t key);
 
 }  // namespace Velmora::U3D

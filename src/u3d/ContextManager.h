@@ -34,7 +34,6 @@ public:
 
     // Sum of all frequencies, escape included; at least 1.
     uint32_t Total() const { return symbolCount_ ? total_ : 1; }
-    uint32_t SymbolCount() const { return symbolCount_; }
     uint32_t Frequency(uint32_t symbol) const {
         if (symbolCount_ == 0) return symbol == 0 ? 1 : 0;
         return symbol < symbolCount_ ? frequencies_[symbol] : 0;

@@ -6,7 +6,6 @@
 
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
-#include "format/PendingFormats.h"
 #include "util/SimpleProfiler.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "util/Logger.h"
@@ -90,23 +89,3 @@ uint32_t Format_U3D::LoadThroughPool(const ImportDescriptor& descriptor, const s
 }
 
 }  // namespace Velmora::U3D
-
-namespace Velmora::FormatGlue {
-
-void RegisterStandardFormats() {
-    static const bool registered = [] {
-        FormatManager& manager = FormatManager::Instance();
-        manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
-        manager.RegisterFormat({"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
-        manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<PendingFormat>("OBJ", nullptr), false});
-        return true;
-    }();
-    (void)registered;
-}
-
-namespace {
-// Formats register at library start.
-const int kStartupRegistration = (RegisterStandardFormats(), 0);
-}  // namespace
-
-}  // namespace Velmora::FormatGlue

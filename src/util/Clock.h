@@ -1,14 +1,9 @@
 #pragma once
-// Time helpers of the threading layer: the 32-bit millisecond clock (from CLOCK_MONOTONIC,
-// wrapping after 49.7 days like a system tick count) and Sleep.
+// Time helpers of the threading layer: the millisecond clock and Sleep.
 
 #include <cstdint>
 
 namespace Velmora::Utility {
-
-// Milliseconds of CLOCK_MONOTONIC, truncated to 32 bits. Only differences are meaningful;
-// compute them in uint32_t (`now - last`) so that they survive the wrap.
-uint32_t TickCountMs();
 
 // Milliseconds of the steady clock as a 64-bit count (does not wrap).
 uint64_t SteadyMs();

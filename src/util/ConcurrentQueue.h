@@ -43,7 +43,6 @@ public:
     // Element count read without the lock (the atomic counter).
     uint32_t Pending() const { return pending_.load(std::memory_order_acquire); }
     bool Empty() const { return Pending() == 0; }
-    uint32_t Capacity() const { return capacity_; }
 
 private:
     const uint32_t capacity_;

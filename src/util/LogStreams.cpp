@@ -31,7 +31,6 @@ std::string FormatLogLine(const LogRecord& record, bool timestamps) {
 // ---- DebuggingLogStream ---------------------------------------------------------------------
 
 void DebuggingLogStream::SetDebuggerOutput(bool enabled) { g_debuggerOutput.store(enabled); }
-bool DebuggingLogStream::DebuggerOutput() { return g_debuggerOutput.load(); }
 
 DebuggingLogStream::DebuggingLogStream(std::string path, bool append)
     : path_(std::move(path)), toFile_(!path_.empty()), append_(append) {}
@@ -155,11 +154,6 @@ void HookableLogStream::Write(int32_t level, const std::string& text) {
     queue_.Push(std::move(record));  // full: silently lost
     // The host sees the line now rather than at the next poll.
     pause_.WakeSure();
-}
-
-void HookableLogStream::SetSink(Sink sink) {
-    std::unique_lock<std::shared_mutex> lock(sinkLock_);
-    sink_ = sink;
 }
 
 void HookableLogStream::Stop() {

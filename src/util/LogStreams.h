@@ -50,13 +50,11 @@ public:
 
     bool Started() const { return started_.load(); }
     bool ToFile() const { return toFile_; }
-    const std::string& Path() const { return path_; }
     uint32_t Pending() const { return queue_.Pending(); }
 
-    // Whether Write echoes to standard error (the debugger output of the original platform). On by
-    // default; process-wide. An addition for the library's own use.
+    // Whether Write echoes to standard error, where a developer watching the process sees the
+    // log without a file. On by default; process-wide.
     static void SetDebuggerOutput(bool enabled);
-    static bool DebuggerOutput();
 
 private:
     DebuggingLogStream(std::string path, bool append);
@@ -94,7 +92,6 @@ public:
     // Ends the dispatcher without draining: what is still queued is dropped. Idempotent.
     void Stop();
 
-    void SetSink(Sink sink);
     bool Started() const { return started_.load(); }
     uint32_t Pending() const { return queue_.Pending(); }
 

@@ -61,17 +61,6 @@ public:
         return count_;
     }
 
-    bool HasObserver(const Listener* listener) const {
-        std::shared_lock<std::shared_mutex> lock(lock_);
-        return std::find(observers_.begin(), observers_.end(), listener) != observers_.end();
-    }
-
-    // A copy of the list, in order.
-    std::vector<Listener*> Observers() const {
-        std::shared_lock<std::shared_mutex> lock(lock_);
-        return std::vector<Listener*>(observers_.begin(), observers_.end());
-    }
-
 private:
     std::list<Listener*> observers_;
     uint32_t count_ = 0;

@@ -148,7 +148,6 @@ std::vector<std::string> FindFilesInFolder(const std::string& folder, const std:
 std::string Stem(const std::string& path) { return ToPath(path).stem().string(); }
 std::string Extension(const std::string& path) { return ToPath(path).extension().string(); }
 std::string ParentPath(const std::string& path) { return ToPath(path).parent_path().string(); }
-std::string FileName(const std::string& path) { return ToPath(path).filename().string(); }
 
 std::string TimeStamp() {
     std::time_t now = std::time(nullptr);

@@ -34,18 +34,17 @@ std::string GetEnvironmentFolder(const std::string& name);
 std::string GetModulePath();
 
 // Names (not paths) of the regular files in `folder` that match one of the wildcard patterns
-// of `mask` ("*" and "?", case-insensitive like the original platform; the mask splits at
-// blank, tab, line feed and carriage return; an empty mask matches everything). Sorted, each
-// name once. Failures log "FindFilesInFolder - exception: %s" or
+// of `mask` ("*" and "?", case-insensitive, so that a host's mask finds the same files
+// whatever the case of their names; the mask splits at blank, tab, line feed and carriage
+// return; an empty mask matches everything). Sorted, each name once. Failures log "FindFilesInFolder - exception: %s" or
 // "FindFilesInFolder - unknown exception" and give what was found so far.
 std::vector<std::string> FindFilesInFolder(const std::string& folder, const std::string& mask);
 
 // Parts of a path: Stem("a/b.c.u3d") is "b.c", Extension("a/b.u3d") is ".u3d" (with the dot).
 std::string Stem(const std::string& path);
 std::string Extension(const std::string& path);
-// Folder part ("a/b.u3d" -> "a"), and the last part ("a/b.u3d" -> "b.u3d").
+// Folder part ("a/b.u3d" -> "a").
 std::string ParentPath(const std::string& path);
-std::string FileName(const std::string& path);
 
 // "{stem}_{TimeStamp()}_{counter:04d}{extension}" inside `folder` (joined with "/"; no folder
 // gives the bare name). The counter is process-wide and atomic; the first value is 1. The
@@ -62,7 +61,7 @@ std::string TimeStamp();
 std::string DumpFile(const std::string& path);
 
 // The message of errno (or of `code`): empty for 0; "Windows Error {:d}" when the system has
-// no text for it (the original's wording).
+// no text for it.
 std::string LastErrorText();
 std::string LastErrorText(int code);
 

@@ -93,8 +93,6 @@ bool SimpleFile::WriteBytes(const void* data, uint32_t count) {
     return std::fflush(file_) == 0 && ok;
 }
 
-bool SimpleFile::Flush() { return file_ != nullptr && std::fflush(file_) == 0; }
-
 std::shared_ptr<DataHolder<uint8_t>> ReadWholeFile(const std::string& path) {
     auto file = SimpleFile::Open(path, SimpleFile::Binary | SimpleFile::Read);
     if (!file) return nullptr;

@@ -50,7 +50,6 @@ public:
     // Binary write: needs Binary and Write or Append; flushes. An addition for the library's own use.
     bool WriteBytes(const void* data, uint32_t count);
 
-    bool Flush();
     FILE* Handle() const { return file_; }
     uint32_t Flags() const { return flags_; }
 

@@ -137,11 +137,6 @@ std::u16string Utf8ToWide(const char* text) {
     return Utf8ToWide(std::string_view(text));
 }
 
-size_t WideLength(const char16_t* text) {
-    if (text == nullptr) return 0;
-    return std::char_traits<char16_t>::length(text);
-}
-
 char16_t* MakeBstr(const char16_t* text, uint32_t length) {
     constexpr uint32_t kMaxUnits =
         (std::numeric_limits<uint32_t>::max() - sizeof(SystemStringHeader) - sizeof(char16_t)) /

@@ -24,9 +24,6 @@ std::string WideToUtf8(std::u16string_view text);
 std::u16string Utf8ToWide(const char* text);
 std::u16string Utf8ToWide(std::string_view text);
 
-// Number of code units of a NUL-terminated UTF-16 text; 0 for null.
-size_t WideLength(const char16_t* text);
-
 // ---- System strings -----------------------------------------------------------------------
 // A block from malloc: a uint32_t byte length, the UTF-16 code units, a 16-bit NUL. The
 // pointer handed out points at the text (just past the length), so it reads as a

@@ -44,8 +44,6 @@ public:
 
     void Invoke() override { Call(); }
 
-    T* TargetObject() const { return target_; }
-    const std::tuple<A...>& Arguments() const { return args_; }
 
 private:
     T* target_;

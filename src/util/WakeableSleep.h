@@ -2,10 +2,8 @@
 // A pause that another thread can cut short. Polling threads (the log writers, the thread run
 // loop) keep their fixed period when idle, but a stop or new work need not wait it out.
 //
-// Wake() takes no lock, so a wake that lands between a sleeper's check and its wait is lost
-// for that one period. WakeSure() passes through the lock first, so a sleeper that checked
-// `done` before the state changed is already waiting and gets the signal. Neither makes a
-// system call when nobody sleeps.
+// WakeSure() passes through the lock first, so a sleeper that checked `done` before the state
+// changed is already waiting and gets the signal. It makes no system call when nobody sleeps.
 
 #include <chrono>
 #include <condition_variable>
@@ -23,8 +21,6 @@ public:
         std::unique_lock<std::mutex> lock(mutex_);
         wake_.wait_for(lock, std::chrono::milliseconds(ms), done);
     }
-
-    void Wake() { wake_.notify_all(); }
 
     void WakeSure() {
         { std::lock_guard<std::mutex> lock(mutex_); }

@@ -8,6 +8,7 @@
 #include "format/AuthoringInterrupt.h"
 #include "format/AuthoringProgress.h"
 #include "format/FormatManager.h"
+#include "host/FormatRegistration.h"
 #include "support/LogCapture.h"
 #include "u3dwriter/U3DWriter.h"
 
@@ -16,6 +17,7 @@ using namespace U3DWriter;
 namespace {
 
 using namespace Velmora::FormatGlue;
+using Velmora::RegisterStandardFormats;
 using Velmora::Test::LogCapture;
 
 const std::string kU3D = std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d";

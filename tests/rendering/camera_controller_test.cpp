@@ -184,7 +184,7 @@ TEST_F(ControllerFixture, WalkCameraCarriesItsTargetAlong) {
     walk.type = CameraType::Walk;
     ASSERT_TRUE(controller.AddCamera(walk));
     ASSERT_TRUE(controller.ActivateCamera("Walk"));
-    controller.OnWheel(120, false);  // 10 units forward at grid 100
+    controller.Zoom(-0.1f);  // 10 units forward at grid 100
     for (int frame = 0; frame < 20; ++frame) controller.Render(false, scene, 0.0f, 0.05f);
     const SceneCamera& camera = controller.GetActiveCamera();
     EXPECT_NEAR(camera.GetEye()[2], 40.0f, 1e-4f);

@@ -141,11 +141,8 @@ TEST_F(NavigationFixture, FreeRotationKeepsTheEye) {
 
 TEST_F(NavigationFixture, PanningDragsTheSceneByTheViewDistance) {
     const Vec3 eye = Active().GetEye();
-    controller.OnSecondaryDown(400, 300);
-    controller.OnSecondaryMove(480, 300);  // a tenth of the width: 10 units at distance 100
-    controller.OnSecondaryMove(480, 360);  // a tenth of the height
-    controller.OnSecondaryUp();
-    EXPECT_FALSE(controller.IsPanning());
+    controller.PanBy(80.0f, 0.0f);  // a tenth of the width: 10 units at distance 100
+    controller.PanBy(0.0f, 60.0f);  // a tenth of the height
     const Vec3 moved = MathUtil::Sub(Active().GetEye(), eye);
     EXPECT_NEAR(MathUtil::Dot(moved, Active().GetRight()), 10.0f, 1e-4f);
     EXPECT_NEAR(MathUtil::Dot(moved, Active().GetUp()), 10.0f, 1e-4f);
@@ -160,11 +157,11 @@ TEST_F(NavigationFixture, WheelZoomsWithinTheClippingRange) {
     SceneCamera& camera = Active();
     const float scale = camera.GetMovementScale();
     ASSERT_FLOAT_EQ(scale, 100.0f);  // the grid
-    controller.OnWheel(120, false);  // positive: closer
+    controller.Zoom(-0.1f);  // closer
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), 100.0f - scale * 0.1f);
-    controller.OnWheel(-120, true);  // fine step back
+    controller.Zoom(0.01f);  // fine step back
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), 90.0f + scale * 0.01f);
-    for (int i = 0; i < 50; ++i) controller.OnWheel(120, false);
+    for (int i = 0; i < 50; ++i) controller.Zoom(-0.1f);
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), camera.GetNearClip() * 1.5f);
     // The camera approaches the target distance over the following frames.
     controller.Render(false, scene, 0.0f, 0.05f);
@@ -181,18 +178,12 @@ TEST_F(NavigationFixture, FixedCameraIgnoresWheelDragAndPan) {
     ASSERT_TRUE(controller.ActivateCamera("Fixed"));
     const Mat4 view = scene.view;
     const Mat4 projection = scene.projection;
-    CameraInput input;
-    input.flags = CameraInputFlag::Wheel | CameraInputFlag::PrimaryDown | CameraInputFlag::SecondaryDown;
-    input.wheelDelta = 120;
-    input.x = 500;
-    input.y = 100;
-    controller.ProcessInput(input);
-    input.flags = CameraInputFlag::PrimaryMove | CameraInputFlag::SecondaryMove;
-    input.x = 100;
-    controller.ProcessInput(input);
+    controller.Zoom(-0.1f);
+    controller.OnPrimaryDown(500, 100);
+    controller.OnPrimaryMove(100, 100);
+    controller.PanBy(-400.0f, 0.0f);
     controller.Render(false, scene, 0.0f, 0.05f);
     EXPECT_FALSE(controller.IsRotating());
-    EXPECT_FALSE(controller.IsPanning());
     EXPECT_EQ(scene.view, view);
     EXPECT_EQ(scene.projection, projection);
 }
@@ -206,12 +197,12 @@ TEST_F(NavigationFixture, OrthographicWheelScalesTheZoomWithinBounds) {
     info.orthoViewHeightFactor = 0.1f;
     ASSERT_TRUE(controller.AddCamera(info));
     ASSERT_TRUE(controller.ActivateCamera("Ortho"));
-    controller.OnWheel(120, false);
+    controller.Zoom(-0.1f);
     EXPECT_FLOAT_EQ(Active().GetOrthoZoom(), 2.2f);
     EXPECT_NEAR(Ndc(scene, {0, 60.0f / 4.4f, 0})[1], 1.0f, 1e-5f);
-    for (int i = 0; i < 200; ++i) controller.OnWheel(120, false);
+    for (int i = 0; i < 200; ++i) controller.Zoom(-0.1f);
     EXPECT_FLOAT_EQ(Active().GetOrthoZoom(), 200.0f);
-    for (int i = 0; i < 400; ++i) controller.OnWheel(-120, false);
+    for (int i = 0; i < 400; ++i) controller.Zoom(0.1f);
     EXPECT_FLOAT_EQ(Active().GetOrthoZoom(), 0.002f);
     // Orthographic cameras do not travel.
     const Mat4 view = scene.view;

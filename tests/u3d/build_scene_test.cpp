@@ -12,6 +12,7 @@
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
 #include "format/ProgressListener.h"
+#include "host/FormatRegistration.h"
 #include "rendering/LightModel.h"
 #include "rendering/MathUtil.h"
 #include "support/LogCapture.h"
@@ -67,7 +68,7 @@ class U3DSceneBuild : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(EnsureBuildContext());
-        Velmora::FormatGlue::RegisterStandardFormats();
+        Velmora::RegisterStandardFormats();
         AuthoringInterrupt::Reset();
     }
 };

@@ -257,7 +257,6 @@ TEST_F(FilesTest, StemAndExtension) {
     EXPECT_EQ(Extension("dir/noext"), "");
     EXPECT_EQ(Stem(".hidden"), ".hidden");
     EXPECT_EQ(ParentPath("a/b/c.png"), "a/b");
-    EXPECT_EQ(FileName("a/b/c.png"), "c.png");
 }
 
 TEST_F(FilesTest, UniqueFileNamesAndTimeStamp) {

@@ -24,7 +24,6 @@ public:
     void WriteU16(uint16_t value);
     void WriteI16(int16_t value) { WriteU16(static_cast<uint16_t>(value)); }
     void WriteU32(uint32_t value);
-    void WriteI32(int32_t value) { WriteU32(static_cast<uint32_t>(value)); }
     void WriteU64(uint64_t value);
     void WriteF32(float value);
     void WriteF64(double value);

@@ -5,6 +5,7 @@
 #include "host/CaptureProxy.h"
 #include "host/RenderThread.h"
 #include "host/exports/ExportGuard.h"
+#include "host/windowing/WindowClassRegistrar.h"
 #include "util/Logger.h"
 #include "util/Strings.h"
 
@@ -61,6 +62,8 @@ void ShutdownRenderer(void) {
         Velmora::RenderThread& renderThread = Velmora::RenderThread::Instance();
         if (renderThread.ListenerCount() > 0) return;
         renderThread.Stop();
+        // With the thread gone no window is left; the next start declares its classes anew.
+        Velmora::Windowing::WindowClassRegistrar::Instance().UnregisterAll();
     });
 }
 

@@ -7,26 +7,11 @@
 #include <cstdint>
 #include <mutex>
 
+#include "rendering/InputTarget.h"
+
 namespace Velmora::Windowing {
 
-// The camera side of navigation, implemented over the view's camera controller. Each action
-// is one complete step; the target marks its view for redraw where the step changed the
-// camera.
-class InputTarget {
-public:
-    virtual ~InputTarget() = default;
-    // False while the controller cannot navigate (fewer than two camera states).
-    virtual bool CanNavigate() const = 0;
-    // Wheel zoom by a signed fraction (orthographic scale or perspective distance); the
-    // target applies its own limits and skips cameras in a mode that forbids zooming.
-    virtual void Zoom(float step) = 0;
-    // Orbit drag of the primary button, in window pixels.
-    virtual void BeginDrag(int32_t x, int32_t y) = 0;
-    virtual void Drag(int32_t x, int32_t y) = 0;
-    virtual void EndDrag() = 0;
-    // Pan of the secondary button: the offset from the last anchor, in window pixels.
-    virtual void Pan(int32_t dx, int32_t dy) = 0;
-};
+using Rendering::InputTarget;
 
 class InputHandler {
 public:
@@ -62,7 +47,6 @@ public:
     void Process();
 
     void SetFineZoom(bool on) { fineZoom_ = on; }
-    bool FineZoom() const { return fineZoom_; }
     uint32_t ThreadId() const { return threadId_; }
     // A copy of the record not yet processed (for inspection).
     Pending PeekPending() const;

@@ -6,6 +6,7 @@
 #include <X11/Xlib.h>
 
 #include "host/windowing/X11Connection.h"
+#include "host/windowing/X11WindowSystem.h"
 #include "rendering/OpenGLContext.h"
 
 namespace Velmora::Windowing {
@@ -67,6 +68,10 @@ bool TranslateEvent(const XEvent& event, uint32_t& message, uintptr_t& wparam, i
         default: return false;
     }
 }
+
+// Every window derives from this class, so wherever windows are linked in, the renderer
+// finds them and the display they live on from the start.
+const bool kWindowSystemInstalled = (Rendering::WindowSystem::Install(&X11WindowSystem::Instance()), true);
 
 }  // namespace
 

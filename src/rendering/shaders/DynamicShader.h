@@ -54,12 +54,10 @@ public:
     };
 
     const std::string& GetName() const { return name_; }
-    const ShaderDescription& GetDescription() const { return description_; }
     bool IsInitialized() const { return initialised_; }
     uint32_t GetProgram() const { return program_; }
     const Locations& GetLocations() const { return locations_; }
     uint32_t GetMatricesBindingPoint() const { return matricesBinding_; }
-    uint32_t GetLightsBindingPoint() const { return lightsBinding_; }
 
     // Texture unit of the material table (a buffer texture).
     static constexpr int32_t kMaterialTextureUnit = 8;

@@ -1,0 +1,30 @@
+#include "host/FormatRegistration.h"
+
+#include <memory>
+
+#include "format/FormatManager.h"
+#include "format/PendingFormats.h"
+#include "u3d/Format_U3D.h"
+
+namespace Velmora {
+
+using FormatGlue::FormatManager;
+using FormatGlue::PendingFormat;
+
+void RegisterStandardFormats() {
+    static const bool registered = [] {
+        FormatManager& manager = FormatManager::Instance();
+        manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
+        manager.RegisterFormat({"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
+        manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<PendingFormat>("OBJ", nullptr), false});
+        return true;
+    }();
+    (void)registered;
+}
+
+namespace {
+// Formats register at library start.
+const int kStartupRegistration = (RegisterStandardFormats(), 0);
+}  // namespace
+
+}  // namespace Velmora
