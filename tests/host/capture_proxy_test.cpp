@@ -1,0 +1,451 @@
+// The capture proxy: its entries, its pictures of kept and third-party scenes, and damaged input.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "capture_library.h"
+#include "host/ApplicationNames.h"
+#include "host/CaptureProxy.h"
+#include "host/RenderThread.h"
+#include "support/LogCapture.h"
+#include "support/ScopedEnv.h"
+
+namespace {
+
+using Velmora::CaptureProxy;
+using Velmora::RenderThread;
+
+template <typename F>
+bool WaitFor(F condition) {
+    for (int i = 0; i < 500; ++i) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+struct Outcome {
+    std::atomic<int> calls{0};
+    std::atomic<int> success{-1};
+    std::atomic<uint32_t> handle{99};
+    std::atomic<uint32_t> tag{0};
+    std::thread::id thread;
+};
+Outcome g_outcome;
+
+void ResetOutcome() {
+    g_outcome.calls = 0;
+    g_outcome.success = -1;
+    g_outcome.handle = 99;
+    g_outcome.tag = 0;
+}
+
+void OnLoad(Kestrum::LoadSceneResult* result, int success) {
+    g_outcome.handle = result->sceneHandle;
+    g_outcome.tag = result->userTag;
+    g_outcome.success = success;
+    g_outcome.thread = std::this_thread::get_id();
+    ++g_outcome.calls;
+}
+void OnCapture(Kestrum::CaptureResult* result, int success) {
+    g_outcome.handle = result->sceneHandle;
+    g_outcome.tag = result->userTag;
+    g_outcome.success = success;
+    g_outcome.thread = std::this_thread::get_id();
+    ++g_outcome.calls;
+}
+void OnExport(Kestrum::ExportSceneResult* result, int success) {
+    g_outcome.handle = result->sceneHandle;
+    g_outcome.tag = result->userTag;
+    g_outcome.success = result->data == nullptr ? success : 7;  // 7: data where none belongs
+    g_outcome.thread = std::this_thread::get_id();
+    ++g_outcome.calls;
+}
+void OnHandle(uint32_t handle) {
+    g_outcome.handle = handle;
+    ++g_outcome.calls;
+}
+void OnDone() { ++g_outcome.calls; }
+
+class CaptureProxyTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetOutcome();
+        RenderThread::failRendererInitForTesting = false;
+    }
+    void TearDown() override {
+        RenderThread::failRendererInitForTesting = false;
+        // Let any unregistration that was queued run, then stop.
+        WaitFor([] { return RenderThread::Instance().ListenerCount() == 0; });
+        RenderThread::Instance().Stop();
+    }
+};
+
+TEST_F(CaptureProxyTest, LoadOfAMissingFileFailsAndReleasesTheThread) {
+    Velmora::Test::LogCapture capture;
+    Velmora::Utility::LoadSceneParameters load;
+    load.flags = load.FromFile;
+    load.path = "/nonexistent/dir/scene.u3d";
+    load.userTag = 31;
+    CaptureProxy::Instance().RequestLoadScene(load, OnLoad);
+    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
+    EXPECT_EQ(g_outcome.success.load(), 0);
+    EXPECT_EQ(g_outcome.handle.load(), 0u);
+    EXPECT_EQ(g_outcome.tag.load(), 31u);
+    EXPECT_NE(g_outcome.thread, std::this_thread::get_id());
+    EXPECT_TRUE(WaitFor([] { return CaptureProxy::Instance().RenderThreadId() == 0; }));
+}
+
+TEST_F(CaptureProxyTest, RefusedCapturesAnswerFailureOnTheRenderThread) {
+    CaptureProxy& proxy = CaptureProxy::Instance();
+    Velmora::Utility::CaptureParameters parameters;
+    parameters.load.flags = parameters.load.ByHandle;
+    parameters.load.sceneHandle = 5;
+    parameters.load.userTag = 8;
+    parameters.captureFlags = parameters.ToFile;
+    parameters.width = 0;  // refused
+    parameters.height = 10;
+    proxy.RequestCapture(parameters, OnCapture);
+    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
+    EXPECT_EQ(g_outcome.success.load(), 0);
+    EXPECT_EQ(g_outcome.tag.load(), 8u);
+    EXPECT_NE(g_outcome.thread, std::this_thread::get_id());
+    parameters.width = 10;
+    proxy.RequestCapture(parameters, OnCapture);
+    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 2; }));
+    EXPECT_EQ(g_outcome.success.load(), 0);
+    proxy.RequestUnloadAllScenes(nullptr);
+}
+
+TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
+    Velmora::Test::LogCapture capture;
+    RenderThread::failRendererInitForTesting = true;
+    CaptureProxy& proxy = CaptureProxy::Instance();
+    Velmora::Utility::LoadSceneParameters load;
+    load.flags = load.FromFile;
+    load.path = "/etc/hostname";
+    proxy.RequestLoadScene(load, OnLoad);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(g_outcome.calls.load(), 0);  // a load's callback is never called then
+    Velmora::Utility::CaptureParameters capture_;
+    capture_.load.userTag = 55;
+    capture_.captureFlags = capture_.ToMemory;
+    capture_.width = capture_.height = 16;
+    proxy.RequestCapture(capture_, OnCapture);
+    ASSERT_EQ(g_outcome.calls.load(), 1);  // at once, on this thread
+    EXPECT_EQ(g_outcome.thread, std::this_thread::get_id());
+    EXPECT_EQ(g_outcome.success.load(), 0);
+    EXPECT_EQ(g_outcome.tag.load(), 55u);
+    EXPECT_EQ(g_outcome.handle.load(), 0u);
+    Velmora::Utility::ExportParameters exportParameters;
+    exportParameters.load.flags = exportParameters.load.ByHandle;
+    exportParameters.load.sceneHandle = 17;
+    exportParameters.exportFlags = exportParameters.FormatPRC;
+    proxy.RequestExport(exportParameters, OnExport);
+    ASSERT_EQ(g_outcome.calls.load(), 2);
+    EXPECT_EQ(g_outcome.success.load(), 0);
+    EXPECT_EQ(g_outcome.handle.load(), 17u);
+    proxy.RequestUnloadScene(17, OnHandle);
+    proxy.RequestUnloadAllScenes(OnDone);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(g_outcome.calls.load(), 2);
+    EXPECT_EQ(RenderThread::Instance().ThreadId(), 0u);
+}
+
+using Velmora::Test::ScopedEnv;
+
+TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
+    Velmora::Test::LogCapture capture;
+    char pattern[] = "/tmp/kestrum_appdata_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    ScopedEnv appData("APPDATA", pattern);
+    Velmora::ApplicationNames::SetCompanyName("");
+    Velmora::ApplicationNames::SetApplicationName("Viewer");
+    const std::string first = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
+    const std::string second = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
+    const std::string folder = std::string(pattern) + "/Orsalind Ltd/Viewer/";
+    ASSERT_EQ(first.rfind(folder, 0), 0u) << first;
+    EXPECT_TRUE(std::filesystem::is_directory(folder));
+    const std::string name = first.substr(folder.size());
+    ASSERT_EQ(name.size(), std::string("engine.block_").size() + 14 + 1 + 4 + 4) << name;
+    EXPECT_EQ(name.rfind("engine.block_", 0), 0u);
+    EXPECT_EQ(name.substr(name.size() - 4), ".png");
+    EXPECT_NE(first, second);  // the counter keeps two names in one second apart
+    Velmora::ApplicationNames::SetApplicationName("");
+    EXPECT_EQ(CaptureProxy::GetCaptureFilePath("x.u3d").rfind(std::string(pattern) + "/Orsalind Ltd/Quillmere/", 0), 0u);
+    std::filesystem::remove_all(pattern);
+}
+
+using namespace KestrumCaptureTest;
+
+struct Reference {
+    const char* name;  // file stem in tests/host/images
+    std::string scene;
+    const char* camera;
+    int32_t width, height;
+    uint32_t background;
+    uint32_t lighting;
+};
+
+std::vector<Reference> References() {
+    return {
+        {"sample_front", SourceFile("scenes/sample.u3d"), "Front", 200, 150, 0xFFFFFF, 1},
+        {"sample_top_day", SourceFile("scenes/sample.u3d"), "Top", 160, 120, 0x202840, 3},
+        {"box_default", TestFile("box.u3d"), "DefaultView", 160, 120, 0xFFFFFF, 1},
+        {"texturelayers_default", TestFile("TextureLayers.u3d"), "DefaultView", 200, 150, 0xFFFFFF, 1},
+        {"views_view2", TestFile("views.u3d"), "View2", 160, 120, 0xE0E0E0, 1},
+        {"shading_cad", TestFile("shading.u3d"), "DefaultView", 200, 150, 0xFFFFFF, 10},
+    };
+}
+
+class CaptureImages : public CaptureTest, public testing::WithParamInterface<Reference> {};
+
+TEST_P(CaptureImages, MatchesTheKeptPicture) {
+    const Reference& ref = GetParam();
+    Request r = Request::File(ref.scene);
+    r.camera = ref.camera;
+    r.width = ref.width;
+    r.height = ref.height;
+    r.background = ref.background;
+    r.lighting = ref.lighting;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_EQ(a.success, 1);
+    const Picture captured = FromAnswer(a);
+    const std::string path = SourceFile(std::string("tests/host/images/") + ref.name + ".png");
+    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
+    if (write && *write == '1') {
+        ASSERT_TRUE(WritePng(path, captured)) << path;
+        GTEST_SKIP() << "wrote " << path;
+    }
+    Picture kept;
+    ASSERT_TRUE(ReadPng(path, kept)) << path;
+    ASSERT_EQ(kept.width, ref.width);
+    ASSERT_EQ(kept.height, ref.height);
+    const double share = DifferentShare(captured, kept, 12);
+    EXPECT_LT(share, 0.01) << ref.name;
+    if (share >= 0.01) WritePng("/tmp/" + std::string(ref.name) + "_actual.png", captured);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, CaptureImages, testing::ValuesIn(References()),
+                         [](const testing::TestParamInfo<Reference>& info) { return std::string(info.param.name); });
+
+// Files of faces.tsv that declare at least one CLOD mesh.
+std::vector<std::string> ClodFiles() {
+    std::vector<std::string> files;
+    std::ifstream in(TestFile("faces.tsv"));
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string name, size, faces, declarations;
+        if (std::getline(fields, name, '\t') && std::getline(fields, size, '\t') && std::getline(fields, faces, '\t') &&
+            std::getline(fields, declarations, '\t') && name.size() > 4 && declarations != "0" &&
+            std::isdigit(static_cast<unsigned char>(declarations[0])))
+            files.push_back(name);
+    }
+    return files;
+}
+
+class ClodFileCapture : public CaptureTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(ClodFileCapture, ShowsItsScene) {
+    Request r = Request::File(TestFile(GetParam()));
+    r.width = 128;
+    r.height = 96;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_TRUE(a.answered);
+    ASSERT_EQ(a.success, 1);
+    ASSERT_EQ(a.pixels.size(), 128u * 96u * 4u);
+    EXPECT_GE(SolidCoverage(FromAnswer(a), 0xFFFFFF), 40);
+}
+
+INSTANTIATE_TEST_SUITE_P(TestData, ClodFileCapture, testing::ValuesIn(ClodFiles()),
+                         [](const testing::TestParamInfo<std::string>& info) {
+                             std::string name = info.param.substr(0, info.param.size() - 4);
+                             for (char& c : name)
+                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                             return name;
+                         });
+
+using CaptureTestData = CaptureTest;
+
+// Pixels in which one channel leads both others by a clear margin: 0 red, 1 green, 2 blue.
+int Dominant(const Picture& p, int channel) {
+    static const int kBgraIndex[3] = {2, 1, 0};
+    int count = 0;
+    for (int32_t y = 0; y < p.height; ++y)
+        for (int32_t x = 0; x < p.width; ++x) {
+            const uint8_t* px = p.At(x, y);
+            const int lead = px[kBgraIndex[channel]];
+            const int a = px[kBgraIndex[(channel + 1) % 3]], b = px[kBgraIndex[(channel + 2) % 3]];
+            count += lead > a + 40 && lead > b + 40 ? 1 : 0;
+        }
+    return count;
+}
+
+TEST_F(CaptureTestData, TextureLayersShowsItsTextures) {
+    Request r = Request::File(TestFile("TextureLayers.u3d"));
+    r.camera = "DefaultView";
+    r.width = 320;
+    r.height = 240;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_EQ(a.success, 1);
+    const Picture p = FromAnswer(a);
+    EXPECT_GE(Dominant(p, 1), 30);
+    EXPECT_GE(Dominant(p, 2), 30);
+}
+
+TEST_F(CaptureTestData, ViewsOfAFileAreChosenByName) {
+    auto capture = [](const std::string& view) {
+        Request r = Request::File(TestFile("views.u3d"));
+        r.camera = view;
+        r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+        const Answer a = Capture(r);
+        EXPECT_EQ(a.success, 1) << view;
+        return FromAnswer(a);
+    };
+    std::vector<Picture> pictures;
+    for (const char* view : {"DefaultView", "View1", "View2", "View3", "View1"}) {
+        pictures.push_back(capture(view));
+        EXPECT_GE(SolidCoverage(pictures.back(), 0xFFFFFF), 40) << view;
+    }
+    EXPECT_LT(DifferentShare(pictures[1], pictures[4], 2), 0.001);
+    EXPECT_GT(DifferentShare(pictures[1], pictures[2], 8), 0.01);
+    EXPECT_GT(DifferentShare(capture(""), pictures[1], 8), 0.01);
+}
+
+TEST_F(CaptureTestData, SampleSceneViewsShowTheShapesFromTheirSides) {
+    const Answer loaded = Load(Request::File(SourceFile("scenes/sample.u3d")));
+    ASSERT_EQ(loaded.success, 1);
+    Request front = Request::ByHandle(loaded.handle);
+    front.camera = "Front";
+    front.width = 200;
+    front.height = 150;
+    const Answer a = Capture(front);
+    ASSERT_EQ(a.success, 1);
+    const Picture p = FromAnswer(a);
+    EXPECT_GE(Dominant(p, 0), 500);
+    EXPECT_GE(Dominant(p, 2), 500);
+    Request top = front;
+    top.camera = "Top";
+    const Answer b = Capture(top);
+    ASSERT_EQ(b.success, 1);
+    EXPECT_GT(DifferentShare(FromAnswer(b), p, 8), 0.05);
+}
+
+struct Tally {
+    int loaded = 0;
+    int failed = 0;
+};
+
+// Loads the bytes from memory, captures a small picture and unloads in one request.
+// Returns false only when the library did not answer.
+bool CaptureBytes(const std::vector<uint8_t>& bytes, Tally& tally) {
+    Request r;
+    r.loadFlags = Kestrum::KESTRUM_LOAD_FROM_MEMORY;
+    r.data = bytes;
+    r.width = 32;
+    r.height = 24;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    if (!a.answered) return false;
+    if (a.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE) {
+        ++tally.loaded;
+        // A scene that loaded is drawn like any other.
+        EXPECT_EQ(a.success, 1);
+        EXPECT_EQ(a.pixelBytes, 32u * 24u * 4u);
+    } else {
+        ++tally.failed;
+        EXPECT_EQ(a.success, 0);
+    }
+    return true;
+}
+
+class CaptureMalformed : public CaptureTest {
+protected:
+    // After a batch nothing may be left: the proxy has let go, so an unload goes unanswered.
+    void ExpectNothingLoaded() {
+        Settle();
+        EXPECT_FALSE(UnloadAll(300));
+    }
+};
+
+TEST_F(CaptureMalformed, TruncatedFilesLoadWhatTheyCanOrFailWithAMessage) {
+    for (const std::string& path : {SourceFile("scenes/sample.u3d"), TestFile("box_ta.u3d"), TestFile("shading.u3d")}) {
+        const std::vector<uint8_t> whole = ReadBytes(path);
+        ASSERT_GT(whole.size(), 64u) << path;
+        Tally tally;
+        const size_t step = std::max<size_t>(1, whole.size() / 50);
+        for (size_t length = 1; length < whole.size(); length += length < 40 ? 3 : step) {
+            SCOPED_TRACE(path + " cut at " + std::to_string(length));
+            ASSERT_TRUE(CaptureBytes(std::vector<uint8_t>(whole.begin(), whole.begin() + length), tally));
+        }
+        EXPECT_GT(tally.failed, 0) << path;
+        ExpectNothingLoaded();
+    }
+}
+
+TEST_F(CaptureMalformed, FlippedBytesNeverCrash) {
+    std::mt19937 random(20261121);
+    for (const std::string& path :
+         {SourceFile("scenes/sample.u3d"), TestFile("TextureLayers.u3d"), TestFile("sphere_ta_subdivmod.u3d"),
+          TestFile("lineset.u3d"), TestFile("pointset.u3d")}) {
+        const std::vector<uint8_t> whole = ReadBytes(path);
+        ASSERT_FALSE(whole.empty()) << path;
+        Tally tally;
+        for (int round = 0; round < 40; ++round) {
+            std::vector<uint8_t> bytes = whole;
+            const int flips = 1 + round % 8;
+            for (int f = 0; f < flips; ++f) bytes[4 + random() % (bytes.size() - 4)] ^= uint8_t(1 + random() % 255);
+            SCOPED_TRACE(path + " round " + std::to_string(round));
+            ASSERT_TRUE(CaptureBytes(bytes, tally));
+        }
+        EXPECT_EQ(tally.loaded + tally.failed, 40);
+        ExpectNothingLoaded();
+    }
+}
+
+TEST_F(CaptureMalformed, AbsurdCountsAtEveryWordOfTheSampleScene) {
+    const std::vector<uint8_t> whole = ReadBytes(SourceFile("scenes/sample.u3d"));
+    ASSERT_FALSE(whole.empty());
+    Tally tally;
+    for (size_t offset = 4; offset + 4 <= whole.size(); offset += 4) {
+        std::vector<uint8_t> bytes = whole;
+        const uint32_t value = (offset / 4) % 2 ? 0xFFFFFFFFu : 0x7FFFFFF0u;
+        std::memcpy(bytes.data() + offset, &value, 4);
+        SCOPED_TRACE("word at " + std::to_string(offset));
+        ASSERT_TRUE(CaptureBytes(bytes, tally));
+    }
+    EXPECT_GT(tally.loaded, 0);
+    EXPECT_GT(tally.failed, 0);
+    ExpectNothingLoaded();
+}
+
+TEST_F(CaptureMalformed, EmptyAndTinyFilesFailCleanly) {
+    char pattern[] = "/tmp/kestrum_malformed_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::string folder = pattern;
+    const std::string empty = folder + "/empty.u3d", header = folder + "/header.u3d";
+    std::ofstream(empty).close();
+    std::ofstream(header, std::ios::binary).write("U3D\0\0\0\0\0", 8);
+    for (const std::string& path : {empty, header}) {
+        const Answer a = Load(Request::File(path));
+        ASSERT_TRUE(a.answered) << path;
+        EXPECT_EQ(a.success, 0) << path;
+    }
+    std::filesystem::remove_all(folder);
+    ExpectNothingLoaded();
+}
+
+}  // namespace

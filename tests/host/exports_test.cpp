@@ -1,0 +1,442 @@
+// The exported interface through the built library: names, logging, loads, captures and exports.
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "Kestrum.h"
+#include "capture_library.h"
+#include "support/ScopedEnv.h"
+
+namespace {
+
+using namespace Kestrum;
+
+std::mutex g_logMutex;
+std::string g_log;
+
+void Hook(void*, int32_t, KestrumSystemString message) {
+    std::lock_guard<std::mutex> lock(g_logMutex);
+    for (const char16_t* p = message; *p; ++p) g_log.push_back(*p < 128 ? static_cast<char>(*p) : '?');
+}
+
+struct Exports {
+    void* handle = nullptr;
+    template <typename F>
+    F Get(const char* name) {
+        return reinterpret_cast<F>(dlsym(handle, name));
+    }
+};
+
+class ExportsTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        lib.handle = dlopen(KESTRUM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(lib.handle, nullptr) << dlerror();
+        lib.Get<KestrumFn_SetLoggingHook>("SetLoggingHook")(nullptr, Hook);
+        lib.Get<KestrumFn_SetLogLevel>("SetLogLevel")(5);
+    }
+    void SetUp() override {
+        ASSERT_NE(lib.handle, nullptr);
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        g_log.clear();
+    }
+    // Waits up to two seconds for the hook to have delivered `text`.
+    static bool LogSaw(const std::string& text) {
+        for (int i = 0; i < 200; ++i) {
+            {
+                std::lock_guard<std::mutex> lock(g_logMutex);
+                if (g_log.find(text) != std::string::npos) return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+    static bool LogHas(const std::string& text) {
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        return g_log.find(text) != std::string::npos;
+    }
+    static Exports lib;
+};
+Exports ExportsTest::lib;
+
+ExportSceneResult g_exportResult;
+std::atomic<int> g_exportCalls{0};
+std::atomic<int> g_exportSuccess{-1};
+void OnExport(ExportSceneResult* result, int success) {
+    g_exportResult = *result;
+    g_exportSuccess = success;
+    ++g_exportCalls;
+}
+
+TEST_F(ExportsTest, ExportWithoutAHandleGoesToTheCaptureProxy) {
+    ExportParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.load.flags = KESTRUM_LOAD_FROM_FILE;
+    parameters.load.path = u"/nonexistent/x.prc";
+    parameters.load.userTag = 5;
+    parameters.exportFlags = KESTRUM_EXPORT_PRC;
+    auto* proxy = reinterpret_cast<RenderProxy3D*>(uintptr_t{0x10});
+    lib.Get<KestrumFn_ExportScene>("ExportScene")(0, proxy, parameters, OnExport);
+    for (int i = 0; i < 300 && g_exportCalls.load() == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(g_exportCalls.load(), 1);
+    EXPECT_EQ(g_exportSuccess.load(), 0);
+    EXPECT_EQ(g_exportResult.userTag, 5u);
+    EXPECT_EQ(g_exportResult.data, nullptr);
+    lib.Get<KestrumFn_ShutdownRenderer>("ShutdownRenderer")();
+}
+
+std::atomic<int> g_loadCalls{0};
+std::atomic<int> g_loadSuccess{-1};
+void OnLoad(LoadSceneResult*, int success) {
+    g_loadSuccess = success;
+    ++g_loadCalls;
+}
+
+TEST_F(ExportsTest, MemoryLoadWithoutBytesReportsFailure) {
+    LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    load.flags = KESTRUM_LOAD_FROM_MEMORY;
+    load.data = "x";
+    load.dataSize = 0;
+    lib.Get<KestrumFn_LoadCaptureScene>("LoadCaptureScene")(0xFFFFFFFF, load, OnLoad);
+    for (int i = 0; i < 300 && g_loadCalls.load() == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(g_loadCalls.load(), 1);
+    EXPECT_EQ(g_loadSuccess.load(), 0);
+    lib.Get<KestrumFn_ShutdownRenderer>("ShutdownRenderer")();
+}
+
+TEST_F(ExportsTest, NamesRoundTripAndEmptyIsAValidString) {
+    auto set = lib.Get<KestrumFn_SetCompanyName>("SetCompanyName");
+    auto get = lib.Get<KestrumFn_GetCompanyName>("GetCompanyName");
+    auto release = lib.Get<KestrumFn_FreeSystemString>("FreeSystemString");
+    set(0, u"K\u00f6ln \U0001F600");
+    KestrumSystemString name = get();
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(std::u16string(name), u"K\u00f6ln \U0001F600");
+    release(name);
+    set(0, nullptr);
+    name = get();
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(name[0], u'\0');
+    release(name);
+}
+
+TEST_F(ExportsTest, ShutdownStopsTheThreadOnceNoListenerIsLeft) {
+    LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    load.flags = KESTRUM_LOAD_FROM_FILE;
+    load.path = u"";
+    const int before = g_loadCalls.load();
+    lib.Get<KestrumFn_LoadCaptureScene>("LoadCaptureScene")(0, load, OnLoad);
+    for (int i = 0; i < 300 && g_loadCalls.load() == before; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(g_loadCalls.load(), before + 1);
+    {
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        g_log.clear();
+    }
+    lib.Get<KestrumFn_ShutdownRenderer>("ShutdownRenderer")();
+    EXPECT_TRUE(LogSaw("Shutting down renderer\n"));
+}
+
+using namespace KestrumCaptureTest;
+using Kestrum::KESTRUM_CAPTURE_TO_FILE;
+using Kestrum::KESTRUM_CAPTURE_TO_MEMORY;
+using Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+using Kestrum::KESTRUM_CAPTURE_VALID_OUTPUT_PATH;
+using Kestrum::KESTRUM_CAPTURE_VALID_PIXELS;
+using Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE;
+using Kestrum::KESTRUM_CAPTURE_VALID_SCENE_PATH;
+
+const std::string kSample = SourceFile("scenes/sample.u3d");
+
+// A fresh folder for one test, removed with it.
+class TempFolder {
+public:
+    TempFolder() {
+        char pattern[] = "/tmp/kestrum_capture_XXXXXX";
+        path = mkdtemp(pattern) ? pattern : "";
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        if (!path.empty()) std::filesystem::remove_all(path, ignored);
+    }
+    std::string path;
+};
+
+std::string Magic(const std::string& path) {
+    std::vector<uint8_t> bytes = ReadBytes(path);
+    bytes.resize(std::min<size_t>(bytes.size(), 4));
+    return std::string(bytes.begin(), bytes.end());
+}
+
+using CaptureExports = CaptureTest;
+
+TEST_F(CaptureExports, MemoryCaptureGivesFourBytesAPixelAndReportsTheNewScene) {
+    Request r = Request::File(kSample);
+    r.width = 161;  // odd sizes catch row padding
+    r.height = 97;
+    r.userTag = 4242;
+    r.captureFlags = KESTRUM_CAPTURE_TO_MEMORY | KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_TRUE(a.answered);
+    ASSERT_EQ(a.success, 1);
+    EXPECT_EQ(a.pixelBytes, 161u * 97u * 4u);
+    EXPECT_EQ(a.pixels.size(), 161u * 97u * 4u);
+    EXPECT_EQ(a.width, 161);
+    EXPECT_EQ(a.height, 97);
+    EXPECT_EQ(a.userTag, 4242u);
+    EXPECT_NE(a.handle, 0u);
+    EXPECT_EQ(a.validFields,
+              KESTRUM_CAPTURE_VALID_SCENE_HANDLE | KESTRUM_CAPTURE_VALID_SCENE_PATH | KESTRUM_CAPTURE_VALID_PIXELS);
+    EXPECT_EQ(a.scenePath, kSample);
+    EXPECT_GT(SolidCoverage(FromAnswer(a), 0xFFFFFF), 161 * 97 / 10);
+    for (size_t i = 3; i < a.pixels.size(); i += 4) ASSERT_EQ(a.pixels[i], 255) << i;
+}
+
+TEST_F(CaptureExports, BackgroundColourFillsWhatTheSceneDoesNotCover) {
+    Request r = Request::File(kSample);
+    r.background = 0x3366CC;
+    r.captureFlags = KESTRUM_CAPTURE_TO_MEMORY | KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_EQ(a.success, 1);
+    const Picture p = FromAnswer(a);
+    for (auto [x, y] : {std::pair{2, 2}, std::pair{p.width - 3, 2}, std::pair{2, p.height - 3}}) {
+        const uint8_t* px = p.At(x, y);
+        EXPECT_FALSE(Differs(px, 0x3366CC, 2)) << x << "," << y << ": " << int(px[2]) << " " << int(px[1]) << " " << int(px[0]);
+    }
+}
+
+TEST_F(CaptureExports, UnloadFlagLeavesNothingLoaded) {
+    const Answer keeper = Load(Request::File(TestFile("box.u3d")));
+    ASSERT_EQ(keeper.success, 1);
+    Request r = Request::File(kSample);
+    r.captureFlags = KESTRUM_CAPTURE_TO_MEMORY | KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer captured = Capture(r);
+    ASSERT_EQ(captured.success, 1);
+    ASSERT_NE(captured.handle, keeper.handle);
+    lib.ClearLog();
+    EXPECT_TRUE(Unload(captured.handle));
+    EXPECT_EQ(Capture(Request::ByHandle(captured.handle)).success, 0);
+    EXPECT_TRUE(Unload(keeper.handle));
+    Settle();
+    EXPECT_FALSE(Unload(keeper.handle, 300));
+}
+
+TEST_F(CaptureExports, SamePathTwiceByHandleSharesOneSceneWithTwoReferences) {
+    Request r = Request::File(kSample);
+    r.loadFlags = Kestrum::KESTRUM_LOAD_BY_HANDLE | Kestrum::KESTRUM_LOAD_FROM_FILE;
+    const Answer first = Load(r);
+    ASSERT_EQ(first.success, 1);
+    lib.ClearLog();
+    const Answer second = Load(r);
+    ASSERT_EQ(second.success, 1);
+    EXPECT_EQ(second.handle, first.handle);
+    EXPECT_TRUE(Unload(first.handle));
+    EXPECT_EQ(Capture(Request::ByHandle(first.handle)).success, 1);
+    EXPECT_TRUE(Unload(first.handle));
+    EXPECT_EQ(Capture(Request::ByHandle(first.handle)).success, 0);
+}
+
+TEST_F(CaptureExports, FileFormatFollowsTheExtension) {
+    TempFolder folder;
+    const Answer loaded = Load(Request::File(kSample));
+    ASSERT_EQ(loaded.success, 1);
+    const std::string png = "\x89PNG", jpeg = "\xFF\xD8\xFF", tiff = "II*";
+    for (auto [name, magic] : {std::pair{"a.png", png}, std::pair{"b.jpg", jpeg}, std::pair{"c.JPEG", jpeg},
+                               std::pair{"d.tif", tiff}, std::pair{"e.tiff", tiff}, std::pair{"f.unknown", png}}) {
+        Request r = Request::ByHandle(loaded.handle);
+        r.captureFlags = KESTRUM_CAPTURE_TO_FILE;
+        r.outputPath = folder.path + "/" + name;
+        const Answer a = Capture(r);
+        ASSERT_EQ(a.success, 1) << name;
+        EXPECT_EQ(a.outputPath, r.outputPath);
+        EXPECT_EQ(a.validFields, KESTRUM_CAPTURE_VALID_SCENE_HANDLE | KESTRUM_CAPTURE_VALID_OUTPUT_PATH) << name;
+        EXPECT_TRUE(a.pixels.empty());
+        EXPECT_EQ(Magic(r.outputPath).substr(0, magic.size()), magic) << name;
+    }
+    Picture p;
+    ASSERT_TRUE(ReadPng(folder.path + "/a.png", p));
+    EXPECT_EQ(p.width, 160);
+    EXPECT_EQ(p.height, 120);
+    EXPECT_GT(SolidCoverage(p, 0xFFFFFF), 160 * 120 / 10);
+}
+
+using Velmora::Test::ScopedEnv;
+
+std::mutex g_progressMutex;
+std::vector<std::pair<float, uint32_t>> g_progress;
+
+void OnProgress(float percent, uint32_t tag) {
+    std::lock_guard<std::mutex> lock(g_progressMutex);
+    g_progress.emplace_back(percent, tag);
+}
+
+TEST_F(CaptureExports, LoadProgressRisesToAHundredWithTheRequestsTag) {
+    {
+        std::lock_guard<std::mutex> lock(g_progressMutex);
+        g_progress.clear();
+    }
+    Request r = Request::File(TestFile("bearing.u3d"));
+    r.progress = OnProgress;
+    r.userTag = 77;
+    ASSERT_EQ(Load(r).success, 1);
+    std::lock_guard<std::mutex> lock(g_progressMutex);
+    ASSERT_FALSE(g_progress.empty());
+    EXPECT_EQ(g_progress.back().first, 100.0f);
+    for (size_t i = 0; i < g_progress.size(); ++i) {
+        EXPECT_EQ(g_progress[i].second, 77u);
+        if (i > 0) {
+            EXPECT_GE(g_progress[i].first, g_progress[i - 1].first);
+        }
+    }
+}
+
+TEST_F(CaptureExports, LoadFailuresAnswerWithTheirMessages) {
+    Answer a = Load(Request::File("/nonexistent/scene.u3d"));
+    ASSERT_TRUE(a.answered);
+    EXPECT_EQ(a.success, 0);
+    EXPECT_EQ(a.handle, 0u);
+    TempFolder folder;
+    const std::string junk = folder.path + "/junk.u3d";
+    std::ofstream(junk) << "this is no scene at all";
+    a = Load(Request::File(junk));
+    EXPECT_EQ(a.success, 0);
+}
+
+TEST_F(CaptureExports, RefusedRequestsFailWithoutLoading) {
+    Request r = Request::File(kSample);
+    r.width = 0;
+    EXPECT_EQ(Capture(r).success, 0);
+    r.width = 16;
+    r.captureFlags = KESTRUM_CAPTURE_UNLOAD_AFTER;  // neither file nor memory
+    EXPECT_EQ(Capture(r).success, 0);
+    Request none = Request::ByHandle(0);
+    EXPECT_EQ(Capture(none).success, 0);
+}
+
+TEST_F(CaptureExports, ExportRoutesToTheFormatsAndReportsTheirRefusal) {
+    const Answer loaded = Load(Request::File(kSample));
+    ASSERT_EQ(loaded.success, 1);
+    Request byHandle = Request::ByHandle(loaded.handle);
+    byHandle.userTag = 9;
+    Answer a = Export(byHandle, Kestrum::KESTRUM_EXPORT_U3D);
+    ASSERT_TRUE(a.answered);
+    EXPECT_EQ(a.success, 0);
+    EXPECT_EQ(a.handle, loaded.handle);
+    EXPECT_EQ(a.userTag, 9u);
+    EXPECT_FALSE(a.exportData);
+    a = Export(byHandle, Kestrum::KESTRUM_EXPORT_OPTION_A);
+    EXPECT_EQ(a.success, 0);
+    EXPECT_EQ(Capture(Request::ByHandle(loaded.handle)).success, 1);
+    a = Export(Request::File(kSample), Kestrum::KESTRUM_EXPORT_OBJ);
+    EXPECT_EQ(a.success, 0);
+    ASSERT_NE(a.handle, 0u);
+    EXPECT_NE(a.handle, loaded.handle);
+    lib.ClearLog();
+    EXPECT_TRUE(Unload(a.handle));
+}
+
+std::string KestrumProgram() {
+    const std::string library = KESTRUM_LIBRARY_PATH;
+    return library.substr(0, library.rfind("/src/")) + "/tools/kestrum";
+}
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs kestrum with the arguments (already quoted as needed), stdout and stderr apart.
+Outcome Kestrum(const std::string& arguments, const std::string& folder) {
+    Outcome run;
+    const std::string errFile = folder + "/stderr.txt";
+    const std::string command = "APPDATA='" + folder + "' '" + KestrumProgram() + "' " + arguments + " 2>'" + errFile + "'";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return run;
+    char buffer[4096];
+    size_t n = 0;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const std::vector<uint8_t> err = ReadBytes(errFile);
+    run.err.assign(err.begin(), err.end());
+    return run;
+}
+
+class KestrumTool : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(std::filesystem::exists(KestrumProgram())) << KestrumProgram() << ": build the kestrum target";
+        char pattern[] = "/tmp/kestrum_tool_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        folder = pattern;
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+    std::string folder;
+};
+
+TEST_F(KestrumTool, CapturesASceneToTheFileItIsGiven) {
+    const std::string out = folder + "/sample.png";
+    const Outcome run = Kestrum("capture '" + SourceFile("scenes/sample.u3d") + "' -o '" + out +
+                                "' --size 96x64 --background 102030 --camera Top",
+                            folder);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, out + "\n");
+    Picture p;
+    ASSERT_TRUE(ReadPng(out, p));
+    EXPECT_EQ(p.width, 96);
+    EXPECT_EQ(p.height, 64);
+    EXPECT_FALSE(Differs(p.At(1, 1), 0x102030, 2));
+    EXPECT_GT(SolidCoverage(p, 0x102030), 96 * 64 / 10);
+    EXPECT_NE(run.err.find("100%"), std::string::npos) << run.err;
+}
+
+TEST_F(KestrumTool, ASceneThatDoesNotLoadEndsWithAnError) {
+    const Outcome missing = Kestrum("capture /nonexistent/scene.u3d -o '" + folder + "/x.png'", folder);
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("did not load"), std::string::npos) << missing.err;
+    EXPECT_NE(missing.err.find("CaptureProxy::DoLoadScene: Invalid filename"), std::string::npos) << missing.err;
+    EXPECT_FALSE(std::filesystem::exists(folder + "/x.png"));
+    const Outcome info = Kestrum("info /nonexistent/scene.u3d", folder);
+    EXPECT_EQ(info.status, 1);
+}
+
+std::atomic<int> g_loaded{-1};
+
+void OnLoad(Kestrum::LoadSceneResult*, int success) { g_loaded = success; }
+
+[[noreturn]] void LoadThenExit() {
+    void* library = dlopen(KESTRUM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) std::_Exit(2);
+    auto load = reinterpret_cast<Kestrum::KestrumFn_LoadCaptureScene>(dlsym(library, "LoadCaptureScene"));
+    if (load == nullptr) std::_Exit(3);
+    const std::string path = std::string(KESTRUM_SOURCE_DIR) + "/scenes/sample.u3d";
+    std::u16string wide(path.begin(), path.end());
+    Kestrum::LoadSceneParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.flags = 2;  // from file
+    parameters.path = wide.c_str();
+    load(0, parameters, OnLoad);
+    for (int i = 0; i < 3000 && g_loaded.load() < 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::exit(g_loaded.load() == 1 ? 0 : 4);  // static destructors run with the thread alive
+}
+
+TEST(ProcessExit, WithSceneLoadedAndRenderThreadRunningEndsCleanly) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(LoadThenExit(), ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

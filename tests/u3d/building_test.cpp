@@ -1,0 +1,648 @@
+// Building scenes from read files: meshes, shading, models, cameras and lights.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+
+#include "build_support.h"
+#include "format/AuthoringInterrupt.h"
+#include "format/FormatManager.h"
+#include "format/ProgressListener.h"
+#include "rendering/LightModel.h"
+#include "rendering/MathUtil.h"
+#include "support/LogCapture.h"
+#include "u3d/AuthoringPool_U3D.h"
+#include "u3d/BlockBase.h"
+#include "u3d/CLODMeshBuilder.h"
+#include "u3d/ShaderStateBuilder.h"
+
+namespace {
+
+using namespace Velmora::U3D;
+using Velmora::Rendering::MeshCreationInfo;
+using Velmora::Test::LogCapture;
+using Velmora::U3D::Test::MeshMaker;
+namespace VA = Velmora::Rendering::VertexAttribute;
+
+// Square in the z = 0 plane, two faces, positions 0..3.
+void AddSquare(MeshMaker& maker, uint32_t secondShadingId = 0) {
+    auto& data = maker.Data();
+    data.positions = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    maker.AddFace(0, 1, 2, 0);
+    maker.AddFace(0, 2, 3, secondShadingId);
+}
+
+TEST(CLODMeshBuild, FlatNormalsAreGeneratedPerFaceWhenTheMeshHasNone) {
+    MeshMaker maker("square", 2);
+    AddSquare(maker);
+    maker.Data().positions.push_back({0, 0, 1});
+    maker.Data().positions.push_back({0, 1, 1});
+    maker.AddFace(4, 5, 0);
+    maker.decl->faceCount = 3;
+    LogCapture log;
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::GenerateMissing, info, oom));
+    ASSERT_EQ(info.subObjects.size(), 1u);
+    const auto& sub = info.subObjects[0];
+    EXPECT_EQ(sub.attributes, VA::Position | VA::Normal);
+    ASSERT_EQ(sub.vertices->Count(), 9u);
+    ASSERT_EQ(sub.vertices->Stride(), 6u);
+    for (uint32_t v = 0; v < 6; ++v) {
+        const float* row = sub.vertices->Row(v);
+        EXPECT_FLOAT_EQ(row[3], 0.0f);
+        EXPECT_FLOAT_EQ(row[4], 0.0f);
+        EXPECT_FLOAT_EQ(row[5], 1.0f) << "vertex " << v;
+    }
+    for (uint32_t v = 6; v < 9; ++v) EXPECT_FLOAT_EQ(sub.vertices->Row(v)[3], -1.0f);
+    EXPECT_FLOAT_EQ(sub.vertices->Row(4)[0], 1.0f);
+    EXPECT_FLOAT_EQ(sub.vertices->Row(4)[1], 1.0f);
+}
+
+TEST(CLODMeshBuild, NormalModesDecideBetweenReadAndGeneratedNormals) {
+    MeshMaker maker("n", 2);
+    AddSquare(maker);
+    maker.decl->normalCount = 4;
+    maker.decl->meshAttributes = 0;
+    maker.Data().normals = {{0, 0, -1}, {0, 0, -1}, {0, 0, -1}, {0, 0, -1}};
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::GenerateMissing, info, oom));
+    EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(0)[5], -1.0f) << "normals as read";
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AlwaysGenerate, info, oom));
+    EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(0)[5], 1.0f) << "generated, ignoring the read ones";
+    maker.decl->normalCount = 0;
+    maker.decl->meshAttributes = CLODMeshData::kNoNormals;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AsRead, info, oom));
+    EXPECT_EQ(info.subObjects[0].attributes, VA::Position);
+}
+
+TEST(CLODMeshBuild, SingleShadingIdIsSizedForDeclaredFacesWithZeroTail) {
+    MeshMaker maker("short", 5);
+    AddSquare(maker);
+    maker.Data().positions[0] = {7, 8, 9};
+    LogCapture log;
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AsRead, info, oom));
+    const auto& v = *info.subObjects[0].vertices;
+    ASSERT_EQ(v.Count(), 15u);
+    EXPECT_FLOAT_EQ(v.Row(0)[0], 7.0f);
+    for (uint32_t r = 6; r < 15; ++r)
+        for (uint32_t k = 0; k < v.Stride(); ++k) ASSERT_EQ(v.Row(r)[k], 0.0f);
+    maker.decl->faceCount = 0xFFFFFFF0u;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AsRead, info, oom));
+    EXPECT_EQ(info.subObjects[0].vertices->Count(), (2u + kMaxMissingFaces) * 3u);
+}
+
+TEST(CLODMeshBuild, SeveralShadingIdsGetOneBufferEachWithTheirOwnLayout) {
+    MeshMaker maker("multi", 2, {0, 2});
+    AddSquare(maker, 1);
+    auto& data = maker.Data();
+    maker.decl->diffuseCount = 4;
+    maker.decl->texCoordCount = 4;
+    data.diffuseColors = {{1, 0, 0, 1}, {0, 1, 0, 1}, {0, 0, 1, 1}, {1, 1, 1, 1}};
+    data.texCoords = {{0, 0, 0, 0}, {0.5f, 0, 0, 0}, {0.5f, 0.5f, 0, 0}, {0, 0.5f, 0, 0}};
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AsRead, info, oom));
+    ASSERT_EQ(info.subObjects.size(), 2u);
+    EXPECT_EQ(info.subObjects[1].attributes, VA::Position | VA::Diffuse);
+    maker.decl->shadingDescriptions[0].layerCount = 1;
+    ASSERT_TRUE(BuildCLODMeshData(*maker.mesh, NormalMode::AsRead, info, oom));
+    EXPECT_EQ(info.subObjects[0].attributes, VA::Position | VA::Diffuse | VA::TexCoord(0));
+    EXPECT_EQ(info.subObjects[1].attributes, VA::Position | VA::Diffuse | VA::TexCoord(0) | VA::TexCoord(1));
+    ASSERT_EQ(info.subObjects[0].vertices->Count(), 3u);
+    ASSERT_EQ(info.subObjects[1].vertices->Count(), 3u);
+    const float* row = info.subObjects[1].vertices->Row(1);
+    EXPECT_FLOAT_EQ(row[0], 1.0f);
+    EXPECT_FLOAT_EQ(row[1], 1.0f);
+    EXPECT_FLOAT_EQ(row[5], 1.0f);  // blue of diffuse 2
+    EXPECT_FLOAT_EQ(row[7], 0.5f);
+    EXPECT_FLOAT_EQ(row[8], 0.5f);
+    const float* first = info.subObjects[1].vertices->Row(0);
+    EXPECT_FLOAT_EQ(first[9], 0.0f);  // layer 1 of corner 0 is coord 3: (0, 0.5)
+    EXPECT_FLOAT_EQ(first[10], 0.5f);
+}
+
+TEST(CLODMeshBuild, RefusesMeshesThatCannotBeBuilt) {
+    LogCapture log;
+    MeshCreationInfo info;
+    bool oom = false;
+    {
+        MeshMaker empty("empty", 2);
+        empty.Data();
+        EXPECT_FALSE(BuildCLODMeshData(*empty.mesh, NormalMode::AsRead, info, oom));
+    }
+    {
+        MeshMaker noShading("noshading", 2);
+        AddSquare(noShading);
+        noShading.decl->shadingCount = 0;
+        EXPECT_FALSE(BuildCLODMeshData(*noShading.mesh, NormalMode::AsRead, info, oom));
+    }
+    {
+        MeshMaker badId("badid", 2, {0, 0});
+        AddSquare(badId, 5);
+        EXPECT_FALSE(BuildCLODMeshData(*badId.mesh, NormalMode::AsRead, info, oom));
+        EXPECT_FALSE(oom);
+    }
+    {
+        MeshMaker wild("wild", 1);
+        wild.Data().positions = {{1, 1, 1}};
+        wild.AddFace(0, 1000, 70000);
+        ASSERT_TRUE(BuildCLODMeshData(*wild.mesh, NormalMode::AsRead, info, oom));
+        EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(1)[0], 0.0f);
+    }
+}
+
+namespace Flags = Velmora::Rendering::ShaderFlags;
+
+AuthorShader TwoLayerShader() {
+    AuthorShader shader;
+    shader.name = "s";
+    shader.attributes = ShaderAttribute::Lighting | ShaderAttribute::AlphaTest;
+    shader.alphaTestFunction = 0x612;
+    shader.alphaTestReference = 0.25f;
+    shader.colorBlendFunction = 0x605;
+    shader.shaderChannels = 0x5;  // bits 0 and 2: records 0 and 1
+    shader.layerCount = 2;
+    shader.alphaTextureChannels = 0x4;
+    shader.materialName = "mat";
+    shader.layers.resize(2);
+    shader.layers[0].textureName = "t0";
+    shader.layers[0].intensity = 0.5f;
+    shader.layers[0].blendFunction = 2;
+    shader.layers[1].textureName = "t1";
+    shader.layers[1].intensity = 1.0f;
+    shader.layers[1].blendFunction = 1;
+    shader.layers[1].blendSource = 1;
+    shader.layers[1].blendConstant = 0.75f;
+    return shader;
+}
+
+TEST(GroupShading, PackedLayersFollowTheChannelBits) {
+    const AuthorShader shader = TwoLayerShader();
+    LogCapture log;
+    const uint32_t attributes = VA::Position | VA::Normal | VA::TexCoord(0) | VA::TexCoord(1);
+    const GroupShading state = MakeGroupShading(attributes, &shader, "mesh");
+    const auto& d = state.description;
+    EXPECT_EQ(d.blendMode, 2u);
+    EXPECT_EQ(d.alphaFunction, 3u);
+    EXPECT_FLOAT_EQ(d.alphaReference, 0.25f);
+    EXPECT_EQ(d.textureLayers, 0x3u);
+    EXPECT_EQ(d.layerBlend[0], 0u);
+    EXPECT_EQ(d.layerBlend[1], 1u | 0x4u | 0x8u);
+    EXPECT_FLOAT_EQ(d.texIntensity[0], 0.5f);
+    EXPECT_FLOAT_EQ(d.blendingConstant[1], 0.75f);
+    EXPECT_EQ(state.textureNames[0], "t0");
+    EXPECT_EQ(state.textureNames[1], "t1");
+    EXPECT_EQ(state.materialName, "mat");
+    EXPECT_TRUE(state.transparent);
+}
+
+TEST(GroupShading, LayerCountMismatchTakesTheSmaller) {
+    AuthorShader shader = TwoLayerShader();
+    shader.alphaTextureChannels = 0;
+    LogCapture log;
+    const GroupShading state = MakeGroupShading(VA::Position | VA::TexCoord(0), &shader, "mesh");
+    EXPECT_TRUE(log.Has("Mismatching number of available vertex coordinates and active textures for Mesh 'mesh' with "
+                        "Shader 's'"));
+    EXPECT_EQ(state.description.textureLayers, 0x1u);
+    EXPECT_TRUE(state.textureNames[1].empty());
+    EXPECT_FALSE(state.transparent);
+    shader.attributes = 0;
+    const GroupShading unlit = MakeGroupShading(VA::Position | VA::Normal, &shader, "mesh");
+    EXPECT_EQ(unlit.description.alphaFunction, 0u);
+    EXPECT_FALSE(unlit.description.HasFlag(Flags::Lighting));
+    EXPECT_EQ(unlit.description.textureLayers, 0u);
+    shader.attributes = ShaderAttribute::AlphaTest;
+    shader.alphaTestFunction = 0x617;
+    EXPECT_EQ(MakeGroupShading(VA::Position, &shader, "mesh").description.alphaFunction, 0u);
+}
+
+using Velmora::FormatGlue::AuthoringPool;
+using Velmora::Rendering::InvisibleModel;
+using Velmora::Rendering::Model;
+using Velmora::U3D::Test::EnsureBuildContext;
+using Velmora::U3D::Test::SceneGuard;
+
+Matrix4 Translated(float x, float y, float z) {
+    Matrix4 m = kIdentity;
+    m[12] = x;
+    m[13] = y;
+    m[14] = z;
+    return m;
+}
+
+class HandMadePool : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(EnsureBuildContext());
+        Velmora::FormatGlue::AuthoringInterrupt::Reset();
+        pool = AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+        ASSERT_TRUE(pool);
+        ASSERT_TRUE(pool->NodePool().Init());
+    }
+
+    template <typename Data>
+    AuthorNodeHandle AddNode(uint32_t kind, const std::string& name, const std::string& parent, const Matrix4& m,
+                             std::shared_ptr<Data> data = std::make_shared<Data>()) {
+        data->blockKind = kind;
+        data->nodeName = name;
+        AuthorNodeHandle node = AuthorNode::Create(parent, m, 0, data);
+        pool->NodePool().AddNode(node);
+        return node;
+    }
+    void AddModel(const std::string& name, const std::string& parent, const std::string& mesh, const Matrix4& m) {
+        auto data = std::make_shared<ModelNodeData>();
+        data->resourceName = mesh;
+        AddNode(BlockType::ModelNode, name, parent, m, data);
+    }
+    // A unit square mesh of two faces in z = 0.
+    void AddSquareMesh(const std::string& name) {
+        MeshMaker maker(name, 2);
+        maker.Data().positions = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+        maker.AddFace(0, 1, 2);
+        maker.AddFace(0, 2, 3);
+        ASSERT_TRUE(pool->MeshPool().AddMesh(maker.mesh));
+    }
+    void AddShading(const std::string& node, const std::string& shaderName, const std::string& material) {
+        auto group = std::make_shared<ShadingGroup>();
+        group->name = node;
+        group->shaderLists = {{shaderName}};
+        pool->ShaderPool().AddShadingModifier(group);
+        auto shader = std::make_shared<AuthorShader>();
+        shader->name = shaderName;
+        shader->attributes = 1;
+        shader->colorBlendFunction = 0x606;
+        shader->materialName = material;
+        pool->ShaderPool().AddShader(shader);
+    }
+    uint32_t Build() {
+        uint32_t handle = 0;
+        EXPECT_TRUE(pool->BuildSceneGraph(handle, nullptr));
+        return handle;
+    }
+
+    std::shared_ptr<AuthoringPool_U3D> pool;
+};
+
+TEST_F(HandMadePool, ModelsCarryMaterialShaderStateAndTransparency) {
+    AddSquareMesh("sq");
+    AddModel("opaque", "", "sq", Translated(0, 0, 0));
+    AddModel("glass", "PDF3D Scene", "sq", Translated(2, 0, 0));
+    AddShading("opaque", "s1", "red");
+    AddShading("glass", "s2", "clear");
+    AuthorMaterial red;
+    red.diffuse = {1, 0, 0, 1};
+    red.reflectivity = 0.5f;
+    AuthorMaterial clear = red;
+    clear.opacity = 0.4f;
+    pool->MaterialPool().AddMaterial("red", red);
+    pool->MaterialPool().AddMaterial("clear", clear);
+    LogCapture log;
+    SceneGuard guard(Build());
+    auto scene = guard.Scene();
+    ASSERT_TRUE(scene);
+    const auto& materials = scene->GetResources().materialManager;
+    const uint32_t redIndex = materials.GetMaterialMap().at("red");
+    EXPECT_FLOAT_EQ(materials.GetMaterials()[redIndex].Shininess(), 64.0f) << "reflectivity scaled to shininess";
+    auto tree = scene->GetModelTree();
+    auto opaque = tree->FindChild("opaque_p0");
+    auto glass = tree->FindChild("glass_p0");
+    ASSERT_TRUE(opaque && glass);
+    EXPECT_EQ(opaque->GetRenderInfo().shaderInfos[0].materialIndex, redIndex);
+    EXPECT_EQ(opaque->GetShaderDescriptions()[0].blendMode, 3u);
+    EXPECT_FALSE(opaque->IsTransparent());
+    EXPECT_TRUE(glass->IsTransparent());
+    EXPECT_EQ(opaque->GetMesh(), glass->GetMesh());
+    EXPECT_FLOAT_EQ(glass->GetTranslation()[0], 2.0f);
+}
+
+using Velmora::FormatGlue::AuthoringInterrupt;
+using Velmora::FormatGlue::FormatManager;
+using Velmora::FormatGlue::ImportDescriptor;
+using Velmora::Rendering::SceneGraph;
+using Velmora::Rendering::SceneManager;
+using Velmora::U3D::Test::CountDocumentMeshes;
+using Velmora::U3D::Test::ForEachModel;
+using Velmora::U3D::Test::TestFile;
+
+struct FacesEntry {
+    std::string file;
+    uint64_t faceSum = 0;
+    uint32_t declarations = 0;
+};
+
+std::vector<FacesEntry> FacesTable() {
+    std::vector<FacesEntry> entries;
+    std::ifstream in(TestFile("faces.tsv"));
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        FacesEntry entry;
+        uint64_t size = 0;
+        if (fields >> entry.file >> size >> entry.faceSum >> entry.declarations) entries.push_back(entry);
+    }
+    return entries;
+}
+
+std::vector<uint8_t> ReadBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::shared_ptr<AuthoringPool_U3D> MakePool() {
+    return AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+}
+
+class U3DSceneBuild : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(EnsureBuildContext());
+        Velmora::FormatGlue::RegisterStandardFormats();
+        AuthoringInterrupt::Reset();
+    }
+};
+
+TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInstance) {
+    const auto table = FacesTable();
+    ASSERT_GT(table.size(), 40u);
+    size_t built = 0, blended = 0;
+    for (const FacesEntry& entry : table) {
+        if (entry.declarations == 0) continue;
+        SCOPED_TRACE(entry.file);
+        auto pool = MakePool();
+        ASSERT_TRUE(pool);
+        ASSERT_TRUE(pool->LoadFromFile(TestFile(entry.file), nullptr));
+        const size_t instances = pool->NodePool().GetRoot()->CountDescendants();
+        const size_t textures = pool->TexturePool().Textures().size();
+        std::vector<std::string> pairs;  // colour plus alpha image
+        for (const auto& [name, texture] : pool->TexturePool().Textures())
+            if (texture->continuations.size() == 2) pairs.push_back(name);
+        LogCapture log(2);
+        uint32_t handle = 0;
+        const bool ok = pool->BuildSceneGraph(handle, nullptr);
+        if (!ok)
+            for (const auto& line : log.Lines()) ADD_FAILURE() << line.level << " " << line.text;
+        ASSERT_TRUE(ok);
+        SceneGuard guard(handle);
+        auto scene = guard.Scene();
+        ASSERT_TRUE(scene);
+        const auto& textureManager = scene->GetResources().textureManager;
+        EXPECT_EQ(textureManager.GetTextureNames().size(), textures + 1);
+        for (const std::string& name : pairs) {
+            const auto texture = textureManager.GetTexture(textureManager.GetTextureId(name));
+            ASSERT_TRUE(texture);
+            EXPECT_TRUE(texture->HasAlpha()) << name;
+            ++blended;
+        }
+        EXPECT_TRUE(pool->MeshPool().meshes.empty()) << "staging meshes are freed as they are built";
+        const auto counts = CountDocumentMeshes(*scene);
+        EXPECT_EQ(counts.meshes, entry.declarations);
+        EXPECT_EQ(counts.triangles, entry.faceSum);
+        size_t models = 0, drawing = 0;
+        ForEachModel(*scene->GetModelTree(), [&](const Model& model) {
+            ++models;
+            if (model.GetMesh()) {
+                ++drawing;
+                EXPECT_EQ(model.GetShaderDescriptions().size(), model.GetMesh()->GetSubObjectCount());
+            }
+        });
+        EXPECT_EQ(models, instances);
+        EXPECT_GT(drawing, 0u);
+        EXPECT_NE(scene->GetCameras().count("___DefaultCamera"), 0u);
+        ++built;
+    }
+    EXPECT_GE(built, 50u);
+    EXPECT_GT(blended, 0u);
+}
+
+TEST_F(U3DSceneBuild, ImportSceneRunsReadAndBuildFromFileAndMemory) {
+    LogCapture log(3);
+    ImportDescriptor file;
+    file.kind = ImportDescriptor::File;
+    file.path = TestFile("box.u3d");
+    const uint32_t fromFile = FormatManager::Instance().ImportScene(file);
+    ASSERT_NE(fromFile, 0u);
+    SceneGuard fileGuard(fromFile);
+    const std::vector<uint8_t> bytes = ReadBytes(TestFile("box.u3d"));
+    ImportDescriptor memory;
+    memory.kind = ImportDescriptor::Memory;
+    memory.data = bytes.data();
+    memory.dataSize = uint32_t(bytes.size());
+    const uint32_t fromMemory = FormatManager::Instance().ImportScene(memory);
+    ASSERT_NE(fromMemory, 0u);
+    SceneGuard memoryGuard(fromMemory);
+    EXPECT_NE(fromMemory, fromFile);
+    EXPECT_EQ(CountDocumentMeshes(*memoryGuard.Scene()).triangles, 12u);
+    EXPECT_EQ(CountDocumentMeshes(*fileGuard.Scene()).triangles, 12u);
+}
+
+TEST_F(U3DSceneBuild, TexturedLayersReachTheModels) {
+    auto pool = MakePool();
+    ASSERT_TRUE(pool->LoadFromFile(TestFile("TextureLayers.u3d"), nullptr));
+    const size_t declared = pool->TexturePool().Textures().size();
+    ASSERT_GT(declared, 0u);
+    LogCapture log(2);
+    uint32_t handle = 0;
+    ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
+    SceneGuard guard(handle);
+    const auto& textures = guard.Scene()->GetResources().textureManager;
+    EXPECT_EQ(textures.GetTextureNames().size(), declared + 1) << "the file's textures and the default one";
+    for (const auto& [name, texture] : pool->TexturePool().Textures())
+        for (const RawTextureImage& raw : texture->rawImages) EXPECT_TRUE(raw.bytes.empty()) << "freed once built";
+    size_t layers = 0;
+    ForEachModel(*guard.Scene()->GetModelTree(), [&](const Model& model) {
+        const auto& infos = model.GetRenderInfo().shaderInfos;
+        for (size_t i = 0; i < infos.size(); ++i) {
+            const auto& description = model.GetShaderDescriptions()[i];
+            for (uint32_t layer = 0; layer < 8; ++layer) {
+                if (!(description.textureLayers & (1u << layer))) continue;
+                ++layers;
+                EXPECT_TRUE(infos[i].textureMask & (1u << layer));
+                EXPECT_NE(infos[i].texture[layer], textures.GetDefaultTextureId());
+                EXPECT_TRUE(description.Has(1u << layer)) << "the mesh carries the layer's coordinates";
+            }
+        }
+    });
+    EXPECT_GE(layers, declared);
+}
+
+TEST_F(U3DSceneBuild, ViewNodesBecomeNamedCameras) {
+    auto pool = MakePool();
+    ASSERT_TRUE(pool->LoadFromFile(TestFile("views.u3d"), nullptr));
+    std::vector<std::string> views;
+    for (const auto& [name, node] : pool->NodePool().ViewNodes()) views.push_back(name);
+    ASSERT_GE(views.size(), 2u);
+    LogCapture log(2);
+    uint32_t handle = 0;
+    ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
+    SceneGuard guard(handle);
+    const auto& cameras = guard.Scene()->GetCameras();
+    size_t found = 0;
+    for (const std::string& name : views) {
+        const auto it = cameras.find(name);
+        if (it == cameras.end()) {
+            EXPECT_TRUE(log.Has("camera '" + name + "' ignored!") || log.Has("Unable to add camera info '" + name + "'"))
+                << name;
+            continue;
+        }
+        ++found;
+        const auto& camera = it->second;
+        EXPECT_GT(camera.nearClip, 0.0f);
+        for (int r = 0; r < 3; ++r) {
+            const auto& row = camera.orientation[r];
+            EXPECT_NEAR(row[0] * row[0] + row[1] * row[1] + row[2] * row[2], 1.0f, 1e-4f);
+        }
+        for (int k = 0; k < 3; ++k)
+            EXPECT_NEAR(camera.target[k] - camera.eye[k], camera.orientation[2][k], 1e-4f);
+    }
+    EXPECT_GE(found, 2u);
+}
+
+TEST_F(U3DSceneBuild, LightNodesReachTheLightManager) {
+    for (const char* file : {"mp_box_light.u3d", "mp_box_light_direct.u3d"}) {
+        SCOPED_TRACE(file);
+        auto pool = MakePool();
+        ASSERT_TRUE(pool->LoadFromFile(TestFile(file), nullptr));
+        const uint32_t declared = pool->LightPool().lightCount;
+        const size_t nodes = pool->NodePool().LightNodes().size();
+        ASSERT_GT(declared + (pool->LightPool().hasAmbient ? 1 : 0), 0u);
+        uint32_t handle = 0;
+        ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
+        SceneGuard guard(handle);
+        const auto& lights = guard.Scene()->GetResources().lightManager;
+        size_t checked = 0;
+        for (const auto& [name, node] : pool->NodePool().LightNodes()) {
+            const auto* data = dynamic_cast<const LightNodeData*>(node->data.get());
+            ASSERT_TRUE(data);
+            const AuthorLightPool::Entry* entry = pool->LightPool().FindLight(data->resourceName);
+            if (!entry) continue;
+            Matrix4 m = node->transform;
+            if (!node->parentName.empty() && node->parentName != "PDF3D Scene") {
+                const auto& top = pool->NodePool().GetRoot()->children;
+                const auto parent = top.find(node->parentName);
+                if (parent == top.end()) continue;
+                m = Velmora::Rendering::MathUtil::Multiply(parent->second->transform, m);
+            }
+            Velmora::Rendering::LightInfo info;
+            ASSERT_TRUE(lights.GetLightInfo(entry->lightIndex, info));
+            if (entry->lightType == AuthorLightPool::Directional) {
+                const float length = std::sqrt(m[8] * m[8] + m[9] * m[9] + m[10] * m[10]);
+                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[8 + k] / length, 1e-5f);
+                EXPECT_EQ(info.position[3], 0.0f);
+            } else {
+                const float r = guard.Scene()->GetRescaleFactor();
+                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[12 + k] * r, 1e-4f * (1 + std::fabs(m[12 + k])));
+                EXPECT_EQ(info.position[3], 1.0f);
+            }
+            for (int k = 0; k < 3; ++k) EXPECT_EQ(info.diffuse[k], entry->data.diffuse[k]);
+            ++checked;
+        }
+        EXPECT_GT(checked, 0u);
+        uint32_t active = 0;
+        for (uint32_t i = 0; i < 8; ++i) active += lights.GetBlock().flags[i][0] != 0;
+        EXPECT_GT(active, 0u);
+        EXPECT_LE(active, declared);
+        EXPECT_EQ(lights.GetBlock().enableLighting, 1);
+        EXPECT_LE(lights.GetLightModels().size(), nodes);
+        for (const auto& [index, marker] : lights.GetLightModels()) {
+            ASSERT_TRUE(marker);
+            auto model = std::dynamic_pointer_cast<Velmora::Rendering::LightModel>(marker);
+            ASSERT_TRUE(model);
+            EXPECT_TRUE(guard.Scene()->FindLightModel(model->GetName()));
+            Velmora::Rendering::LightInfo info;
+            ASSERT_TRUE(lights.GetLightInfo(index, info));
+            EXPECT_EQ(model->GetLightType(), info.Type());
+        }
+    }
+}
+
+TEST_F(U3DSceneBuild, ModelWithLostMeshBecomesInvisibleAndTheLoadGoesOn) {
+    auto pool = MakePool();
+    ASSERT_TRUE(pool->LoadFromFile(TestFile("VertexColor.u3d"), nullptr));
+    auto& meshes = pool->MeshPool().meshes;
+    ASSERT_GE(meshes.size(), 2u);
+    const std::string lost = meshes.begin()->first;
+    meshes.erase(meshes.begin());
+    const size_t instances = pool->NodePool().GetRoot()->CountDescendants();
+    LogCapture log(2);
+    uint32_t handle = 0;
+    ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
+    SceneGuard guard(handle);
+    size_t models = 0, invisible = 0;
+    ForEachModel(*guard.Scene()->GetModelTree(), [&](const Model& model) {
+        ++models;
+        if (dynamic_cast<const InvisibleModel*>(&model)) ++invisible;
+    });
+    EXPECT_EQ(models, instances);
+    EXPECT_GE(invisible, 1u);
+}
+
+TEST_F(U3DSceneBuild, InterruptedOrEmptyBuildReleasesItsScene) {
+    auto pool = MakePool();
+    ASSERT_TRUE(pool->LoadFromFile(TestFile("box.u3d"), nullptr));
+    const size_t before = SceneManager::Instance().GetScenes().size();
+    AuthoringInterrupt::Set();
+    uint32_t handle = 123;
+    EXPECT_FALSE(pool->BuildSceneGraph(handle, nullptr));
+    AuthoringInterrupt::Reset();
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(SceneManager::Instance().GetScenes().size(), before);
+    auto lines = MakePool();
+    ASSERT_TRUE(lines->LoadFromFile(TestFile("lineset.u3d"), nullptr));
+    LogCapture log(2);
+    EXPECT_FALSE(lines->BuildSceneGraph(handle, nullptr));
+    EXPECT_EQ(SceneManager::Instance().GetScenes().size(), before);
+}
+
+// Truncations and byte damage of a real file: each import either fails or yields a scene
+// whose meshes are whole; nothing crashes (the sanitizer build checks the rest).
+TEST_F(U3DSceneBuild, DamagedFilesFailCleanlyOrBuildWhatTheyCan) {
+    const std::vector<uint8_t> original = ReadBytes(TestFile("box_2shaders.u3d"));
+    ASSERT_GT(original.size(), 200u);
+    LogCapture quiet(0);
+    size_t succeeded = 0, failed = 0;
+    auto import = [&](std::vector<uint8_t> bytes) {
+        ImportDescriptor memory;
+        memory.kind = ImportDescriptor::Memory;
+        memory.data = bytes.data();
+        memory.dataSize = uint32_t(bytes.size());
+        memory.profile = false;
+        const uint32_t handle = FormatManager::Instance().ImportScene(memory);
+        SceneGuard guard(handle);
+        if (handle == 0) {
+            ++failed;
+            return;
+        }
+        ++succeeded;
+        for (const auto& [name, mesh] : guard.Scene()->GetResources().meshManager.GetMeshes()) {
+            if (name.rfind("___", 0) == 0) continue;
+            for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) {
+                EXPECT_EQ(mesh->GetDrawInfo(i)->drawCount % 3, 0u);
+            }
+        }
+    };
+    for (size_t cut = 16; cut < original.size(); cut += 61)
+        import(std::vector<uint8_t>(original.begin(), original.begin() + long(cut)));
+    uint32_t seed = 12345;
+    for (int round = 0; round < 40; ++round) {
+        std::vector<uint8_t> bytes = original;
+        for (int k = 0; k < 4; ++k) {
+            seed = seed * 1664525u + 1013904223u;
+            const size_t at = 4 + (seed >> 8) % (bytes.size() - 4);  // keep the signature
+            bytes[at] = uint8_t(seed >> 24);
+        }
+        import(std::move(bytes));
+    }
+    EXPECT_GT(failed, 0u);
+    EXPECT_GT(succeeded, 0u);
+}
+
+}  // namespace
