@@ -20,14 +20,6 @@ using Velmora::Test::LogCapture;
 
 const std::string kU3D = std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d";
 
-class FakeFormat : public FormatBase {
-public:
-    bool CanLoad(const ImportDescriptor&) override { return canLoad; }
-    uint32_t Load(const ImportDescriptor&) override { return 0; }
-    bool Export(const ExportDescriptor&, ExportBuffer*) override { return false; }
-    bool canLoad = false;
-};
-
 TEST(FormatManager, LoaderByExtensionOrSignature) {
     RegisterStandardFormats();
     auto& manager = FormatManager::Instance();

@@ -416,7 +416,7 @@ TEST_F(KestrumTool, ASceneThatDoesNotLoadEndsWithAnError) {
 
 std::atomic<int> g_loaded{-1};
 
-void OnLoad(Kestrum::LoadSceneResult*, int success) { g_loaded = success; }
+void OnExitLoad(Kestrum::LoadSceneResult*, int success) { g_loaded = success; }
 
 [[noreturn]] void LoadThenExit() {
     void* library = dlopen(KESTRUM_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -427,9 +427,9 @@ void OnLoad(Kestrum::LoadSceneResult*, int success) { g_loaded = success; }
     std::u16string wide(path.begin(), path.end());
     Kestrum::LoadSceneParameters parameters;
     std::memset(&parameters, 0, sizeof parameters);
-    parameters.flags = 2;  // from file
+    parameters.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
     parameters.path = wide.c_str();
-    load(0, parameters, OnLoad);
+    load(0, parameters, OnExitLoad);
     for (int i = 0; i < 3000 && g_loaded.load() < 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::exit(g_loaded.load() == 1 ? 0 : 4);  // static destructors run with the thread alive
 }

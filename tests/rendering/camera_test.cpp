@@ -5,11 +5,9 @@
 #include <cmath>
 
 #include "camera_fake_scene.h"
-#include "host/windowing/InputHandler.h"
 #include "rendering/Arcball.h"
 #include "rendering/CameraController.h"
 #include "rendering/CameraInfo.h"
-#include "rendering/CameraInputTarget.h"
 #include "rendering/MathUtil.h"
 #include "support/LogCapture.h"
 
@@ -18,13 +16,6 @@ namespace {
 
 using namespace cam;
 using Velmora::Test::LogCapture;
-
-CameraInfo ValidInfo() {
-    CameraInfo info;
-    info.type = CameraType::Orbit;
-    info.name = "Cam";
-    return info;
-}
 
 TEST(MathUtil, LookAtMatchesGluConvention) {
     const Mat4 view = MathUtil::LookAt({0, 0, 5}, {0, 0, 0}, {0, 1, 0});
@@ -52,6 +43,8 @@ TEST(Arcball, MapsCentreRimAndOutside) {
 }
 
 constexpr SceneHandle kHandle = 41;
+constexpr uint32_t kWidth = 800;
+constexpr uint32_t kHeight = 600;
 
 CameraInfo OrbitCamera(const std::string& name, const Vec3& eye, const Vec3& target) {
     CameraInfo info;
@@ -71,7 +64,7 @@ struct ControllerFixture : ::testing::Test {
     ControllerFixture() : scene(kHandle) { scene.AddDefaultCamera(); }
 
     bool Attach() {
-        controller.OnViewportChanged({0, 0, 800, 600});
+        controller.OnViewportChanged({0, 0, kWidth, kHeight});
         return controller.OnSceneGraphSet(kHandle);
     }
 
@@ -198,21 +191,14 @@ TEST(SceneCameraInit, FarAwayCameraIsPulledInGradually) {
     EXPECT_FLOAT_EQ(camera.GetDistance(), 90.0f);
 }
 
-constexpr SceneHandle kHandle = 42;
-constexpr uint32_t kWidth = 800;
-constexpr uint32_t kHeight = 600;
-
 Vec3 Ndc(const FakeScene& scene, const Vec3& p) {
     const Vec4 c = ToClip(scene.projection, scene.view, p);
     return {c[0] / c[3], c[1] / c[3], c[2] / c[3]};
 }
 
-struct NavigationFixture : ::testing::Test {
-    NavigationFixture() : scene(kHandle) {
-        scene.AddDefaultCamera();  // orbit camera on +z looking at the origin, distance 100
-        controller.OnViewportChanged({0, 0, kWidth, kHeight});
-        EXPECT_TRUE(controller.OnSceneGraphSet(kHandle));
-    }
+// The default orbit camera on +z looking at the origin from 100 units, in an 800 x 600 view.
+struct NavigationFixture : ControllerFixture {
+    NavigationFixture() { EXPECT_TRUE(Attach()); }
 
     void Drag(int32_t x0, int32_t y0, int32_t x1, int32_t y1, int steps = 8) {
         controller.OnPrimaryDown(x0, y0);
@@ -222,10 +208,6 @@ struct NavigationFixture : ::testing::Test {
     }
 
     SceneCamera& Active() { return controller.GetActiveCamera(); }
-
-    LogCapture capture;
-    FakeScene scene;
-    CameraController controller;
 };
 
 TEST_F(NavigationFixture, PerspectiveProjectionFollowsFieldOfViewAndAspect) {
@@ -309,25 +291,6 @@ TEST_F(NavigationFixture, OrthographicWheelScalesTheZoomWithinBounds) {
     controller.Render(false, scene, 0.0f, 0.05f);
     EXPECT_EQ(scene.view, view);
 }
-
-using Velmora::Windowing::InputHandler;
-
-constexpr SceneHandle kHandle = 45;
-
-struct InputFixture : ::testing::Test {
-    InputFixture() : scene(kHandle), target(controller), input(&target, 0) {
-        scene.AddDefaultCamera();
-        controller.OnViewportChanged({0, 0, 400, 400});
-        EXPECT_TRUE(controller.OnSceneGraphSet(kHandle));
-    }
-    SceneCamera& Camera() { return controller.GetActiveCamera(); }
-
-    LogCapture capture;
-    FakeScene scene;
-    CameraController controller;
-    CameraInputTarget target;
-    InputHandler input;
-};
 
 }  // namespace
 }  // namespace kestrum_test

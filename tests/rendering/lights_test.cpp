@@ -238,16 +238,6 @@ using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 43;
 
-LightInfo PointLight(float x, float y, float z) {
-    LightInfo info;
-    info.position[0] = x;
-    info.position[1] = y;
-    info.position[2] = z;
-    info.position[3] = 1.0f;
-    info.diffuse[0] = 1.0f;
-    return info;
-}
-
 struct LightFixture : ::testing::Test {
     LightFixture() { lights.InitWithoutBuffer(); }
     ~LightFixture() override { lights.Shutdown(); }
@@ -267,8 +257,6 @@ TEST_F(LightFixture, GammaRange) {
     lights.SetGammaEnabled(false);
     EXPECT_EQ(lights.GetBlock().enableGamma, 0);
 }
-
-constexpr SceneHandle kHandle = 44;
 
 struct SchemeFixture : ::testing::Test {
     SchemeFixture() : scene(kHandle) {}

@@ -584,15 +584,9 @@ MeshCreationInfo Build(uint32_t type) {
     return info;
 }
 
-std::vector<float> Rows(const MeshSubObjectData& data) {
-    return std::vector<float>(data.vertices->Data(), data.vertices->Data() + data.vertices->ElementCount());
-}
 std::vector<uint32_t> Indices(const MeshSubObjectData& data) {
     return std::vector<uint32_t>(data.indices->Data(), data.indices->Data() + data.indices->ElementCount());
 }
-
-const std::vector<float> kCubeCorners = {0.5f,  -0.5f, 0.5f,  -0.5f, -0.5f, 0.5f,  -0.5f, -0.5f, -0.5f, 0.5f, -0.5f, -0.5f,
-                                         0.5f,  0.5f,  0.5f,  -0.5f, 0.5f,  0.5f,  -0.5f, 0.5f,  -0.5f, 0.5f, 0.5f,  -0.5f};
 
 TEST(HelperMeshTest, GridsLeaveOutTheCentreLines) {
     for (uint32_t type : {SimpleMeshType::GridXZ, SimpleMeshType::GridXY}) {

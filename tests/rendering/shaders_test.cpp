@@ -324,10 +324,6 @@ TEST_F(ShaderDrawTest, MatricesAndLightsComeFromTheBoundBlocks) {
     EXPECT_TRUE(PixelIs(Draw(mesh, shader, info), {0, 0, 0, 0}));
 }
 
-}  // namespace
-
-namespace {
-
 class MaterialTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -225,16 +225,6 @@ TEST(Textures, PiecesJoinAndOverflowIsRefused) {
     EXPECT_EQ(pool->BlocksFailed(), 0u);
 }
 
-}  // namespace
-
-namespace {
-
-std::shared_ptr<AuthoringPool_U3D> Load(const U3DFileWriter& w) {
-    auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
-    if (!pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr)) return nullptr;
-    return pool;
-}
-
 AuthorNodeHandle Child(const AuthorNodeHandle& node, const std::string& name) {
     auto it = node->children.find(name);
     return it != node->children.end() ? it->second : nullptr;

@@ -16,7 +16,6 @@
 #include "util/LogManager.h"
 #include "util/LogStreams.h"
 #include "util/Logger.h"
-#include "util/Observable.h"
 #include "util/Strings.h"
 
 using namespace Velmora::Utility;
@@ -58,8 +57,6 @@ void TestHook(void* userData, int32_t level, char16_t* message) {
         Sleep(1);
     }
 }
-
-void OtherHook(void*, int32_t, char16_t*) {}
 
 size_t HookedCount() {
     std::lock_guard<std::mutex> lock(g_hookMutex);
@@ -165,7 +162,9 @@ TEST_F(LoggingTest, StartDefaultWritesTheFileFormat) {
     for (const std::string& part : expected) {
         ASSERT_TRUE(std::getline(lines, line)) << content;
         EXPECT_NE(line.find(part), std::string::npos) << line;
-        if (!part.empty() && part[0] == ']') EXPECT_EQ(line[0], '[') << line;
+        if (!part.empty() && part[0] == ']') {
+            EXPECT_EQ(line[0], '[') << line;
+        }
     }
     EXPECT_FALSE(std::getline(lines, line)) << content;
 }
@@ -270,19 +269,6 @@ TEST_F(LoggingTest, FullHookQueueDropsMessages) {
     EXPECT_EQ(g_hooked.size(), 8193u);
     EXPECT_EQ(g_hooked.back().text, u"m8191\n");
 }
-
-namespace {
-struct Listener {
-    virtual ~Listener() = default;
-    virtual void OnEvent(int value) = 0;
-};
-struct RecordingListener : Listener {
-    std::vector<int>* sink;
-    int id;
-    RecordingListener(std::vector<int>* s, int i) : sink(s), id(i) {}
-    void OnEvent(int value) override { sink->push_back(id * 100 + value); }
-};
-}  // namespace
 
 TEST_F(LoggingTest, ConcurrentLoggingToFile) {
     const fs::path log = dir_ / "f.log";

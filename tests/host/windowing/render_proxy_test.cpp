@@ -31,7 +31,6 @@
 #include "support/ExportedLibrary.h"
 #include "util/Logger.h"
 
-
 namespace {
 
 using namespace Velmora::Windowing;
@@ -245,11 +244,6 @@ TEST_F(WindowGLTest, CaptureWindowTakesAPbuffer) {
     EXPECT_EQ(context.CurrentDC(), context.SharedDC());
     window.Destroy();
 }
-
-}  // namespace
-
-
-namespace {
 
 using namespace Kestrum;
 
