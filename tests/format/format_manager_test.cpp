@@ -18,8 +18,6 @@ namespace {
 using namespace Velmora::FormatGlue;
 using Velmora::Test::LogCapture;
 
-const std::string kU3D = std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d";
-
 TEST(FormatManager, LoaderByExtensionOrSignature) {
     RegisterStandardFormats();
     auto& manager = FormatManager::Instance();
@@ -48,20 +46,6 @@ TEST(FormatManager, LoaderByExtensionOrSignature) {
     memory.data = text;
     memory.dataSize = sizeof text;
     EXPECT_EQ(manager.GetSupportedLoader(memory), records[2].format);
-}
-
-TEST(FormatManager, U3DImportRunsTheReadStepWithTimers) {
-    RegisterStandardFormats();
-    ImportDescriptor d;
-    d.kind = ImportDescriptor::File;
-    d.path = kU3D;
-    LogCapture log(3);
-    FormatManager::Instance().ImportScene(d);
-    EXPECT_TRUE(log.Has("AuthoringInterrupt: Interrupt flag RESET", 2));
-    EXPECT_TRUE(log.Has("AuthoringPool: Successfully loaded raw U3D data from", 3));
-    EXPECT_FALSE(log.Has("Failed to load U3D data into AuthoringPool"));
-    EXPECT_TRUE(log.Has("CreateSceneGraphFromU3DFile", 0));
-    EXPECT_TRUE(log.Has("AuthoringPool::LoadFromFile", 0));
 }
 
 struct Recorder : ProgressListener {

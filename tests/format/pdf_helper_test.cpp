@@ -59,12 +59,6 @@ TEST_F(PDFHelperTest, ReadsAFullViewWithNestedDictionaries) {
     EXPECT_TRUE(dict.Find("NR")->boolValue);
 }
 
-TEST_F(PDFHelperTest, StringsSpanTokensAndKeepEscapedParentheses) {
-    ASSERT_TRUE(Read("/XN (A   view\twith  (nested) words)  /IN (x\\(y\\))"));
-    EXPECT_EQ(dict.Find("XN")->text, "A view with nested words");
-    EXPECT_EQ(dict.Find("IN")->text, "x\\(y\\)");
-}
-
 TEST_F(PDFHelperTest, BadColourCountsAndMatrixSizesEndTheRead) {
     ASSERT_TRUE(Read("/XN (v) /3DB [0 0 1] /CO 2"));
     EXPECT_NE(dict.Find("XN"), nullptr);
@@ -79,23 +73,10 @@ TEST_F(PDFHelperTest, UnknownKeyEndsTheDictionarySilently) {
     for (const auto& line : log.Lines()) EXPECT_GT(line.level, 2) << line.text;
 }
 
-TEST_F(PDFHelperTest, NodeArrayOfReferencesIsIgnoredWithWarning) {
-    ASSERT_TRUE(Read("/NA [ 12 0 R 13 0 R ] /XN (after)"));
-    const DictionaryValue* na = dict.Find("NA", DictionaryValue::DictionaryArray);
-    ASSERT_NE(na, nullptr);
-    EXPECT_TRUE(na->dictionaries.empty());
-    EXPECT_EQ(dict.Find("XN")->text, "after");
-}
-
 TEST_F(PDFHelperTest, NodeArrayOfInlineDictionariesFailsTheRead) {
     EXPECT_FALSE(Read("/XN (v) /NA [<< /N (node) >>]"));
     Dictionary other;
     EXPECT_FALSE(helper.ReadDictionaryFromString("/NA [ << /N (node) >> ]", &other));
-}
-
-TEST_F(PDFHelperTest, TextOfBlanksOnlyFails) {
-    EXPECT_FALSE(Read(" \t\r\n  "));
-    EXPECT_FALSE(Read(""));
 }
 
 TEST_F(PDFHelperTest, TruncatedTextKeepsWhatWasRead) {

@@ -90,42 +90,6 @@ protected:
     }
 };
 
-TEST_F(CaptureProxyTest, LoadOfAMissingFileFailsAndReleasesTheThread) {
-    Velmora::Test::LogCapture capture;
-    Velmora::Utility::LoadSceneParameters load;
-    load.flags = load.FromFile;
-    load.path = "/nonexistent/dir/scene.u3d";
-    load.userTag = 31;
-    CaptureProxy::Instance().RequestLoadScene(load, OnLoad);
-    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
-    EXPECT_EQ(g_outcome.success.load(), 0);
-    EXPECT_EQ(g_outcome.handle.load(), 0u);
-    EXPECT_EQ(g_outcome.tag.load(), 31u);
-    EXPECT_NE(g_outcome.thread, std::this_thread::get_id());
-    EXPECT_TRUE(WaitFor([] { return CaptureProxy::Instance().RenderThreadId() == 0; }));
-}
-
-TEST_F(CaptureProxyTest, RefusedCapturesAnswerFailureOnTheRenderThread) {
-    CaptureProxy& proxy = CaptureProxy::Instance();
-    Velmora::Utility::CaptureParameters parameters;
-    parameters.load.flags = parameters.load.ByHandle;
-    parameters.load.sceneHandle = 5;
-    parameters.load.userTag = 8;
-    parameters.captureFlags = parameters.ToFile;
-    parameters.width = 0;  // refused
-    parameters.height = 10;
-    proxy.RequestCapture(parameters, OnCapture);
-    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 1; }));
-    EXPECT_EQ(g_outcome.success.load(), 0);
-    EXPECT_EQ(g_outcome.tag.load(), 8u);
-    EXPECT_NE(g_outcome.thread, std::this_thread::get_id());
-    parameters.width = 10;
-    proxy.RequestCapture(parameters, OnCapture);
-    ASSERT_TRUE(WaitFor([] { return g_outcome.calls.load() == 2; }));
-    EXPECT_EQ(g_outcome.success.load(), 0);
-    proxy.RequestUnloadAllScenes(nullptr);
-}
-
 TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
     Velmora::Test::LogCapture capture;
     RenderThread::failRendererInitForTesting = true;
@@ -306,44 +270,6 @@ TEST_F(CaptureTestData, TextureLayersShowsItsTextures) {
     EXPECT_GE(Dominant(p, 2), 30);
 }
 
-TEST_F(CaptureTestData, ViewsOfAFileAreChosenByName) {
-    auto capture = [](const std::string& view) {
-        Request r = Request::File(TestFile("views.u3d"));
-        r.camera = view;
-        r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
-        const Answer a = Capture(r);
-        EXPECT_EQ(a.success, 1) << view;
-        return FromAnswer(a);
-    };
-    std::vector<Picture> pictures;
-    for (const char* view : {"DefaultView", "View1", "View2", "View3", "View1"}) {
-        pictures.push_back(capture(view));
-        EXPECT_GE(SolidCoverage(pictures.back(), 0xFFFFFF), 40) << view;
-    }
-    EXPECT_LT(DifferentShare(pictures[1], pictures[4], 2), 0.001);
-    EXPECT_GT(DifferentShare(pictures[1], pictures[2], 8), 0.01);
-    EXPECT_GT(DifferentShare(capture(""), pictures[1], 8), 0.01);
-}
-
-TEST_F(CaptureTestData, SampleSceneViewsShowTheShapesFromTheirSides) {
-    const Answer loaded = Load(Request::File(SourceFile("scenes/sample.u3d")));
-    ASSERT_EQ(loaded.success, 1);
-    Request front = Request::ByHandle(loaded.handle);
-    front.camera = "Front";
-    front.width = 200;
-    front.height = 150;
-    const Answer a = Capture(front);
-    ASSERT_EQ(a.success, 1);
-    const Picture p = FromAnswer(a);
-    EXPECT_GE(Dominant(p, 0), 500);
-    EXPECT_GE(Dominant(p, 2), 500);
-    Request top = front;
-    top.camera = "Top";
-    const Answer b = Capture(top);
-    ASSERT_EQ(b.success, 1);
-    EXPECT_GT(DifferentShare(FromAnswer(b), p, 8), 0.05);
-}
-
 struct Tally {
     int loaded = 0;
     int failed = 0;
@@ -429,22 +355,6 @@ TEST_F(CaptureMalformed, AbsurdCountsAtEveryWordOfTheSampleScene) {
     }
     EXPECT_GT(tally.loaded, 0);
     EXPECT_GT(tally.failed, 0);
-    ExpectNothingLoaded();
-}
-
-TEST_F(CaptureMalformed, EmptyAndTinyFilesFailCleanly) {
-    char pattern[] = "/tmp/kestrum_malformed_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    const std::string folder = pattern;
-    const std::string empty = folder + "/empty.u3d", header = folder + "/header.u3d";
-    std::ofstream(empty).close();
-    std::ofstream(header, std::ios::binary).write("U3D\0\0\0\0\0", 8);
-    for (const std::string& path : {empty, header}) {
-        const Answer a = Load(Request::File(path));
-        ASSERT_TRUE(a.answered) << path;
-        EXPECT_EQ(a.success, 0) << path;
-    }
-    std::filesystem::remove_all(folder);
     ExpectNothingLoaded();
 }
 

@@ -93,20 +93,6 @@ TEST_F(RenderThreadTest, FailingRendererLeavesNoThreadAndALaterStartRetries) {
     EXPECT_EQ(rt.InitState(), 1u);
 }
 
-TEST_F(RenderThreadTest, CallRunsOnTheRenderThreadAndInlineFromIt) {
-    RenderThread& rt = RenderThread::Instance();
-    ASSERT_TRUE(rt.Start());
-    const uint32_t id = rt.ThreadId();
-    EXPECT_FALSE(rt.IsRenderThread());
-    bool onRenderThread = ThreadManager::Instance().Call<bool>(
-        MakeFunctionCaller([&rt] { return rt.IsRenderThread(); }), id);
-    EXPECT_TRUE(onRenderThread);
-    int nested = ThreadManager::Instance().Call<int>(MakeFunctionCaller([id] {
-        return ThreadManager::Instance().Call<int>(MakeFunctionCaller([] { return 42; }), id) + 1;
-    }), id);
-    EXPECT_EQ(nested, 43);
-}
-
 // A listener that, once armed, parks the render thread inside its update until released:
 // work posted meanwhile is queued behind a finished drain.
 class ParkingListener : public RenderThreadListener {

@@ -73,20 +73,6 @@ struct ControllerFixture : ::testing::Test {
     CameraController controller;
 };
 
-TEST_F(ControllerFixture, SceneSetActivatesDefaultCameraAndMakesHiddenOverlay) {
-    ASSERT_TRUE(Attach());
-    ASSERT_TRUE(controller.HasActiveCamera());
-    EXPECT_EQ(controller.GetActiveCamera().GetName(), kDefaultCameraName);
-    EXPECT_GT(scene.viewWrites, 0);
-    EXPECT_GT(scene.projectionWrites, 0);
-    ASSERT_EQ(scene.uiRequests.size(), 2u);
-    EXPECT_EQ(scene.uiRequests[0].meshType, 10u);
-    EXPECT_EQ(scene.uiRequests[1].meshType, 12u);
-    EXPECT_EQ(scene.uiRequests[0].flags, 0x29u);
-    EXPECT_FALSE(scene.uiElements[0]->visible);
-    EXPECT_FALSE(scene.uiElements[1]->visible);
-}
-
 TEST_F(ControllerFixture, RescaleAndCentreApplyToEveryCamera) {
     scene.rescale = 0.1f;
     scene.center = {10, 20, 30};

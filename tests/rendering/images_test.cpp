@@ -318,28 +318,6 @@ TEST_F(TextureTest, AlphaComesFromTheFirstByteOfTheSecondImage) {
     EXPECT_EQ(Pixels(*data), ToTextureLayout(expected, w, h));
 }
 
-TEST_F(TextureTest, WrittenFilesGetTheFormatExtensionAndStandUpright) {
-    EXPECT_EQ(Texture::FinalPath("/tmp/shot.png", ImageFormat::PNG), "/tmp/shot.png");
-    EXPECT_EQ(Texture::FinalPath("/tmp/shot", ImageFormat::PNG), "/tmp/shot.png");
-    EXPECT_EQ(Texture::FinalPath("/tmp/shot.jpg", ImageFormat::JPEG), "/tmp/shot.jpg.jpeg");
-    EXPECT_EQ(Texture::FinalPath("/tmp/shot.PNG", ImageFormat::PNG), "/tmp/shot.PNG.png");
-    EXPECT_EQ(Texture::FinalPath("/tmp/dir.v2/shot", ImageFormat::TIFF), "/tmp/dir.v2/shot.tiff");
-    const uint32_t w = 9, h = 5;
-    const auto rgba = MakePattern(w, h, true);
-    const auto layout = ToTextureLayout(rgba, w, h);
-    auto data = TextureData::Create(w, h, w * 4, uint32_t(layout.size()), layout.data());
-    for (ImageFormat format : {ImageFormat::PNG, ImageFormat::TIFF}) {
-        const std::string path = TempPath("written");
-        ASSERT_TRUE(Texture::WriteToFile(data, format, path));
-        const std::string written = Texture::FinalPath(path, format);
-        ImageBuffer image;
-        ASSERT_EQ(Image::DecodeFile(written, image), ImageStatus::Ok);
-        std::remove(written.c_str());
-        EXPECT_FALSE(image.hasAlpha);
-        EXPECT_EQ(std::vector<uint8_t>(image.pixels.get(), image.pixels.get() + image.size), rgba);
-    }
-}
-
 TEST_F(TextureTest, HostileImageBytesFailCleanly) {
     Velmora::Test::LogCapture log;
     const auto png = Encode(ImageFormat::PNG, MakePattern(8, 8, false), 8, 8, true);
@@ -354,7 +332,6 @@ TEST_F(TextureTest, HostileImageBytesFailCleanly) {
     shortPixels.data = TextureData::Create(8, 8, 32, 8 * 8 * 4 - 1);
     EXPECT_EQ(Texture::CreateFromTextureData(shortPixels), nullptr);
 }
-
 
 namespace {
 

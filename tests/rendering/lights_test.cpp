@@ -68,56 +68,6 @@ struct LightBlockGL : ::testing::Test {
     void TearDown() override { EXPECT_EQ(TakeGLError(), ""); }
 };
 
-TEST_F(LightBlockGL, DriverLayoutMatchesLightBlock) {
-    const GLuint program = LitProgram();
-    const GLuint block = glGetUniformBlockIndex(program, "GlobalLights");
-    ASSERT_NE(block, GL_INVALID_INDEX);
-    GLint size = 0;
-    glGetActiveUniformBlockiv(program, block, GL_UNIFORM_BLOCK_DATA_SIZE, &size);
-    EXPECT_EQ(size, static_cast<GLint>(sizeof(LightBlock)));
-    struct Member {
-        std::string name;
-        size_t offset;
-    };
-    std::vector<Member> members = {
-        {"GlobalLights.enableLighting", LightBlockOffset::EnableLighting},
-        {"GlobalLights.enableAmbient", LightBlockOffset::EnableAmbient},
-        {"GlobalLights.enableGamma", LightBlockOffset::EnableGamma},
-        {"GlobalLights.gamma", LightBlockOffset::Gamma},
-        {"GlobalLights.ambientIntensity", LightBlockOffset::AmbientIntensity},
-        {"GlobalLights.flags[0]", LightBlockOffset::Flag(0)},
-    };
-    for (uint32_t i = 0; i < kMaxLights; ++i) {
-        const std::string light = "GlobalLights.light[" + std::to_string(i) + "].";
-        const size_t base = LightBlockOffset::Light(i);
-        members.push_back({light + "position", base + offsetof(LightInfo, position)});
-        members.push_back({light + "diffuse", base + offsetof(LightInfo, diffuse)});
-        members.push_back({light + "specular", base + offsetof(LightInfo, specular)});
-        members.push_back({light + "spotDirection", base + offsetof(LightInfo, spotDirection)});
-        members.push_back({light + "constantAttenuation", base + offsetof(LightInfo, constantAttenuation)});
-        members.push_back({light + "linearAttenuation", base + offsetof(LightInfo, linearAttenuation)});
-        members.push_back({light + "quadraticAttenuation", base + offsetof(LightInfo, quadraticAttenuation)});
-        members.push_back({light + "spotCutoff", base + offsetof(LightInfo, spotCutoff)});
-        members.push_back({light + "spotExponent", base + offsetof(LightInfo, spotExponent)});
-    }
-    for (const Member& member : members) {
-        const char* name = member.name.c_str();
-        GLuint index = GL_INVALID_INDEX;
-        glGetUniformIndices(program, 1, &name, &index);
-        ASSERT_NE(index, GL_INVALID_INDEX) << member.name;
-        GLint offset = -1;
-        glGetActiveUniformsiv(program, 1, &index, GL_UNIFORM_OFFSET, &offset);
-        EXPECT_EQ(offset, static_cast<GLint>(member.offset)) << member.name;
-    }
-    const char* flags = "GlobalLights.flags[0]";
-    GLuint index = GL_INVALID_INDEX;
-    glGetUniformIndices(program, 1, &flags, &index);
-    GLint stride = 0;
-    glGetActiveUniformsiv(program, 1, &index, GL_UNIFORM_ARRAY_STRIDE, &stride);
-    EXPECT_EQ(stride, 16);
-    glDeleteProgram(program);
-}
-
 // Draws a white quad facing the viewer with the generated lit program, lit only by what the
 // LightManager put into its buffer, and reads the centre pixel back. This pins down the
 // block's meaning end to end: a directional light's position is the direction it travels.

@@ -87,34 +87,6 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
     EXPECT_EQ(std::vector<uint32_t>(indices->Data(), indices->Data() + 3), (std::vector<uint32_t>{2, 0, 1}));
 }
 
-TEST_F(MeshTest, BoundingBoxSpansEveryPositionOfEverySubObject) {
-    const float a[] = {1, 2, 3, 0, 0, 1, -1, 5, 0, 0, 0, 1};  // position + normal
-    const float b[] = {4, -2, 9};
-    auto mesh = Mesh::Create(Info("box", PrimitiveType::Points,
-                                  {{DataBuffer<float>::Create(2, 6, a), nullptr, VA::Position | VA::Normal},
-                                   {DataBuffer<float>::Create(1, 3, b), nullptr, VA::Position}}));
-    ASSERT_NE(mesh, nullptr);
-    Vec3 min, max;
-    ASSERT_TRUE(mesh->GetBoundingBox(min, max));
-    EXPECT_EQ(min, (Vec3{-1, -2, 0}));
-    EXPECT_EQ(max, (Vec3{4, 5, 9}));
-    Velmora::Test::LogCapture log;
-    auto empty = Mesh::Create(Info("empty", PrimitiveType::Points, {{DataBuffer<float>::Create(0, 3), nullptr, VA::Position}}));
-    ASSERT_NE(empty, nullptr);  // stands without a box
-    EXPECT_FALSE(empty->GetBoundingBox(min, max));
-}
-
-TEST_F(MeshTest, DrawWithTooFewShaderInfosDrawsNothing) {
-    auto v = Vertices(3, VA::Position);
-    auto mesh = Mesh::Create(Info("three", PrimitiveType::Triangles, {{v, nullptr, VA::Position}, {v, nullptr, VA::Position}, {v, nullptr, VA::Position}}));
-    ASSERT_NE(mesh, nullptr);
-    RenderInfo info;
-    info.shaderInfos.resize(2);
-    Velmora::Test::LogCapture log;
-    mesh->Draw(info, 1.0f);
-    EXPECT_EQ(mesh->GetDrawInfo(0)->buildUpCurrent, 0u);  // untouched: no draw happened
-}
-
 TEST_F(MeshTest, BuildUpGrowsByOneTriangleEveryIntervalAndFinishes) {
     kestrum_test::ColorTarget target(4, 4);
     auto mesh = Mesh::Create(Info("grow", PrimitiveType::Triangles, {{Vertices(12, VA::Position), nullptr, VA::Position}}, true));
@@ -166,104 +138,6 @@ TEST_F(MeshTest, InstancedPrimitiveCountsMultiplyBySharedOwners) {
         MeshManager leftOver(2);
         leftOver.AddMesh("x", models[0]);
     }
-}
-
-// Drawing through the mesh's own VAO with a plain program: the index buffer must be part of
-// the VAO from creation on, and a build-up draw must stop after the indices it has reached.
-class MeshDrawTest : public MeshTest {
-protected:
-    static constexpr int kSize = 8;
-
-    void SetUp() override {
-        MeshTest::SetUp();
-        target_ = std::make_unique<kestrum_test::ColorTarget>(kSize, kSize);
-        ASSERT_TRUE(target_->Complete());
-        glDisable(GL_DEPTH_TEST);
-        glDisable(GL_CULL_FACE);
-        glDisable(GL_BLEND);
-
-        const char* vs = "#version 330 core\nlayout(location = 0) in vec3 vertexPos;\n"
-                         "void main() { gl_Position = vec4(vertexPos, 1.0); }\n";
-        const char* fs = "#version 330 core\nout vec4 color;\nvoid main() { color = vec4(1.0, 0.0, 0.0, 1.0); }\n";
-        program_ = glCreateProgram();
-        for (auto [kind, text] : {std::pair{GLenum(GL_VERTEX_SHADER), vs}, std::pair{GLenum(GL_FRAGMENT_SHADER), fs}}) {
-            GLuint shader = glCreateShader(kind);
-            glShaderSource(shader, 1, &text, nullptr);
-            glCompileShader(shader);
-            glAttachShader(program_, shader);
-            glDeleteShader(shader);  // goes with the program
-        }
-        glLinkProgram(program_);
-        GLint linked = 0;
-        glGetProgramiv(program_, GL_LINK_STATUS, &linked);
-        ASSERT_EQ(linked, GL_TRUE);
-    }
-    void TearDown() override {
-        glUseProgram(0);
-        glDeleteProgram(program_);
-        target_.reset();
-        MeshTest::TearDown();
-    }
-
-    // A quad over the whole viewport from 4 vertices and 6 indices: lower-left triangle first.
-    std::shared_ptr<Mesh> Quad(bool animate) {
-        const float corners[] = {-1, -1, 0, 1, -1, 0, -1, 1, 0, 1, 1, 0};
-        return Mesh::Create(Info("quad", PrimitiveType::Triangles,
-                                 {{DataBuffer<float>::Create(4, 3, corners), Indices({0, 1, 2, 2, 1, 3}), VA::Position}}, animate));
-    }
-
-    // Points attribute 0 of the sub-object's VAO at the positions, as a shader's layout would.
-    void BindPositions(const Mesh& mesh) {
-        const DrawInfo* d = mesh.GetDrawInfo(0);
-        glBindVertexArray(d->vao);
-        glBindBuffer(GL_ARRAY_BUFFER, d->vbo);
-        glEnableVertexAttribArray(0);
-        glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 12, nullptr);
-        glBindVertexArray(0);
-        glBindBuffer(GL_ARRAY_BUFFER, 0);
-    }
-
-    bool Red(int x, int y) {
-        uint8_t pixel[4] = {};
-        glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
-        return pixel[0] == 255 && pixel[1] == 0;
-    }
-
-    void Draw(Mesh& mesh, float time) {
-        RenderInfo info;
-        info.shaderInfos.resize(1);  // no generated shader: the plain program stays in use
-        glClearColor(0, 0, 0, 0);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glUseProgram(program_);
-        mesh.Draw(info, time);
-        glUseProgram(0);
-    }
-
-    std::unique_ptr<kestrum_test::ColorTarget> target_;
-    GLuint program_ = 0;
-};
-
-TEST_F(MeshDrawTest, IndexedSubObjectDrawsThroughItsIndexBuffer) {
-    auto mesh = Quad(false);
-    ASSERT_NE(mesh, nullptr);
-    BindPositions(*mesh);
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);  // a stray binding outside must not matter
-    Draw(*mesh, 0.0f);
-    EXPECT_TRUE(Red(0, 0));
-    EXPECT_TRUE(Red(kSize - 1, kSize - 1));  // only the second triangle covers this corner
-}
-
-TEST_F(MeshDrawTest, BuildUpDrawsOnlyTheIndicesReached) {
-    auto mesh = Quad(true);
-    ASSERT_NE(mesh, nullptr);
-    BindPositions(*mesh);
-    Draw(*mesh, 0.0f);
-    EXPECT_FALSE(Red(0, 0));  // nothing yet
-    Draw(*mesh, 0.06f);
-    EXPECT_TRUE(Red(0, 0));
-    EXPECT_FALSE(Red(kSize - 1, kSize - 1));  // one triangle so far
-    Draw(*mesh, 0.12f);
-    EXPECT_TRUE(Red(kSize - 1, kSize - 1));
 }
 
 namespace {
@@ -444,23 +318,6 @@ TEST_F(MeshBatchDrawTest, BatchedDrawsGiveThePictureOfOneDraw) {
     }
 }
 
-TEST_F(MeshBatchDrawTest, DroppingTheLastBatchChangesThePicture) {
-    auto full = Build(false, false);
-    ASSERT_NE(full, nullptr);
-    const std::vector<uint8_t> whole = Render(*full, 0);
-    const std::vector<float> corners = Corners();
-    MeshSubObjectData sub;
-    sub.attributes = kAttributes;
-    sub.vertices = DataBuffer<float>::Create((kTriangles - 7) * 3, 7, corners.data());
-    MeshCreationInfo info;
-    info.name = "short";
-    info.subObjects.push_back(sub);
-    auto shorter = Mesh::Create(info);
-    ASSERT_NE(shorter, nullptr);
-    PointVaoAtRows(*shorter);
-    EXPECT_FALSE(Render(*shorter, 0) == whole);
-}
-
 TEST_F(MeshBatchDrawTest, BuildUpDrawsTheSamePrefixInBatches) {
     auto whole = Build(true, true);
     auto batched = Build(true, true);
@@ -577,92 +434,6 @@ namespace {
 
 using kestrum_test::FakeScenes;
 using Velmora::Test::LogCapture;
-
-MeshCreationInfo Build(uint32_t type) {
-    MeshCreationInfo info;
-    EXPECT_TRUE(SimpleMeshFactory::BuildCreationInfo(type, info)) << type;
-    return info;
-}
-
-std::vector<uint32_t> Indices(const MeshSubObjectData& data) {
-    return std::vector<uint32_t>(data.indices->Data(), data.indices->Data() + data.indices->ElementCount());
-}
-
-TEST(HelperMeshTest, GridsLeaveOutTheCentreLines) {
-    for (uint32_t type : {SimpleMeshType::GridXZ, SimpleMeshType::GridXY}) {
-        MeshCreationInfo grid = Build(type);
-        ASSERT_EQ(grid.subObjects.size(), 1u);
-        const MeshSubObjectData& data = grid.subObjects[0];
-        EXPECT_EQ(data.attributes, 0x100u);
-        ASSERT_EQ(data.vertices->Count(), 40u);
-        std::vector<uint32_t> expected(40);
-        for (uint32_t i = 0; i < 40; ++i) expected[i] = i;
-        EXPECT_EQ(Indices(data), expected);
-        const uint32_t flat = type == SimpleMeshType::GridXZ ? 1 : 2;  // the coordinate that stays 0
-        const uint32_t second = 3 - flat;
-        const float* v = data.vertices->Data();
-        EXPECT_FLOAT_EQ(v[0], 0.1f);
-        EXPECT_FLOAT_EQ(v[second], -0.5f);
-        EXPECT_FLOAT_EQ(v[3 + second], 0.5f);
-        EXPECT_FLOAT_EQ(v[6], -0.1f);
-        EXPECT_FLOAT_EQ(v[12], -0.5f);
-        EXPECT_FLOAT_EQ(v[12 + second], 0.1f);
-        EXPECT_FLOAT_EQ(v[15], 0.5f);
-        EXPECT_FLOAT_EQ(v[21 + second], -0.1f);
-        std::set<int> offsets;
-        for (uint32_t row = 0; row < 40; ++row) {
-            const float* r = data.vertices->Row(row);
-            EXPECT_EQ(r[flat], 0.0f);
-            const float along = row % 8 < 4 ? r[second] : r[0];
-            const float across = row % 8 < 4 ? r[0] : r[second];
-            EXPECT_FLOAT_EQ(along, row % 2 == 0 ? -0.5f : 0.5f);
-            EXPECT_NE(across, 0.0f);
-            offsets.insert(int(std::lround(across * 10)));
-        }
-        EXPECT_EQ(offsets, (std::set<int>{-5, -4, -3, -2, -1, 1, 2, 3, 4, 5}));
-    }
-}
-
-TEST(HelperMeshTest, ExampleShapesAreClosedAndOutwardFacing) {
-    const uint32_t attributes[] = {0x700, 0x300, 0x301};
-    for (uint32_t k = 0; k < 3; ++k) {
-        MeshCreationInfo cube = Build(SimpleMeshType::ExampleCubeVertexColor + k);
-        EXPECT_EQ(cube.primitiveType, PrimitiveType::Triangles);
-        const MeshSubObjectData& data = cube.subObjects[0];
-        EXPECT_EQ(data.attributes, attributes[k]);
-        ASSERT_EQ(data.vertices->Count(), 24u);
-        const std::vector<uint32_t> indices = Indices(data);
-        ASSERT_EQ(indices.size(), 36u);
-        for (size_t t = 0; t < 36; t += 3) {
-            const float* p0 = data.vertices->Row(indices[t]);
-            const float* p1 = data.vertices->Row(indices[t + 1]);
-            const float* p2 = data.vertices->Row(indices[t + 2]);
-            const float e1[3] = {p1[0] - p0[0], p1[1] - p0[1], p1[2] - p0[2]};
-            const float e2[3] = {p2[0] - p0[0], p2[1] - p0[1], p2[2] - p0[2]};
-            const float n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
-            EXPECT_GT(n[0] * p0[3] + n[1] * p0[4] + n[2] * p0[5], 0.0f) << k << " " << t;
-            EXPECT_GT(p0[0] * p0[3] + p0[1] * p0[4] + p0[2] * p0[5], 0.0f) << k << " " << t;
-        }
-    }
-    EXPECT_EQ(Build(SimpleMeshType::ExampleCubeTexture).name, "___ExampleCube_Texture");
-    MeshCreationInfo pyramid = Build(SimpleMeshType::ExamplePyramidVertexColor);
-    EXPECT_EQ(pyramid.name, "____ExamplePyramid_VertexColor");
-    EXPECT_EQ(pyramid.primitiveType, PrimitiveType::Triangles);
-    const MeshSubObjectData& data = pyramid.subObjects[0];
-    EXPECT_EQ(data.attributes, 0x300u);
-    ASSERT_EQ(data.vertices->Count(), 18u);
-    const std::vector<uint32_t> indices = Indices(data);
-    EXPECT_EQ(indices, (std::vector<uint32_t>{0, 1, 2, 0, 2, 3, 4, 6, 5, 7, 9, 8, 10, 12, 11, 13, 15, 14}));
-    for (size_t t = 0; t < indices.size(); t += 3) {
-        const float* p0 = data.vertices->Row(indices[t]);
-        const float* p1 = data.vertices->Row(indices[t + 1]);
-        const float* p2 = data.vertices->Row(indices[t + 2]);
-        const float e1[3] = {p1[0] - p0[0], p1[1] - p0[1], p1[2] - p0[2]};
-        const float e2[3] = {p2[0] - p0[0], p2[1] - p0[1], p2[2] - p0[2]};
-        const float n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
-        EXPECT_GT(n[0] * p0[3] + n[1] * p0[4] + n[2] * p0[5], 0.0f) << t;
-    }
-}
 
 TEST(HelperMeshTest, MeshesAreBuiltOncePerScene) {
     ASSERT_TRUE(kestrum_test::EnsureGLContext());

@@ -75,37 +75,6 @@ TEST(Lights, SpotAndIntensityRules) {
     EXPECT_EQ(pool->BlocksFailed(), 0u);
 }
 
-std::vector<uint8_t> Material(const std::string& name, uint32_t attributes, float reflectivity, float opacity) {
-    BitStreamWriter w;
-    w.WriteString(name);
-    w.WriteU32(attributes);
-    for (int i = 0; i < 12; ++i) w.WriteF32(0.1f * float(i));
-    w.WriteF32(reflectivity);
-    w.WriteF32(opacity);
-    return w.Finish();
-}
-
-TEST(Materials, ClampingOpacityAndDuplicates) {
-    U3DFileWriter w;
-    w.AddBlock(0xFFFFFF54, Material("shiny", 0x10 | 0x20, 3.0f, 3.0f));
-    w.AddBlock(0xFFFFFF54, Material("plain", 0, 0.5f, 0.2f));
-    w.AddBlock(0xFFFFFF54, Material("shiny", 0, 0.0f, 0.0f));
-    w.AddBlock(0xFFFFFF54, Material("", 0, 0.0f, 0.0f));
-    LogCapture log;
-    auto pool = Load(w);
-    ASSERT_TRUE(pool);
-    const auto* shiny = pool->MaterialPool().FindMaterial("shiny");
-    ASSERT_TRUE(shiny);
-    EXPECT_EQ(shiny->reflectivity, 1.0f);
-    EXPECT_EQ(shiny->opacity, 3.0f);
-    EXPECT_FLOAT_EQ(shiny->diffuse[0], 0.3f);
-    EXPECT_EQ(shiny->emissive[3], 1.0f);
-    const auto* plain = pool->MaterialPool().FindMaterial("plain");
-    ASSERT_TRUE(plain);
-    EXPECT_EQ(plain->reflectivity, 0.0f);
-    EXPECT_EQ(plain->opacity, 1.0f);
-}
-
 std::vector<uint8_t> Shader(const std::string& name, uint32_t channels, uint32_t layersWritten) {
     BitStreamWriter w;
     w.WriteString(name);

@@ -98,23 +98,6 @@ TEST_F(FilesTest, ReadLinesKeepsLineEndsAndSplitsLongLines) {
     EXPECT_EQ(b->ReadLines(&lines), 2u);
 }
 
-TEST_F(FilesTest, WriteTextNeedsTextWrite) {
-    auto w = SimpleFile::Open(P("w.txt"), SimpleFile::Text | SimpleFile::Write);
-    ASSERT_TRUE(w);
-    EXPECT_TRUE(w->WriteText("hello\n"));
-    std::ifstream in(dir_ / "w.txt");
-    std::string got;
-    std::getline(in, got);
-    EXPECT_EQ(got, "hello");
-    auto b = SimpleFile::Open(P("b.bin"), SimpleFile::Binary | SimpleFile::Write);
-    EXPECT_FALSE(b->WriteText("x"));
-    EXPECT_TRUE(b->WriteBytes("\0\1\2", 3));
-    EXPECT_EQ(fs::file_size(dir_ / "b.bin"), 3u);
-    auto rw = SimpleFile::Open(P("w.txt"), SimpleFile::Text | SimpleFile::Read | SimpleFile::Write);
-    ASSERT_TRUE(rw);
-    EXPECT_EQ(rw->Size(), 0u);
-}
-
 TEST_F(FilesTest, PathChecks) {
     WriteRaw("file.u3d", "x");
     EXPECT_TRUE(Exists(P("file.u3d")));

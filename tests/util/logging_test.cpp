@@ -169,40 +169,6 @@ TEST_F(LoggingTest, StartDefaultWritesTheFileFormat) {
     EXPECT_FALSE(std::getline(lines, line)) << content;
 }
 
-TEST_F(LoggingTest, SecondStartEndsTheFirstSessionAndAppendZeroOverwrites) {
-    const fs::path log = dir_ / "c.log";
-    ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, 3));
-    Logger::Log(LogLevel::Error, "first session");
-    ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), false, 3));
-    Logger::Log(LogLevel::Error, "second session");
-    LogManager::Instance().StopDefault();
-    std::string content = ReadAll(log);
-    EXPECT_EQ(content.find("first session"), std::string::npos) << content;
-    EXPECT_EQ(content.rfind("Session Start (", 0), 0u) << content;
-    EXPECT_NE(content.find("second session"), std::string::npos);
-    ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), true, 3));
-    Logger::Log(LogLevel::Error, "third session");
-    ASSERT_TRUE(LogManager::Instance().StartDefault(log.string(), true, 3));
-    Logger::Log(LogLevel::Error, "fourth session");
-    LogManager::Instance().StopDefault();
-    content = ReadAll(log);
-    const size_t second = content.find("second session");
-    const size_t third = content.find("third session");
-    const size_t fourth = content.find("fourth session");
-    ASSERT_NE(second, std::string::npos);
-    ASSERT_NE(third, std::string::npos);
-    ASSERT_NE(fourth, std::string::npos);
-    EXPECT_LT(second, third);
-    EXPECT_LT(third, fourth);
-    const size_t endOfThird = content.find("\nSession End (", third);
-    const size_t startOfFourth = content.find("Session Start (", third);
-    EXPECT_LT(endOfThird, startOfFourth);
-    EXPECT_LT(startOfFourth, fourth);
-    size_t starts = 0;
-    for (size_t p = content.find("Session Start ("); p != std::string::npos; p = content.find("Session Start (", p + 1)) ++starts;
-    EXPECT_EQ(starts, 3u);
-}
-
 TEST_F(LoggingTest, HookReceivesMessagesInOrder) {
     int user = 0;
     EXPECT_EQ(LogManager::Instance().SetLoggingHook(&user, &TestHook), nullptr);
@@ -222,38 +188,6 @@ TEST_F(LoggingTest, HookReceivesMessagesInOrder) {
         EXPECT_EQ(g_hooked[i].userData, &user);
         EXPECT_EQ(g_hooked[i].byteLength, g_hooked[i].text.size() * 2);
     }
-}
-
-TEST_F(LoggingTest, HookGetsStringErrorForEmptyTextAndReplacementForIllFormed) {
-    LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
-    auto hookStream = LogManager::Instance().HookStream();
-    ASSERT_TRUE(hookStream);
-    hookStream->Write(1, "");
-    Logger::Log(LogLevel::Error, "%s", "");       // a normal empty message has its "\n"
-    Logger::Log(LogLevel::Error, "bad \xFF byte");
-    ASSERT_TRUE(WaitFor([] { return HookedCount() >= 3; }));
-    std::lock_guard<std::mutex> lock(g_hookMutex);
-    EXPECT_EQ(g_hooked[0].text, u"<StringError>");
-    EXPECT_EQ(g_hooked[0].byteLength, 26u);
-    EXPECT_EQ(g_hooked[1].text, u"\n");
-    EXPECT_EQ(g_hooked[2].text, u"bad \uFFFD byte\n");
-}
-
-TEST_F(LoggingTest, StartDefaultBypassesTheHookAndStopDefaultMakesItDormant) {
-    LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
-    ASSERT_TRUE(LogManager::Instance().StartDefault((dir_ / "e.log").string(), false, 3));
-    Logger::Log(LogLevel::Error, "to file only");
-    LogManager::Instance().StopDefault();
-    EXPECT_EQ(LogManager::Instance().GetLoggingHook(nullptr), &TestHook);  // stored, dormant
-    EXPECT_FALSE(LogManager::Instance().HookStream());
-    Logger::Log(LogLevel::Error, "dropped");
-    Sleep(80);
-    EXPECT_EQ(HookedCount(), 0u);
-    LogManager::Instance().SetLoggingHook(nullptr, &TestHook);
-    Logger::Log(LogLevel::Error, "again");
-    ASSERT_TRUE(WaitFor([] { return HookedCount() >= 1; }));
-    std::lock_guard<std::mutex> lock(g_hookMutex);
-    EXPECT_EQ(g_hooked[0].text, u"again\n");
 }
 
 TEST_F(LoggingTest, FullHookQueueDropsMessages) {

@@ -35,23 +35,6 @@ TEST(SceneParameters, MemoryWinsOverFileAndHandleAndIsAPrivateCopy) {
     EXPECT_EQ(owned.Data()[4], 5);
 }
 
-TEST(SceneParameters, MemoryWithoutBytesTakesNoSourceAtAll) {
-    uint8_t byte = 1;
-    for (int variant = 0; variant < 2; ++variant) {
-        Kestrum::LoadSceneParameters flat = FlatLoad(7);
-        flat.path = u"/some/scene.u3d";
-        flat.sceneHandle = 9;
-        flat.data = variant == 0 ? nullptr : &byte;
-        flat.dataSize = variant == 0 ? 1 : 0;
-        auto owned = ToOwned(flat);
-        EXPECT_EQ(owned.flags, 3u) << variant;  // memory bit cleared, the others kept
-        EXPECT_FALSE(owned.HasFromMemory());
-        EXPECT_TRUE(owned.path.empty());
-        EXPECT_EQ(owned.sceneHandle, 0u);
-        EXPECT_EQ(owned.Data(), nullptr);
-    }
-}
-
 TEST(SceneParameters, FileBeforeHandleAndHandleOnlyWhenHighest) {
     Kestrum::LoadSceneParameters flat = FlatLoad(3);
     flat.path = u"/tmp/\u00e9t\u00e9 \U0001F600.prc";

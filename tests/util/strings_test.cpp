@@ -52,13 +52,3 @@ TEST(SystemStrings, Layout) {
     EXPECT_EQ(s[5], u'\0');
     FreeSystemString(s);
 }
-
-TEST(SystemStrings, FromUtf8) {
-    char16_t* s = MakeBstrFromUtf8(std::string("gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80"));
-    EXPECT_EQ(std::u16string(s), u"gr\u00fc\u00df \U0001F600");
-    EXPECT_EQ(SystemStringLength(s), 7u);
-    FreeSystemString(s);
-    s = MakeBstrFromUtf8(std::string());
-    EXPECT_EQ(SystemStringLength(s), 0u);
-    FreeSystemString(s);
-}

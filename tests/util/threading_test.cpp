@@ -73,24 +73,6 @@ struct Target {
 
 }  // namespace
 
-TEST(ConcurrentQueue, BoundedAt8192) {
-    ConcurrentQueue<int> q;
-    EXPECT_EQ(q.Capacity(), 8192u);
-    for (int i = 0; i < 8192; ++i) ASSERT_TRUE(q.Push(i));
-    EXPECT_FALSE(q.Push(8192));
-    EXPECT_EQ(q.Pending(), 8192u);
-    int v = -1;
-    ASSERT_TRUE(q.TryPop(v));
-    EXPECT_EQ(v, 0);
-    EXPECT_TRUE(q.Push(9999));
-    EXPECT_FALSE(q.Push(10000));
-    for (int i = 1; i < 8192; ++i) { ASSERT_TRUE(q.TryPop(v)); EXPECT_EQ(v, i); }
-    ASSERT_TRUE(q.TryPop(v));
-    EXPECT_EQ(v, 9999);
-    EXPECT_FALSE(q.TryPop(v));
-    EXPECT_TRUE(q.Empty());
-}
-
 TEST(ThreadManager, PostRunsOnTheWorkerInOrder) {
     Worker w;
     Target t;

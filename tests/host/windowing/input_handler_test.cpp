@@ -75,20 +75,4 @@ TEST(InputHandlerProcess, PrimaryDragRunsFromPressToRelease) {
     EXPECT_EQ(target.calls, (Strings{"begin 10,10", "drag 12,14", "end"}));
 }
 
-TEST(InputHandlerProcess, SecondaryPansByTheOffsetFromTheLastAnchor) {
-    RecordingTarget target;
-    InputHandler input(&target, 7);
-    input.OnMouseButton(1, true, 50, 50);
-    input.Process();
-    input.OnMouseMove(55, 48);
-    input.Process();
-    input.OnMouseMove(60, 40);
-    input.Process();
-    input.OnMouseButton(1, false, 60, 40);
-    input.Process();
-    input.OnMouseMove(70, 70);  // after the release: nothing
-    input.Process();
-    EXPECT_EQ(target.calls, (Strings{"pan 5,-2", "pan 5,-8"}));
-}
-
 }  // namespace

@@ -29,24 +29,13 @@
 #include "rendering/OpenGLContext.h"
 #include "rendering/Renderer.h"
 #include "support/ExportedLibrary.h"
-#include "util/Logger.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using namespace Velmora::Windowing;
 using Velmora::Rendering::OpenGLContext;
 using Velmora::Rendering::Renderer;
-using Velmora::Utility::LogStream;
-using Velmora::Utility::Logger;
-
-class ErrorLog : public LogStream {
-public:
-    void Write(int32_t level, const std::string& text) override {
-        if (level == 1) errors.push_back(text.substr(0, text.find_last_not_of('\n') + 1));
-    }
-    bool Has(const std::string& text) const { return std::find(errors.begin(), errors.end(), text) != errors.end(); }
-    std::vector<std::string> errors;
-};
 
 class EventRecorder : public WindowEventListener {
 public:
@@ -64,9 +53,6 @@ public:
 class WindowTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        previous_ = Logger::Instance().Stream();
-        log_ = std::make_shared<ErrorLog>();
-        Logger::Instance().SetStream(log_);
         host_ = XOpenDisplay(nullptr);
         if (!host_) GTEST_SKIP() << "no X server";
         ASSERT_NE(X11Connection::Instance().Open(), nullptr);
@@ -79,7 +65,6 @@ protected:
             XDestroyWindow(host_, hostWindow_);
             XCloseDisplay(host_);
         }
-        Logger::Instance().SetStream(previous_);
     }
     // Reads the library's connection until `done` holds or a second has passed.
     template <typename Done>
@@ -122,8 +107,7 @@ protected:
         XFlush(host_);
     }
 
-    std::shared_ptr<ErrorLog> log_;
-    std::shared_ptr<LogStream> previous_;
+    Velmora::Test::LogCapture log_;
     Display* host_ = nullptr;
     Window hostWindow_ = 0;
 };
@@ -157,92 +141,6 @@ TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
     SendMotion(child, 1, 1);
     Settle();
     EXPECT_EQ(recorder.events.size(), expected.size());
-}
-
-TEST_F(WindowTest, ResizeNotifiesOnlyWhenTheSizeChanges) {
-    RenderWindow window;
-    ASSERT_TRUE(window.Create({hostWindow_, 120, 80}));
-    EventRecorder recorder;
-    window.AddObserver(&recorder);
-    const Window child = static_cast<Window>(window.GetHandle());
-    XMoveWindow(host_, child, 5, 5);
-    XSync(host_, False);
-    Settle();
-    window.WindowProc(window.GetHandle(), kMessageSize, 0, PackPoint(120, 80));
-    EXPECT_TRUE(recorder.events.empty());
-    XResizeWindow(host_, child, 160, 90);
-    XSync(host_, False);
-    EXPECT_TRUE(PumpUntil([&] { return !recorder.events.empty(); }));
-    EXPECT_EQ(recorder.events, (std::vector<std::string>{"size 160,90"}));
-    EXPECT_EQ(window.GetWidth(), 160);
-    EXPECT_EQ(window.GetHeight(), 90);
-    EXPECT_EQ(window.GetDC()->width, 160);
-    window.RemoveObserver(&recorder);
-}
-
-// The GL side of windows: a window surface on the child window and a pbuffer for capture.
-class WindowGLTest : public WindowTest {
-protected:
-    void SetUp() override {
-        WindowTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        Renderer& renderer = Renderer::Instance();
-        if (!renderer.IsInitialized()) {
-            ASSERT_TRUE(renderer.Init({}));
-        }
-        ASSERT_TRUE(OpenGLContext::Instance().HasWindowSystem());
-    }
-};
-
-TEST_F(WindowGLTest, RenderWindowShowsWhatIsDrawn) {
-    OpenGLContext& context = OpenGLContext::Instance();
-    RenderWindow window;
-    ASSERT_TRUE(window.Create({hostWindow_, 80, 60}));
-    Velmora::Rendering::DeviceContext* dc = WindowBase::GetDC(window.GetHandle());
-    ASSERT_TRUE(context.CreateContextForWindow(dc));
-    ASSERT_TRUE(context.Activate(dc));
-    glViewport(0, 0, 80, 60);
-    glClearColor(1.0f, 0.0f, 0.0f, 1.0f);
-    unsigned long pixel = 0, redMask = 0, otherMask = 0;
-    bool red = false;
-    for (int attempt = 0; attempt < 100 && !red; ++attempt) {
-        glClear(GL_COLOR_BUFFER_BIT);
-        ASSERT_TRUE(context.SwapBuffers(dc));
-        ASSERT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        XSync(host_, False);
-        XImage* image = XGetImage(host_, static_cast<Window>(window.GetHandle()), 0, 0, 80, 60, AllPlanes, ZPixmap);
-        ASSERT_NE(image, nullptr);
-        pixel = XGetPixel(image, 40, 30);
-        redMask = image->red_mask;
-        otherMask = image->green_mask | image->blue_mask;
-        XDestroyImage(image);
-        red = (pixel & redMask) == redMask && (pixel & otherMask) == 0;
-        if (!red) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    EXPECT_EQ(pixel & redMask, redMask);
-    EXPECT_EQ(pixel & otherMask, 0u);
-    window.Destroy();
-    EXPECT_FALSE(dc->bound);
-    EXPECT_EQ(context.CurrentDC(), context.SharedDC());
-}
-
-TEST_F(WindowGLTest, CaptureWindowTakesAPbuffer) {
-    OpenGLContext& context = OpenGLContext::Instance();
-    CaptureWindow window;
-    ASSERT_TRUE(window.Create({0, 50, 50}));
-    auto* dc = window.GetDC();
-    ASSERT_TRUE(context.CreateContextForWindow(dc));
-    EXPECT_NE(dc->surface, nullptr);
-    ASSERT_TRUE(context.Activate(dc));
-    glClearColor(0.0f, 1.0f, 0.0f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
-    unsigned char rgba[4] = {};
-    glReadPixels(10, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
-    EXPECT_EQ(rgba[1], 255);
-    EXPECT_EQ(rgba[0], 0);
-    context.ReleaseDC(dc);
-    EXPECT_EQ(context.CurrentDC(), context.SharedDC());
-    window.Destroy();
 }
 
 using namespace Kestrum;
@@ -551,87 +449,6 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     EXPECT_EQ(WaitAnswer().handle, 0u) << "nothing left to close";
 }
 
-std::mutex g_progressMutex;
-std::vector<float> g_progress;
-std::vector<uint32_t> g_progressTags;
-void OnProgress(float percent, uint32_t tag) {
-    std::lock_guard<std::mutex> lock(g_progressMutex);
-    g_progress.push_back(percent);
-    g_progressTags.push_back(tag);
-}
-
-TEST_F(RenderProxyTest, ProgressReachesTheLoadsCallbackWithItsTag) {
-    proxy_ = MakeProxy();
-    ASSERT_NE(proxy_, nullptr);
-    {
-        std::lock_guard<std::mutex> lock(g_progressMutex);
-        g_progress.clear();
-        g_progressTags.clear();
-    }
-    LoadOptions options;
-    options.userTag = 31;
-    options.progress = OnProgress;
-    ASSERT_EQ(Load(SampleScene(), options).success, 1);
-    std::lock_guard<std::mutex> lock(g_progressMutex);
-    ASSERT_FALSE(g_progress.empty());
-    EXPECT_FLOAT_EQ(g_progress.back(), 100.0f);
-    for (uint32_t tag : g_progressTags) EXPECT_EQ(tag, 31u);
-    EXPECT_TRUE(std::is_sorted(g_progress.begin(), g_progress.end()));
-}
-
-// Two views from text: both become cameras, and the selected one is active after the load
-// even though the other was applied after it.
-TEST_F(RenderProxyTest, ViewStringsOfTheLoadAddCamerasAndTheSelectedOneIsActive) {
-    proxy_ = MakeProxy();
-    ASSERT_NE(proxy_, nullptr);
-    LoadOptions options;
-    options.viewTexts = {u"",  // dropped at the boundary: indices count the kept entries
-                         u"<< /XN (Left) /3DB [0 0 200 150] /MS /M /C2W [0 1 0 0 0 1 1 0 0 -10 0 0] >>",
-                         u"<< /XN (Back) /3DB [0 0 200 150] /MS /M /C2W [-1 0 0 0 0 1 0 1 0 0 10 0] >>",
-                         u"<< broken"};
-    options.selectedView = 0;
-    const Answer load = Load(SampleScene(), options);
-    ASSERT_EQ(load.success, 1);
-    EXPECT_TRUE(Contains(load.cameras, "Left"));
-    EXPECT_TRUE(Contains(load.cameras, "Back"));
-    EXPECT_EQ(load.active, "Left");
-}
-
-// A view file beside the scene is applied without activation and listed as a view file's.
-TEST_F(RenderProxyTest, ExternalViewFilesBesideTheSceneAreAdded) {
-    proxy_ = MakeProxy();
-    ASSERT_NE(proxy_, nullptr);
-    char folder[] = "/tmp/kestrum_views_XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string scene = std::string(folder) + "/sample.u3d";
-    const std::string views = std::string(folder) + "/side.vws";
-    const std::string broken = std::string(folder) + "/broken.vws";
-    files_ = {scene, views, broken, folder};
-    {
-        FILE* in = std::fopen(SampleScene().c_str(), "rb");
-        FILE* out = std::fopen(scene.c_str(), "wb");
-        ASSERT_TRUE(in && out);
-        char buffer[4096];
-        while (size_t n = std::fread(buffer, 1, sizeof buffer, in)) std::fwrite(buffer, 1, n, out);
-        std::fclose(in);
-        std::fclose(out);
-        out = std::fopen(views.c_str(), "w");
-        std::fputs("<< /XN (Side) /3DB [0 0 200 150] /MS /M /C2W [1 0 0 0 0 -1 0 1 0 0 -10 0] >>", out);
-        std::fclose(out);
-        out = std::fopen(broken.c_str(), "w");
-        std::fputs("no dictionary here", out);
-        std::fclose(out);
-    }
-    LoadOptions options;
-    options.viewFlags = KESTRUM_VIEW_LOAD_EXTERNAL_VIEWS;
-    const Answer load = Load(scene, options);
-    ASSERT_EQ(load.success, 1) << lib.LogText();
-    EXPECT_TRUE(Contains(load.cameras, "Side [ViewFile]")) << ::testing::PrintToString(load.cameras);
-    const Answer plain = Load(scene);
-    ASSERT_EQ(plain.success, 1);
-    EXPECT_FALSE(Contains(plain.cameras, "Side [ViewFile]"));
-}
-
 // ---- cameras ---------------------------------------------------------------------------------
 
 TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
@@ -661,18 +478,6 @@ TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
 }
 
 // ---- properties ------------------------------------------------------------------------------
-
-TEST_F(RenderProxyTest, SceneFlagsAndLightingSchemeReachTheScene) {
-    proxy_ = MakeProxy();
-    ASSERT_NE(proxy_, nullptr);
-    ASSERT_EQ(Load(SampleScene()).success, 1);
-    lib.SetProperty_Bool(proxy_, KESTRUM_PROPERTY_SCENE_FLAG_A, 0, 0);
-    EXPECT_EQ(lib.GetProperty_Bool(proxy_, KESTRUM_PROPERTY_SCENE_FLAG_A), 0);
-    lib.SetProperty_Bool(proxy_, KESTRUM_PROPERTY_SCENE_FLAG_A, 1, 0);
-    EXPECT_EQ(lib.GetProperty_Bool(proxy_, KESTRUM_PROPERTY_SCENE_FLAG_A), 1);
-    lib.SetProperty_Int32(proxy_, KESTRUM_PROPERTY_LIGHTING_SCHEME, 10, 0);
-    EXPECT_EQ(lib.GetProperty_Int32(proxy_, KESTRUM_PROPERTY_LIGHTING_SCHEME), 10);
-}
 
 TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     proxy_ = MakeProxy();
