@@ -2,11 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
 
-#include "format/AuthoringInterrupt.h"
-#include "format/AuthoringProgress.h"
 #include "format/FormatManager.h"
 #include "support/LogCapture.h"
 #include "u3dwriter/U3DWriter.h"
@@ -46,37 +42,6 @@ TEST(FormatManager, LoaderByExtensionOrSignature) {
     memory.data = text;
     memory.dataSize = sizeof text;
     EXPECT_EQ(manager.GetSupportedLoader(memory), records[2].format);
-}
-
-struct Recorder : ProgressListener {
-    void OnProgress(const ProgressInfo& info) override {
-        percents.push_back(info.percent);
-        slot = info.callbackSlot;
-    }
-    std::vector<int32_t> percents;
-    void* slot = nullptr;
-};
-
-TEST(AuthoringProgress, ThrottlesButAlwaysReportsTheEnd) {
-    AuthoringProgress progress;
-    Recorder recorder;
-    int tag = 0;
-    progress.AddObserver(&recorder);
-    progress.SetCallbackSlot(&tag);
-    LogCapture log;
-    progress.AddObserver(&recorder);
-    for (int i = 0; i < 50; ++i) progress.UpdateProgress(1.0f);
-    ASSERT_EQ(recorder.percents.size(), 1u);
-    EXPECT_EQ(recorder.percents[0], 1);
-    EXPECT_EQ(recorder.slot, &tag);
-    std::this_thread::sleep_for(std::chrono::milliseconds(110));
-    progress.UpdateProgress(1.0f);
-    ASSERT_EQ(recorder.percents.size(), 2u);
-    EXPECT_EQ(recorder.percents[1], 51);
-    progress.UpdateProgress(70.0f);  // passes 100: reported as exactly 100
-    progress.UpdateProgress(5.0f);   // and 100 again
-    EXPECT_EQ(recorder.percents, (std::vector<int32_t>{1, 51, 100, 100}));
-    progress.UpdateProgress(0.0f);
 }
 
 }  // namespace

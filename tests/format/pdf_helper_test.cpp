@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "format/PDFHelper.h"
 #include "support/LogCapture.h"

@@ -6,14 +6,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <random>
 #include <sstream>
 #include <string>
 #include <thread>
 
 #include "capture_library.h"
-#include "host/ApplicationNames.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderThread.h"
 #include "support/LogCapture.h"
@@ -126,28 +124,6 @@ TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
 }
 
 using Velmora::Test::ScopedEnv;
-
-TEST(CaptureFilePath, GeneratedBelowTheNamedFolders) {
-    Velmora::Test::LogCapture capture;
-    char pattern[] = "/tmp/kestrum_appdata_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    ScopedEnv appData("APPDATA", pattern);
-    Velmora::ApplicationNames::SetCompanyName("");
-    Velmora::ApplicationNames::SetApplicationName("Viewer");
-    const std::string first = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
-    const std::string second = CaptureProxy::GetCaptureFilePath("/data/models/engine.block.u3d");
-    const std::string folder = std::string(pattern) + "/Orsalind Ltd/Viewer/";
-    ASSERT_EQ(first.rfind(folder, 0), 0u) << first;
-    EXPECT_TRUE(std::filesystem::is_directory(folder));
-    const std::string name = first.substr(folder.size());
-    ASSERT_EQ(name.size(), std::string("engine.block_").size() + 14 + 1 + 4 + 4) << name;
-    EXPECT_EQ(name.rfind("engine.block_", 0), 0u);
-    EXPECT_EQ(name.substr(name.size() - 4), ".png");
-    EXPECT_NE(first, second);  // the counter keeps two names in one second apart
-    Velmora::ApplicationNames::SetApplicationName("");
-    EXPECT_EQ(CaptureProxy::GetCaptureFilePath("x.u3d").rfind(std::string(pattern) + "/Orsalind Ltd/Quillmere/", 0), 0u);
-    std::filesystem::remove_all(pattern);
-}
 
 using namespace KestrumCaptureTest;
 

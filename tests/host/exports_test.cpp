@@ -187,31 +187,6 @@ using Velmora::Test::ScopedEnv;
 std::mutex g_progressMutex;
 std::vector<std::pair<float, uint32_t>> g_progress;
 
-void OnProgress(float percent, uint32_t tag) {
-    std::lock_guard<std::mutex> lock(g_progressMutex);
-    g_progress.emplace_back(percent, tag);
-}
-
-TEST_F(CaptureExports, LoadProgressRisesToAHundredWithTheRequestsTag) {
-    {
-        std::lock_guard<std::mutex> lock(g_progressMutex);
-        g_progress.clear();
-    }
-    Request r = Request::File(TestFile("bearing.u3d"));
-    r.progress = OnProgress;
-    r.userTag = 77;
-    ASSERT_EQ(Load(r).success, 1);
-    std::lock_guard<std::mutex> lock(g_progressMutex);
-    ASSERT_FALSE(g_progress.empty());
-    EXPECT_EQ(g_progress.back().first, 100.0f);
-    for (size_t i = 0; i < g_progress.size(); ++i) {
-        EXPECT_EQ(g_progress[i].second, 77u);
-        if (i > 0) {
-            EXPECT_GE(g_progress[i].first, g_progress[i - 1].first);
-        }
-    }
-}
-
 TEST_F(CaptureExports, LoadFailuresAnswerWithTheirMessages) {
     Answer a = Load(Request::File("/nonexistent/scene.u3d"));
     ASSERT_TRUE(a.answered);

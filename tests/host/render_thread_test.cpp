@@ -12,7 +12,6 @@
 
 #include "support/LogCapture.h"
 #include "host/RenderThread.h"
-#include "rendering/Renderer.h"
 #include "util/ThreadManager.h"
 
 namespace {
@@ -58,26 +57,6 @@ protected:
         RenderThread::Instance().Stop();
     }
 };
-
-TEST_F(RenderThreadTest, StartIsIdempotentAndRestartGetsANewThread) {
-    RenderThread& rt = RenderThread::Instance();
-    ASSERT_TRUE(rt.Start());
-    const uint32_t first = rt.ThreadId();
-    EXPECT_NE(first, 0u);
-    EXPECT_TRUE(rt.IsStarted());
-    EXPECT_EQ(rt.InitState(), 1u);
-    EXPECT_TRUE(Velmora::Rendering::Renderer::Instance().IsInitialized());
-    ASSERT_TRUE(rt.Start());
-    EXPECT_EQ(rt.ThreadId(), first);
-    rt.Stop();
-    EXPECT_EQ(rt.ThreadId(), 0u);
-    EXPECT_FALSE(rt.IsStarted());
-    EXPECT_FALSE(rt.IsRunning());
-    EXPECT_EQ(ThreadManager::Instance().Find(first), nullptr);
-    EXPECT_FALSE(Velmora::Rendering::Renderer::Instance().IsInitialized());
-    ASSERT_TRUE(rt.Start());
-    EXPECT_GT(rt.ThreadId(), first);
-}
 
 TEST_F(RenderThreadTest, FailingRendererLeavesNoThreadAndALaterStartRetries) {
     Velmora::Test::LogCapture capture;

@@ -5,14 +5,11 @@
 #include <epoxy/gl.h>
 
 #include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "GLTestEnvironment.h"
 #include "rendering/GLVersion.h"
 #include "rendering/OpenGLContext.h"
-#include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
 #include "support/LogCapture.h"
 
@@ -154,23 +151,6 @@ TEST_F(RendererTest, RestartsOnAnotherThread) {
         EXPECT_GE(major, 3) << round;
     }
     EXPECT_TRUE(kestrum_test::EnsureGLContext());
-}
-
-TEST_F(RendererTest, BindingPointsAreSmallestFreeFirst) {
-    ASSERT_TRUE(kestrum_test::EnsureGLContext());
-    Renderer& renderer = Renderer::Instance();
-    ASSERT_GE(renderer.MaxBindingPoints(), 3);
-    std::vector<int32_t> taken;
-    for (int32_t i = 0; i < 3; ++i) taken.push_back(renderer.GetAvailableUniformBlockBindingPoint());
-    EXPECT_EQ(taken, (std::vector<int32_t>{0, 1, 2}));
-    renderer.ReleaseBlockBindingPoint(1);
-    EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), 1);
-    renderer.ReleaseBlockBindingPoint(renderer.MaxBindingPoints() + 5);
-    for (int32_t i = 3; i < renderer.MaxBindingPoints(); ++i) EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), i);
-    EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), -1);
-    renderer.ReleaseBlockBindingPoint(2);
-    EXPECT_EQ(renderer.GetAvailableUniformBlockBindingPoint(), 2);
-    for (int32_t i = 0; i < renderer.MaxBindingPoints(); ++i) renderer.ReleaseBlockBindingPoint(i);
 }
 
 }  // namespace

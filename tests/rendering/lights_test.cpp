@@ -14,7 +14,6 @@
 #include "rendering/CameraController.h"
 #include "rendering/LightManager.h"
 #include "rendering/LightingSchemeManager.h"
-#include "rendering/Mesh.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/Renderer.h"
 #include "rendering/shaders/ShaderSourceGenerator.h"
@@ -266,37 +265,6 @@ TEST_F(SchemeFixture, HeadlampFollowsTheCamera) {
     for (int i = 0; i < 3; ++i) EXPECT_FLOAT_EQ(b.light[0].position[i], turned[i]);
     EXPECT_EQ(b.light[0].position[3], 0.0f);
     EXPECT_EQ(ActiveLights(), 1);
-}
-
-TEST_F(SchemeFixture, ArtworkRestoresTheDocumentLights) {
-    LightInfo documentLight;
-    documentLight.position[0] = 0.0f;
-    documentLight.position[1] = -1.0f;
-    documentLight.position[2] = 0.0f;
-    documentLight.diffuse[0] = 0.25f;
-    auto marker = std::make_shared<FakeMarker>(LightModelCreationInfo{});
-    scene.lights.SetLightModel(5, marker);
-    scene.lights.SetLightInfo(5, documentLight, true);
-    scene.lights.SetLightingEnabled(true);
-    ASSERT_TRUE(schemes.StoreCurrentAsArtwork());
-    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Cube));
-    EXPECT_EQ(ActiveLights(), 6);
-    scene.lights.SetGamma(3.0f);
-    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Artwork));
-    const LightBlock& b = scene.lights.GetBlock();
-    EXPECT_EQ(ActiveLights(), 1);
-    EXPECT_EQ(b.flags[5][0], 1);
-    EXPECT_FLOAT_EQ(b.light[5].diffuse[0], 0.25f);
-    EXPECT_EQ(b.enableLighting, 1);
-    EXPECT_FLOAT_EQ(b.gamma, 3.0f);
-    EXPECT_EQ(scene.lights.GetLightModels().at(5), marker);
-    EXPECT_FALSE(marker->visible);
-    scene.lights.SetLightModelsVisible(true);
-    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Day));
-    EXPECT_FALSE(marker->visible);
-    ASSERT_TRUE(schemes.ActivateScheme(LightingScheme::Artwork));
-    EXPECT_TRUE(marker->visible);
-    EXPECT_EQ(marker->lightType, LightType::Directional);
 }
 
 }  // namespace

@@ -4,12 +4,9 @@
 
 #include <epoxy/gl.h>
 
-#include <cmath>
 #include <cstdint>
 #include <memory>
-#include <numeric>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -17,9 +14,7 @@
 #include "color_target.h"
 #include "image_test_support.h"
 #include "rendering/Mesh.h"
-#include "rendering/MeshManager.h"
 #include "rendering/OpenGLContext.h"
-#include "rendering/SimpleMeshFactory.h"
 #include "shader_test_support.h"
 #include "support/LogCapture.h"
 
@@ -112,32 +107,6 @@ TEST_F(MeshTest, BuildUpGrowsByOneTriangleEveryIntervalAndFinishes) {
     EXPECT_EQ(d->buildUpCurrent, 12u);
     EXPECT_EQ(mesh->GetBuildUpState(), Mesh::BuildUpFinished);
     kestrum_test::TakeGLError();  // drawing without a program is undefined but harmless here
-}
-
-TEST_F(MeshTest, InstancedPrimitiveCountsMultiplyBySharedOwners) {
-    MeshManager manager(1);
-    auto tris = Mesh::Create(Info("t", PrimitiveType::Triangles, {{Vertices(6, VA::Position), nullptr, VA::Position},
-                                                                   {Vertices(3, VA::Position), nullptr, VA::Position}}));
-    auto lines = Mesh::Create(Info("l", PrimitiveType::Lines, {{Vertices(4, VA::Position), nullptr, VA::Position}}));
-    auto points = Mesh::Create(Info("p", PrimitiveType::Points, {{Vertices(5, VA::Position), nullptr, VA::Position}}));
-    manager.AddMesh("t", tris);
-    manager.AddMesh("l", lines);
-    manager.AddMesh("p", points);
-    std::vector<std::shared_ptr<Mesh>> models = {tris, tris, tris, lines};
-    tris.reset(), lines.reset();
-    uint32_t p = 0, l = 0, t = 0;
-    EXPECT_EQ(manager.GetPrimitiveCounts(true, &p, &l, &t), 9u + 2 + 5);
-    EXPECT_EQ(t, 9u);
-    EXPECT_EQ(l, 2u);
-    EXPECT_EQ(p, 5u);  // held by the table alone
-    EXPECT_EQ(manager.GetPrimitiveCounts(false, nullptr, nullptr, &t), 3u + 2 + 5);
-    EXPECT_EQ(t, 3u);
-    manager.Shutdown();
-    Velmora::Test::LogCapture log;
-    {
-        MeshManager leftOver(2);
-        leftOver.AddMesh("x", models[0]);
-    }
 }
 
 namespace {
@@ -434,30 +403,5 @@ namespace {
 
 using kestrum_test::FakeScenes;
 using Velmora::Test::LogCapture;
-
-TEST(HelperMeshTest, MeshesAreBuiltOncePerScene) {
-    ASSERT_TRUE(kestrum_test::EnsureGLContext());
-    FakeScenes scenes;
-    scenes.Add(1, 1);
-    scenes.Add(2, 1);
-    for (uint32_t type = 0; type < SimpleMeshType::Count; ++type) {
-        auto mesh = SimpleMeshFactory::GetCreateMesh(1, type);
-        ASSERT_NE(mesh, nullptr) << type;
-        EXPECT_EQ(mesh->GetName(), SimpleMeshFactory::MeshName(type));
-        EXPECT_EQ(scenes.Meshes(1).GetMesh(mesh->GetName()), mesh);
-        EXPECT_EQ(SimpleMeshFactory::GetCreateMesh(1, type), mesh) << type;
-    }
-    EXPECT_EQ(scenes.Meshes(1).GetMeshes().size(), size_t(SimpleMeshType::Count));
-    auto circle = SimpleMeshFactory::GetCreateMesh(1, SimpleMeshType::Circle);
-    EXPECT_EQ(circle->GetNumberOfPrimitivesForSubObject(0), 180u);
-    EXPECT_EQ(SimpleMeshFactory::GetCreateMesh(1, SimpleMeshType::SphereCrosshair)->GetSubObjectCount(), 2u);
-    auto quad = SimpleMeshFactory::CreateScreenQuad(2);
-    ASSERT_NE(quad, nullptr);
-    EXPECT_EQ(quad->GetName(), "___ScreenQuad");
-    EXPECT_EQ(quad->GetNumberOfPrimitivesForSubObject(0), 2u);
-    EXPECT_EQ(SimpleMeshFactory::CreateScreenQuad(2), quad);
-    EXPECT_NE(SimpleMeshFactory::GetCreateMesh(2, SimpleMeshType::Axis3D), SimpleMeshFactory::GetCreateMesh(1, SimpleMeshType::Axis3D));
-    EXPECT_EQ(kestrum_test::TakeGLError(), "");
-}
 
 }  // namespace

@@ -141,32 +141,6 @@ TEST_F(ModelTree, ParentMatricesReachTheWholeSubtree) {
     EXPECT_FLOAT_EQ(box.max[1], 2.0f);
 }
 
-TEST_F(ModelTree, AnimationScalesTurnsAndMovesPerSecond) {
-    CaptureView target("animation", 8, 8);
-    ASSERT_TRUE(target);
-    glBindFramebuffer(GL_FRAMEBUFFER, target->GetFramebuffer());
-    auto model = Make("spinner");
-    model->SetAnimation(AnimationFlags::Scale, {0, 0, 0}, {0, 0, 0}, {100, -100, 0.5f}, true);
-    model->Render(0.0f, 1.0f, false);
-    EXPECT_EQ(model->GetScale(), (Vec3{10.0f, 0.1f, 1.5f}));
-    auto turner = Make("turner");
-    turner->SetAnimation(AnimationFlags::Rotate | AnimationFlags::Translate, {1, 0, 0}, {0, 0, 90}, {0, 0, 0}, true);
-    turner->Render(0.0f, 1.0f, false);
-    const Mat4& r = turner->GetRotation();
-    EXPECT_NEAR(r[0], 0.0f, 1e-5f);
-    EXPECT_NEAR(r[1], 1.0f, 1e-5f);
-    EXPECT_NEAR(turner->GetTranslation()[0], 0.0f, 1e-5f);
-    EXPECT_NEAR(turner->GetTranslation()[1], 1.0f, 1e-5f);
-    EXPECT_NEAR(turner->GetWorldMatrix()[13], 1.0f, 1e-5f);
-    EXPECT_FALSE(turner->IsDirty());
-    auto mover = Make("mover");
-    mover->SetAnimation(AnimationFlags::Rotate | AnimationFlags::Translate, {1, 0, 0}, {0, 0, 90}, {0, 0, 0}, false);
-    mover->Render(0.0f, 0.5f, false);
-    EXPECT_NEAR(mover->GetTranslation()[0], 0.5f, 1e-5f);
-    EXPECT_NEAR(mover->GetTranslation()[1], 0.0f, 1e-5f);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-}
-
 // Scenes drawn for the pass and visibility rules: a red opaque cube at the back and a half
 // transparent green slab in front of it, named so that map order would draw the slab first.
 class ModelPasses : public SceneTest {

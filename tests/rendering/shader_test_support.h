@@ -40,7 +40,6 @@ public:
         scene.info = {lightingModel, matricesBinding, lightsBinding};
         scene.meshes = std::make_unique<Velmora::Rendering::MeshManager>(handle);
     }
-    Velmora::Rendering::MeshManager& Meshes(Velmora::Rendering::SceneHandle handle) { return *scenes_.at(handle).meshes; }
 
 private:
     struct Scene {

@@ -2,15 +2,10 @@
 
 #include <epoxy/gl.h>
 
-#include <filesystem>
 
-#include "format/PDFHelper.h"
-#include "rendering/Image.h"
-#include "rendering/LightingSchemeManager.h"
 #include "rendering/Renderer.h"
 #include "scene_test_support.h"
 #include "u3d/U3DSceneDescription.h"
-#include "util/Paths.h"
 #include "util/SceneParameters.h"
 
 namespace kestrum_test::scene {
@@ -103,23 +98,6 @@ TEST_F(ViewRender, RescaledScenesLookTheSameAsUnitScenes) {
     }
 }
 
-TEST_F(ViewRender, ViewportChangeRecreatesTheFramebuffer) {
-    const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
-    CaptureView view("resize", 64, 64);
-    ASSERT_TRUE(view);
-    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
-    EXPECT_FALSE(view->SetViewport({0, 0, 0, 50}));
-    EXPECT_EQ(view->GetWidth(), 64u);
-    ASSERT_TRUE(view->SetViewport({0, 0, 200, 100}));
-    EXPECT_EQ(view->GetWidth(), 200u);
-    EXPECT_EQ(view->GetCameraController().GetViewport().width, 200u);
-    EXPECT_NE(view->GetColorTexture(), 0u);
-    Picture picture;
-    ASSERT_TRUE(view.Capture(picture));
-    EXPECT_EQ(picture.bgra.size(), 200u * 100u * 4u);
-    ExpectCentredCube(picture, "after resize");
-}
-
 TEST_F(ViewRender, LineModeDrawsOnlyTheEdges) {
     const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
     CaptureView view("lines", 100, 100);
@@ -138,31 +116,6 @@ TEST_F(ViewRender, LineModeDrawsOnlyTheEdges) {
     EXPECT_EQ(filled.At(50, 50), (std::array<int, 3>{0, 0, 255}));
 }
 
-TEST_F(ViewRender, ScreenshotWritesTheFrameAsAnImage) {
-    const SceneHandle handle = BoxScene({-1, -1, -1}, {1, 1, 1});
-    CaptureView view("shot", 80, 60);
-    ASSERT_TRUE(view);
-    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
-    const std::string path = ::testing::TempDir() + "kestrum_view_shot.png";
-    std::filesystem::remove(path);
-    view->Screenshot(path, 1);
-    EXPECT_TRUE(view->IsScreenshotPending());
-    view->Render(2000);
-    EXPECT_FALSE(view->IsScreenshotPending());
-    ASSERT_TRUE(std::filesystem::exists(path));
-    ImageBuffer image;
-    ASSERT_EQ(Image::DecodeFile(path, image, PixelLayout::BGRA, true), ImageStatus::Ok);
-    ASSERT_EQ(image.width, 80u);
-    ASSERT_EQ(image.height, 60u);
-    Picture decoded;
-    decoded.width = 80;
-    decoded.height = 60;
-    decoded.bgra.assign(image.pixels.get(), image.pixels.get() + 80 * 60 * 4);
-    EXPECT_EQ(decoded.At(40, 30), (std::array<int, 3>{0, 0, 255}));
-    EXPECT_EQ(decoded.At(0, 0), kBlack);
-    std::filesystem::remove(path);
-}
-
 using Velmora::U3D::CreateDictionaryFromViewParams;
 using Velmora::U3D::U3DSceneDescription;
 using Velmora::U3D::ViewportRect;
@@ -178,9 +131,6 @@ protected:
         U3DSceneDescription description;
         EXPECT_TRUE(description.CreateFromString(text)) << text;
         return description;
-    }
-    float ActiveFov(CaptureView& view) {
-        return view->GetCameraController().GetActiveCamera().GetInfo().fieldOfView;
     }
 };
 

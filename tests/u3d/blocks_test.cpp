@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 
 #include "support/LogCapture.h"
 #include "u3d/AuthoringPool_U3D.h"
-#include "u3d/BitStreamReader.h"
 #include "u3d/NodeBlocks.h"
 #include "u3dwriter/U3DWriter.h"
 
@@ -270,25 +268,6 @@ TEST(NodeTree, LightsAndViewsStayOutOfTheTree) {
     EXPECT_EQ(data->projectionVector[2], 3.0f);
     EXPECT_EQ(data->viewportWidth, 640.0f);
     EXPECT_EQ(data->viewportY, 2.0f);
-}
-
-TEST(NodeTree, ZeroRowsAreMendedRowByRow) {
-    ParentEntry p{""};
-    for (float& v : p.transform) v = 0.0f;
-    p.transform[3] = 7.0f;  // row 0 keeps its fourth value
-    p.transform[12] = 1.0f;
-    U3DFileWriter w;
-    w.AddBlock(0xFFFFFF21, GroupNodeBlock("z", {p}));
-    LogCapture log;
-    auto pool = Load(w);
-    ASSERT_TRUE(pool);
-    auto z = Child(pool->NodePool().GetRoot(), "z");
-    ASSERT_TRUE(z);
-    EXPECT_EQ(z->transform[0], 1.0f);
-    EXPECT_EQ(z->transform[5], 1.0f);
-    EXPECT_EQ(z->transform[10], 1.0f);
-    EXPECT_EQ(z->transform[15], 0.0f);
-    EXPECT_EQ(z->transform[3], 7.0f);
 }
 
 TEST(NodeTree, AbsurdParentCountFailsTheBlock) {

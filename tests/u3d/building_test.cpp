@@ -3,21 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
 #include <sstream>
 
 #include "build_support.h"
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
-#include "format/ProgressListener.h"
 #include "rendering/LightModel.h"
 #include "rendering/MathUtil.h"
 #include "support/LogCapture.h"
 #include "u3d/AuthoringPool_U3D.h"
-#include "u3d/BlockBase.h"
 #include "u3d/CLODMeshBuilder.h"
 #include "u3d/ShaderStateBuilder.h"
 
@@ -241,11 +236,6 @@ std::vector<FacesEntry> FacesTable() {
     return entries;
 }
 
-std::vector<uint8_t> ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 std::shared_ptr<AuthoringPool_U3D> MakePool() {
     return AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
 }
@@ -310,27 +300,6 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
     }
     EXPECT_GE(built, 50u);
     EXPECT_GT(blended, 0u);
-}
-
-TEST_F(U3DSceneBuild, ImportSceneRunsReadAndBuildFromFileAndMemory) {
-    LogCapture log(3);
-    ImportDescriptor file;
-    file.kind = ImportDescriptor::File;
-    file.path = TestFile("box.u3d");
-    const uint32_t fromFile = FormatManager::Instance().ImportScene(file);
-    ASSERT_NE(fromFile, 0u);
-    SceneGuard fileGuard(fromFile);
-    const std::vector<uint8_t> bytes = ReadBytes(TestFile("box.u3d"));
-    ImportDescriptor memory;
-    memory.kind = ImportDescriptor::Memory;
-    memory.data = bytes.data();
-    memory.dataSize = uint32_t(bytes.size());
-    const uint32_t fromMemory = FormatManager::Instance().ImportScene(memory);
-    ASSERT_NE(fromMemory, 0u);
-    SceneGuard memoryGuard(fromMemory);
-    EXPECT_NE(fromMemory, fromFile);
-    EXPECT_EQ(CountDocumentMeshes(*memoryGuard.Scene()).triangles, 12u);
-    EXPECT_EQ(CountDocumentMeshes(*fileGuard.Scene()).triangles, 12u);
 }
 
 TEST_F(U3DSceneBuild, TexturedLayersReachTheModels) {

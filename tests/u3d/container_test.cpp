@@ -7,7 +7,6 @@
 #include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/BlockBase.h"
-#include "u3d/BlockTable.h"
 #include "u3d/U3DFile.h"
 
 using namespace U3DWriter;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <random>
 #include <set>
 #include <vector>
@@ -102,30 +101,6 @@ protected:
 
 // ---------------------------------------------------------------------------------------
 // Declaration
-
-TEST_F(MeshBlocks, DeclarationKeepsCountsShadingAndLayers) {
-    Declaration d;
-    d.name = "Decl";
-    d.shadings = {Shading{3, {2, 2}}, Shading{0, {2, 2, 2, 2, 2, 2, 2, 2, 2, 2}}};
-    d.diffuse = 5;
-    ASSERT_TRUE(Declare(d));
-    auto mesh = pool.FindMesh("Decl");
-    ASSERT_TRUE(mesh);
-    EXPECT_EQ(mesh->meshKind, MeshKind::CLOD);
-    const auto* decl = mesh->DeclarationAs<CLODMeshData>();
-    ASSERT_TRUE(decl);
-    EXPECT_EQ(decl->faceCount, 8u);
-    EXPECT_EQ(decl->diffuseCount, 5u);
-    EXPECT_EQ(decl->maxResolution, 8u);
-    EXPECT_FLOAT_EQ(decl->inverseQuantPosition, 0.5f);
-    EXPECT_FLOAT_EQ(decl->normalTolerance, 0.1f);
-    ASSERT_EQ(decl->shadingDescriptions.size(), 2u);
-    EXPECT_TRUE(decl->shadingDescriptions[0].HasDiffuse());
-    EXPECT_TRUE(decl->shadingDescriptions[0].HasSpecular());
-    EXPECT_EQ(decl->shadingDescriptions[1].layerCount, 10u);
-    EXPECT_EQ(log.capture->AtLevel(2).size(), 2u);
-    EXPECT_TRUE(log.capture->Contains("MeshDeclaration::ReadShadingDescriptions() for 'Decl' - too many texture layers"));
-}
 
 // ---------------------------------------------------------------------------------------
 // Base mesh

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "format/PDFHelper.h"
 #include "u3d/U3DSceneDescription.h"
-#include "util/SceneParameters.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -66,57 +62,6 @@ TEST_F(SceneDescriptionTest, MatrixSourceRules) {
     EXPECT_TRUE(matrix.hasMatrix);
     EXPECT_FLOAT_EQ(matrix.cameraToWorld[12], 4.0f);
     EXPECT_FLOAT_EQ(matrix.cameraToWorld[15], 1.0f);
-}
-
-ViewParameters SampleParams() {
-    ViewParameters p;
-    p.backgroundColor = 0xFF336699;  // top byte ignored
-    p.lightingScheme = 10;
-    p.cameraName = "Front";
-    p.centerOfOrbit = 2.0f;
-    p.projectionScaling = 2;
-    p.fieldOfView = 40.0f;
-    return p;
-}
-
-TEST_F(SceneDescriptionTest, ViewParametersEdgeCases) {
-    Dictionary bad;
-    EXPECT_FALSE(CreateDictionaryFromViewParams(SampleParams(), ViewportRect{0, 0, 0, 600}, &bad));
-    ViewParameters scaling = SampleParams();
-    scaling.projectionScaling = 9;
-    Dictionary badScaling;
-    EXPECT_FALSE(CreateDictionaryFromViewParams(scaling, ViewportRect{0, 0, 8, 6}, &badScaling));
-    ViewParameters plain;
-    plain.lightingScheme = 77;  // out of range means scheme 0
-    Dictionary d;
-    ASSERT_TRUE(CreateDictionaryFromViewParams(plain, ViewportRect{0, 0, 8, 6}, &d));
-    U3DSceneDescription desc;
-    ASSERT_TRUE(desc.Create(d));
-    EXPECT_EQ(desc.viewName, "___DefaultCamera");
-    EXPECT_EQ(desc.viewNode, "___DefaultCamera");
-    EXPECT_FLOAT_EQ(desc.fieldOfView, 30.0f);
-    EXPECT_EQ(desc.lightingScheme, "None");
-    ViewParameters named;
-    named.cameraName = "Cam";
-    Dictionary n;
-    ASSERT_TRUE(CreateDictionaryFromViewParams(named, ViewportRect{0, 0, 8, 6}, &n));
-    EXPECT_FLOAT_EQ(n.Find("P")->AsDictionary()->Find("FOV")->floatValue, 0.0f);
-    ViewParameters explicitView;
-    explicitView.flags = ViewParameters::ExplicitMatrix | ViewParameters::ExplicitClipping | ViewParameters::Orthographic;
-    for (int i = 0; i < 12; ++i) explicitView.cameraToWorld[i] = float(i + 1);
-    explicitView.nearClip = 1.0f;
-    explicitView.farClip = 9.0f;
-    explicitView.orthoScale = 3.0f;
-    Dictionary e;
-    ASSERT_TRUE(CreateDictionaryFromViewParams(explicitView, ViewportRect{0, 0, 8, 6}, &e));
-    U3DSceneDescription ed;
-    ASSERT_TRUE(ed.Create(e));
-    EXPECT_TRUE(ed.hasMatrix);
-    EXPECT_TRUE(ed.orthographic);
-    EXPECT_FLOAT_EQ(ed.orthoScale, 3.0f);
-    EXPECT_TRUE(ed.hasClipping);
-    EXPECT_FLOAT_EQ(ed.cameraToWorld[4], 4.0f);  // second row starts with the fourth number
-    EXPECT_FLOAT_EQ(ed.cameraToWorld[7], 0.0f);
 }
 
 }  // namespace

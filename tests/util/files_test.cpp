@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -115,27 +114,6 @@ TEST_F(FilesTest, PathChecks) {
     EXPECT_TRUE(IsValidDirectory(P("x/y/z")));
     EXPECT_TRUE(CheckCreateDirectory(P("x/y/z")));
     EXPECT_TRUE(capture_->entries.empty());
-}
-
-TEST_F(FilesTest, EnvironmentFolder) {
-    const char* savedApp = std::getenv("APPDATA");
-    const char* savedXdg = std::getenv("XDG_DATA_HOME");
-    std::string app = savedApp ? savedApp : "", xdg = savedXdg ? savedXdg : "";
-    setenv("APPDATA", "/tmp/appdata", 1);
-    EXPECT_EQ(GetEnvironmentFolder("APPDATA"), "/tmp/appdata");
-    unsetenv("APPDATA");
-    setenv("XDG_DATA_HOME", "/tmp/xdg", 1);
-    EXPECT_EQ(GetEnvironmentFolder("APPDATA"), "/tmp/xdg");
-    unsetenv("XDG_DATA_HOME");
-    const char* home = std::getenv("HOME");
-    if (home) {
-        EXPECT_EQ(GetEnvironmentFolder("APPDATA"), std::string(home) + "/.local/share");
-    }
-    setenv("KESTRUM_TEST_VAR", "/some/where", 1);
-    EXPECT_EQ(GetEnvironmentFolder("KESTRUM_TEST_VAR"), "/some/where");
-    EXPECT_EQ(GetEnvironmentFolder("KESTRUM_TEST_UNSET_VAR"), "");
-    if (savedApp) setenv("APPDATA", app.c_str(), 1);
-    if (savedXdg) setenv("XDG_DATA_HOME", xdg.c_str(), 1);
 }
 
 TEST_F(FilesTest, FindFilesInFolder) {

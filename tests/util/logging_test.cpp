@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -14,7 +13,6 @@
 
 #include "util/Clock.h"
 #include "util/LogManager.h"
-#include "util/LogStreams.h"
 #include "util/Logger.h"
 #include "util/Strings.h"
 

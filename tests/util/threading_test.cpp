@@ -3,12 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "util/Clock.h"
-#include "util/ConcurrentQueue.h"
 #include "util/SimpleThread.h"
 #include "util/ThreadCallable.h"
 #include "util/ThreadManager.h"
@@ -54,20 +52,11 @@ private:
 struct Target {
     std::atomic<int> count{0};
     std::atomic<uint32_t> lastOsId{0};
-    std::string text;
     std::vector<int> order;
 
     void Bump() { count.fetch_add(1); lastOsId.store(CurrentThreadOsId()); }
-    void Append(const std::string& s) { text += s; }
-    void Mutate(std::string& s) { s += "!"; text = s; }
     void Record(int i) { order.push_back(i); }
-    bool IsPositive(int32_t v) { return v > 0; }
     int32_t Add(int32_t a, int32_t b) { return a + b; }
-    int64_t Wide(int64_t a, int64_t b, int64_t c) { return a * b * c; }
-    double Half(double v) const { return v / 2; }
-    std::string Join(const std::string& a, std::string b, const char* c, int d) {
-        return a + b + c + std::to_string(d);
-    }
     uint32_t Where() { return CurrentThreadOsId(); }
 };
 

@@ -9,20 +9,17 @@
 #include <png.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Kestrum.h"
-#include "host/windowing/CaptureWindow.h"
 #include "host/windowing/RenderWindow.h"
 #include "host/windowing/WindowClassRegistrar.h"
 #include "host/windowing/X11Connection.h"
@@ -495,18 +492,6 @@ TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     ASSERT_TRUE(Shot(blue));
     EXPECT_EQ(blue.At(0, 0)[0], 0);
     EXPECT_EQ(blue.At(0, 0)[2], 255);
-}
-
-TEST_F(RenderProxyTest, ResizingTheChildWindowResizesTheView) {
-    proxy_ = MakeProxy(200, 150);
-    ASSERT_NE(proxy_, nullptr);
-    ASSERT_EQ(Load(TestFile("box.u3d")).success, 1);
-    const Window child = static_cast<Window>(lib.GetRenderProxyHwnd(proxy_));
-    XResizeWindow(host_, child, 260, 180);
-    XSync(host_, False);
-    Picture picture;
-    const bool resized = WaitFor([&] { return Shot(picture) && picture.width == 260 && picture.height == 180; });
-    EXPECT_TRUE(resized) << picture.width << "x" << picture.height;
 }
 
 // ---- the command-line host -------------------------------------------------------------------
