@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 #include "format/FormatManager.h"
 #include "support/LogCapture.h"
 #include "u3dwriter/U3DWriter.h"

@@ -1,129 +1,15 @@
-// The capture proxy: its entries, its pictures of kept and third-party scenes, and damaged input.
+// Captures through the library: pictures of kept and third-party scenes, and damaged input.
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "capture_library.h"
-#include "host/CaptureProxy.h"
-#include "host/RenderThread.h"
-#include "support/LogCapture.h"
-#include "support/ScopedEnv.h"
 
 namespace {
-
-using Velmora::CaptureProxy;
-using Velmora::RenderThread;
-
-template <typename F>
-bool WaitFor(F condition) {
-    for (int i = 0; i < 500; ++i) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
-}
-
-struct Outcome {
-    std::atomic<int> calls{0};
-    std::atomic<int> success{-1};
-    std::atomic<uint32_t> handle{99};
-    std::atomic<uint32_t> tag{0};
-    std::thread::id thread;
-};
-Outcome g_outcome;
-
-void ResetOutcome() {
-    g_outcome.calls = 0;
-    g_outcome.success = -1;
-    g_outcome.handle = 99;
-    g_outcome.tag = 0;
-}
-
-void OnLoad(Kestrum::LoadSceneResult* result, int success) {
-    g_outcome.handle = result->sceneHandle;
-    g_outcome.tag = result->userTag;
-    g_outcome.success = success;
-    g_outcome.thread = std::this_thread::get_id();
-    ++g_outcome.calls;
-}
-void OnCapture(Kestrum::CaptureResult* result, int success) {
-    g_outcome.handle = result->sceneHandle;
-    g_outcome.tag = result->userTag;
-    g_outcome.success = success;
-    g_outcome.thread = std::this_thread::get_id();
-    ++g_outcome.calls;
-}
-void OnExport(Kestrum::ExportSceneResult* result, int success) {
-    g_outcome.handle = result->sceneHandle;
-    g_outcome.tag = result->userTag;
-    g_outcome.success = result->data == nullptr ? success : 7;  // 7: data where none belongs
-    g_outcome.thread = std::this_thread::get_id();
-    ++g_outcome.calls;
-}
-void OnHandle(uint32_t handle) {
-    g_outcome.handle = handle;
-    ++g_outcome.calls;
-}
-void OnDone() { ++g_outcome.calls; }
-
-class CaptureProxyTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ResetOutcome();
-        RenderThread::failRendererInitForTesting = false;
-    }
-    void TearDown() override {
-        RenderThread::failRendererInitForTesting = false;
-        // Let any unregistration that was queued run, then stop.
-        WaitFor([] { return RenderThread::Instance().ListenerCount() == 0; });
-        RenderThread::Instance().Stop();
-    }
-};
-
-TEST_F(CaptureProxyTest, WithoutARendererEachEntryAnswersAsPromised) {
-    Velmora::Test::LogCapture capture;
-    RenderThread::failRendererInitForTesting = true;
-    CaptureProxy& proxy = CaptureProxy::Instance();
-    Velmora::Utility::LoadSceneParameters load;
-    load.flags = load.FromFile;
-    load.path = "/etc/hostname";
-    proxy.RequestLoadScene(load, OnLoad);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    EXPECT_EQ(g_outcome.calls.load(), 0);  // a load's callback is never called then
-    Velmora::Utility::CaptureParameters capture_;
-    capture_.load.userTag = 55;
-    capture_.captureFlags = capture_.ToMemory;
-    capture_.width = capture_.height = 16;
-    proxy.RequestCapture(capture_, OnCapture);
-    ASSERT_EQ(g_outcome.calls.load(), 1);  // at once, on this thread
-    EXPECT_EQ(g_outcome.thread, std::this_thread::get_id());
-    EXPECT_EQ(g_outcome.success.load(), 0);
-    EXPECT_EQ(g_outcome.tag.load(), 55u);
-    EXPECT_EQ(g_outcome.handle.load(), 0u);
-    Velmora::Utility::ExportParameters exportParameters;
-    exportParameters.load.flags = exportParameters.load.ByHandle;
-    exportParameters.load.sceneHandle = 17;
-    exportParameters.exportFlags = exportParameters.FormatPRC;
-    proxy.RequestExport(exportParameters, OnExport);
-    ASSERT_EQ(g_outcome.calls.load(), 2);
-    EXPECT_EQ(g_outcome.success.load(), 0);
-    EXPECT_EQ(g_outcome.handle.load(), 17u);
-    proxy.RequestUnloadScene(17, OnHandle);
-    proxy.RequestUnloadAllScenes(OnDone);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    EXPECT_EQ(g_outcome.calls.load(), 2);
-    EXPECT_EQ(RenderThread::Instance().ThreadId(), 0u);
-}
-
-using Velmora::Test::ScopedEnv;
 
 using namespace KestrumCaptureTest;
 
@@ -316,22 +202,6 @@ TEST_F(CaptureMalformed, FlippedBytesNeverCrash) {
         EXPECT_EQ(tally.loaded + tally.failed, 40);
         ExpectNothingLoaded();
     }
-}
-
-TEST_F(CaptureMalformed, AbsurdCountsAtEveryWordOfTheSampleScene) {
-    const std::vector<uint8_t> whole = ReadBytes(SourceFile("scenes/sample.u3d"));
-    ASSERT_FALSE(whole.empty());
-    Tally tally;
-    for (size_t offset = 4; offset + 4 <= whole.size(); offset += 4) {
-        std::vector<uint8_t> bytes = whole;
-        const uint32_t value = (offset / 4) % 2 ? 0xFFFFFFFFu : 0x7FFFFFF0u;
-        std::memcpy(bytes.data() + offset, &value, 4);
-        SCOPED_TRACE("word at " + std::to_string(offset));
-        ASSERT_TRUE(CaptureBytes(bytes, tally));
-    }
-    EXPECT_GT(tally.loaded, 0);
-    EXPECT_GT(tally.failed, 0);
-    ExpectNothingLoaded();
 }
 
 }  // namespace

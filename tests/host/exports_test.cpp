@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <chrono>
@@ -219,62 +218,6 @@ TEST_F(CaptureExports, ExportRoutesToTheFormatsAndReportsTheirRefusal) {
     EXPECT_NE(a.handle, loaded.handle);
     lib.ClearLog();
     EXPECT_TRUE(Unload(a.handle));
-}
-
-std::string KestrumProgram() {
-    const std::string library = KESTRUM_LIBRARY_PATH;
-    return library.substr(0, library.rfind("/src/")) + "/tools/kestrum";
-}
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-// Runs kestrum with the arguments (already quoted as needed), stdout and stderr apart.
-Outcome Kestrum(const std::string& arguments, const std::string& folder) {
-    Outcome run;
-    const std::string errFile = folder + "/stderr.txt";
-    const std::string command = "APPDATA='" + folder + "' '" + KestrumProgram() + "' " + arguments + " 2>'" + errFile + "'";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return run;
-    char buffer[4096];
-    size_t n = 0;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    const std::vector<uint8_t> err = ReadBytes(errFile);
-    run.err.assign(err.begin(), err.end());
-    return run;
-}
-
-class KestrumTool : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(std::filesystem::exists(KestrumProgram())) << KestrumProgram() << ": build the kestrum target";
-        char pattern[] = "/tmp/kestrum_tool_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-    std::string folder;
-};
-
-TEST_F(KestrumTool, CapturesASceneToTheFileItIsGiven) {
-    const std::string out = folder + "/sample.png";
-    const Outcome run = Kestrum("capture '" + SourceFile("scenes/sample.u3d") + "' -o '" + out +
-                                "' --size 96x64 --background 102030 --camera Top",
-                            folder);
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.out, out + "\n");
-    Picture p;
-    ASSERT_TRUE(ReadPng(out, p));
-    EXPECT_EQ(p.width, 96);
-    EXPECT_EQ(p.height, 64);
-    EXPECT_FALSE(Differs(p.At(1, 1), 0x102030, 2));
-    EXPECT_GT(SolidCoverage(p, 0x102030), 96 * 64 / 10);
-    EXPECT_NE(run.err.find("100%"), std::string::npos) << run.err;
 }
 
 std::atomic<int> g_loaded{-1};

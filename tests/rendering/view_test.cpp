@@ -2,7 +2,6 @@
 
 #include <epoxy/gl.h>
 
-
 #include "rendering/Renderer.h"
 #include "scene_test_support.h"
 #include "u3d/U3DSceneDescription.h"

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 #include "support/LogCapture.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/NodeBlocks.h"

@@ -364,64 +364,6 @@ TEST_F(U3DSceneBuild, ViewNodesBecomeNamedCameras) {
     EXPECT_GE(found, 2u);
 }
 
-TEST_F(U3DSceneBuild, LightNodesReachTheLightManager) {
-    for (const char* file : {"mp_box_light.u3d", "mp_box_light_direct.u3d"}) {
-        SCOPED_TRACE(file);
-        auto pool = MakePool();
-        ASSERT_TRUE(pool->LoadFromFile(TestFile(file), nullptr));
-        const uint32_t declared = pool->LightPool().lightCount;
-        const size_t nodes = pool->NodePool().LightNodes().size();
-        ASSERT_GT(declared + (pool->LightPool().hasAmbient ? 1 : 0), 0u);
-        uint32_t handle = 0;
-        ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
-        SceneGuard guard(handle);
-        const auto& lights = guard.Scene()->GetResources().lightManager;
-        size_t checked = 0;
-        for (const auto& [name, node] : pool->NodePool().LightNodes()) {
-            const auto* data = dynamic_cast<const LightNodeData*>(node->data.get());
-            ASSERT_TRUE(data);
-            const AuthorLightPool::Entry* entry = pool->LightPool().FindLight(data->resourceName);
-            if (!entry) continue;
-            Matrix4 m = node->transform;
-            if (!node->parentName.empty() && node->parentName != "PDF3D Scene") {
-                const auto& top = pool->NodePool().GetRoot()->children;
-                const auto parent = top.find(node->parentName);
-                if (parent == top.end()) continue;
-                m = Velmora::Rendering::MathUtil::Multiply(parent->second->transform, m);
-            }
-            Velmora::Rendering::LightInfo info;
-            ASSERT_TRUE(lights.GetLightInfo(entry->lightIndex, info));
-            if (entry->lightType == AuthorLightPool::Directional) {
-                const float length = std::sqrt(m[8] * m[8] + m[9] * m[9] + m[10] * m[10]);
-                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[8 + k] / length, 1e-5f);
-                EXPECT_EQ(info.position[3], 0.0f);
-            } else {
-                const float r = guard.Scene()->GetRescaleFactor();
-                for (int k = 0; k < 3; ++k) EXPECT_NEAR(info.position[k], m[12 + k] * r, 1e-4f * (1 + std::fabs(m[12 + k])));
-                EXPECT_EQ(info.position[3], 1.0f);
-            }
-            for (int k = 0; k < 3; ++k) EXPECT_EQ(info.diffuse[k], entry->data.diffuse[k]);
-            ++checked;
-        }
-        EXPECT_GT(checked, 0u);
-        uint32_t active = 0;
-        for (uint32_t i = 0; i < 8; ++i) active += lights.GetBlock().flags[i][0] != 0;
-        EXPECT_GT(active, 0u);
-        EXPECT_LE(active, declared);
-        EXPECT_EQ(lights.GetBlock().enableLighting, 1);
-        EXPECT_LE(lights.GetLightModels().size(), nodes);
-        for (const auto& [index, marker] : lights.GetLightModels()) {
-            ASSERT_TRUE(marker);
-            auto model = std::dynamic_pointer_cast<Velmora::Rendering::LightModel>(marker);
-            ASSERT_TRUE(model);
-            EXPECT_TRUE(guard.Scene()->FindLightModel(model->GetName()));
-            Velmora::Rendering::LightInfo info;
-            ASSERT_TRUE(lights.GetLightInfo(index, info));
-            EXPECT_EQ(model->GetLightType(), info.Type());
-        }
-    }
-}
-
 TEST_F(U3DSceneBuild, ModelWithLostMeshBecomesInvisibleAndTheLoadGoesOn) {
     auto pool = MakePool();
     ASSERT_TRUE(pool->LoadFromFile(TestFile("VertexColor.u3d"), nullptr));

@@ -288,20 +288,6 @@ TEST_F(MeshBlocks, SplitPositionBeyondThePositionsRemovesTheMesh) {
     EXPECT_EQ(pool.removedMeshes.count("Tiny"), 1u);
 }
 
-TEST_F(MeshBlocks, ResolutionRangeBeyondTheBlockIsRefusedBeforeSizing) {
-    Declaration d = TinyDeclaration();
-    d.positions = d.maxResolution = 0xFFFFFFF0;
-    ASSERT_TRUE(Declare(d));
-    BitStreamWriter w;
-    w.WriteString("Tiny");
-    w.WriteU32(0);
-    w.WriteU32(0);
-    w.WriteU32(0xFFFFFFF0);
-    EXPECT_TRUE(Read(BlockType::CLODProgressiveMeshContinuation, w.Finish()));
-    EXPECT_TRUE(log.capture->Contains("Invalid resolution range 0..4294967280 for AuthorMesh 'Tiny'"));
-    EXPECT_EQ(pool.removedMeshes.count("Tiny"), 1u);
-}
-
 TEST_F(MeshBlocks, TruncatedProgressiveBlockRemovesTheMeshWithoutCrash) {
     ASSERT_TRUE(Declare(TinyDeclaration()));
     auto block = TinyProgressive("Tiny", 0, 4);

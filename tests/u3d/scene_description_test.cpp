@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "format/PDFHelper.h"
 #include "u3d/U3DSceneDescription.h"
 #include "support/LogCapture.h"

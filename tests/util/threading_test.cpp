@@ -60,20 +60,6 @@ struct Target {
     uint32_t Where() { return CurrentThreadOsId(); }
 };
 
-}  // namespace
-
-TEST(ThreadManager, PostRunsOnTheWorkerInOrder) {
-    Worker w;
-    Target t;
-    for (int i = 0; i < 100; ++i) ASSERT_TRUE(ThreadManager::Instance().Post(MakeCaller(&t, &Target::Record, i), w.Id()));
-    uint32_t where = ThreadManager::Instance().Call<uint32_t>(MakeCaller(&t, &Target::Where), w.Id());
-    EXPECT_EQ(where, ThreadManager::Instance().Find(w.Id())->ThreadId());
-    EXPECT_NE(where, CurrentThreadOsId());
-    ASSERT_EQ(t.order.size(), 100u);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(t.order[i], i);
-}
-
-namespace {
 struct Nested {
     uint32_t threadId = 0;
     Target* target = nullptr;
