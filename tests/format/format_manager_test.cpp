@@ -1,4 +1,4 @@
-// The format registry, loader selection, export refusals, interruption and progress.
+// The format registry: a loader is chosen by extension or, failing that, by signature.
 
 #include <gtest/gtest.h>
 

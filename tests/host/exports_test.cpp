@@ -16,7 +16,6 @@
 
 #include "Kestrum.h"
 #include "capture_library.h"
-#include "support/ScopedEnv.h"
 
 namespace {
 
@@ -181,7 +180,6 @@ TEST_F(CaptureExports, FileFormatFollowsTheExtension) {
     EXPECT_GT(SolidCoverage(p, 0xFFFFFF), 160 * 120 / 10);
 }
 
-using Velmora::Test::ScopedEnv;
 
 std::mutex g_progressMutex;
 std::vector<std::pair<float, uint32_t>> g_progress;

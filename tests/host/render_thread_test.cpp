@@ -1,5 +1,4 @@
-// The render thread: lifecycle, failing renderer start, discarding queued work at a stop,
-// listeners and the frame loop.
+// The render thread: a failing renderer start, queued work discarded at a stop, and listeners.
 
 #include <gtest/gtest.h>
 

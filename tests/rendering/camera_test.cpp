@@ -1,4 +1,4 @@
-// Cameras: records, math, the controller's camera set, navigation by mouse and wheel.
+// Cameras: the arcball, the controller's camera set, clipping, navigation by mouse and wheel.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// GPU meshes: upload and read-back, batched and built-up draws, rows written in place, helper geometry.
+// GPU meshes: upload and read-back, batched and built-up draws, rows written in place.
 
 #include <gtest/gtest.h>
 
@@ -12,10 +12,8 @@
 
 #include "GLTestEnvironment.h"
 #include "color_target.h"
-#include "image_test_support.h"
 #include "rendering/Mesh.h"
 #include "rendering/OpenGLContext.h"
-#include "shader_test_support.h"
 #include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
@@ -401,7 +399,6 @@ TEST_F(MeshInPlaceTest, AFailingWriterOrMissingRowsLeaveNoMesh) {
 
 namespace {
 
-using kestrum_test::FakeScenes;
 using Velmora::Test::LogCapture;
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Shader programs: every description compiles and links, programs are shared, and pictures drawn through them; materials.
+// Shader programs: every description compiles and links, programs are shared, and pictures
+// drawn through them.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,6 @@
 
 #include "GLTestEnvironment.h"
 #include "color_target.h"
-#include "image_test_support.h"
 #include "rendering/Mesh.h"
 #include "rendering/shaders/DynamicShader.h"
 #include "rendering/shaders/ShaderManager2.h"

@@ -1,4 +1,4 @@
-// Render views: pictures of coded scenes, cameras seen through a view, views from descriptions.
+// Render views: pictures of scenes built in code, and cameras from view descriptions.
 
 #include <epoxy/gl.h>
 

@@ -1,5 +1,5 @@
-// The container: splitting bytes into raw blocks, the block table, and the block walk's
-// handling of unknown, deferred and nested blocks.
+// The container: splitting bytes into raw blocks, and the block walk's handling of unknown,
+// deferred and nested blocks.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Hostile input: truncated files, flipped bytes, absurd counts, and the inputs the fuzzer
-// once found. Each must load or fail cleanly, at the cost of its own block or mesh.
+// Hostile input: truncated files, flipped bytes, absurd counts and an interrupted walk. Each
+// must load or fail cleanly, at the cost of its own block or mesh.
 
 #include <gtest/gtest.h>
 
