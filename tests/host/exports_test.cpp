@@ -58,14 +58,6 @@ TEST_F(ExportsTest, ShutdownStopsTheThreadOnceNoListenerIsLeft) {
     EXPECT_TRUE(lib.LogSaw("Shutting down renderer\n"));
 }
 
-using Kestrum::KESTRUM_CAPTURE_TO_FILE;
-using Kestrum::KESTRUM_CAPTURE_TO_MEMORY;
-using Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
-using Kestrum::KESTRUM_CAPTURE_VALID_OUTPUT_PATH;
-using Kestrum::KESTRUM_CAPTURE_VALID_PIXELS;
-using Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE;
-using Kestrum::KESTRUM_CAPTURE_VALID_SCENE_PATH;
-
 const std::string kSample = SourceFile("scenes/sample.u3d");
 
 // A fresh folder for one test, removed with it.
@@ -179,7 +171,6 @@ TEST_F(CaptureExports, FileFormatFollowsTheExtension) {
     EXPECT_EQ(p.height, 120);
     EXPECT_GT(SolidCoverage(p, 0xFFFFFF), 160 * 120 / 10);
 }
-
 
 std::mutex g_progressMutex;
 std::vector<std::pair<float, uint32_t>> g_progress;
