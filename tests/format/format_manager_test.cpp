@@ -1,12 +1,7 @@
-// The format registry, loader selection, export refusals, interruption and progress.
+// The format registry: a loader is chosen by extension or, failing that, by signature.
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
-#include "format/AuthoringInterrupt.h"
-#include "format/AuthoringProgress.h"
 #include "format/FormatManager.h"
 #include "host/FormatRegistration.h"
 #include "support/LogCapture.h"
@@ -19,37 +14,6 @@ namespace {
 using namespace Velmora::FormatGlue;
 using Velmora::RegisterStandardFormats;
 using Velmora::Test::LogCapture;
-
-const std::string kU3D = std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d";
-
-class FakeFormat : public FormatBase {
-public:
-    bool CanLoad(const ImportDescriptor&) override { return canLoad; }
-    uint32_t Load(const ImportDescriptor&) override { return 0; }
-    bool Export(const ExportDescriptor&, ExportBuffer*) override { return false; }
-    bool canLoad = false;
-};
-
-TEST(FormatManager, StandardFormatsAreRegisteredInOrder) {
-    RegisterStandardFormats();
-    const auto& records = FormatManager::Instance().Records();
-    ASSERT_GE(records.size(), 3u);
-    EXPECT_EQ(records[0].name, "U3D");
-    EXPECT_EQ(records[1].name, "PRC");
-    EXPECT_EQ(records[2].name, "OBJ");
-    EXPECT_FALSE(records[0].canExport);
-    EXPECT_TRUE(records[1].canExport);
-}
-
-TEST(FormatManager, RegistrationRefusesIncompleteAndTakenExtensions) {
-    RegisterStandardFormats();
-    LogCapture log;
-    auto& manager = FormatManager::Instance();
-    EXPECT_FALSE(manager.RegisterFormat({"", {".x"}, std::make_shared<FakeFormat>(), false}));
-    EXPECT_TRUE(log.Has("FormatManager::RegisterFormat failed: ext = .x, name =  - INVALID DATA", 1));
-    EXPECT_FALSE(manager.RegisterFormat({"Dup", {".abc", ".U3D"}, std::make_shared<FakeFormat>(), false}));
-    EXPECT_TRUE(log.Has("FormatManager::RegisterFormat failed: ext = .abc, .U3D, name = Dup - EXTENSION ALREADY REGISTERED", 1));
-}
 
 TEST(FormatManager, LoaderByExtensionOrSignature) {
     RegisterStandardFormats();
@@ -65,8 +29,6 @@ TEST(FormatManager, LoaderByExtensionOrSignature) {
     EXPECT_TRUE(log.Lines().empty());
     file.path.clear();
     EXPECT_FALSE(manager.GetSupportedLoader(file));
-    EXPECT_TRUE(log.Has("FormatManager::GetSupportedLoader() with valid input data!", 1));
-
     U3DWriter::U3DFileWriter writer;
     ImportDescriptor memory;
     memory.kind = ImportDescriptor::Memory;
@@ -77,101 +39,10 @@ TEST(FormatManager, LoaderByExtensionOrSignature) {
     memory.data = prc;
     memory.dataSize = sizeof prc;
     EXPECT_EQ(manager.GetSupportedLoader(memory), records[1].format);
-    // Anything else goes to OBJ, which has no signature.
     const uint8_t text[] = "v 0 0 0\n";
     memory.data = text;
     memory.dataSize = sizeof text;
     EXPECT_EQ(manager.GetSupportedLoader(memory), records[2].format);
-}
-
-TEST(FormatManager, U3DCanLoadChecksExtensionAndSignature) {
-    RegisterStandardFormats();
-    auto u3d = FormatManager::Instance().Records()[0].format;
-    ImportDescriptor d;
-    d.kind = ImportDescriptor::File;
-    d.path = kU3D;
-    EXPECT_TRUE(u3d->CanLoad(d));
-    d.path = std::string(KESTRUM_TESTDATA) + "/u3d/faces.tsv";
-    EXPECT_FALSE(u3d->CanLoad(d));
-}
-
-TEST(FormatManager, ExportRefusals) {
-    RegisterStandardFormats();
-    auto& manager = FormatManager::Instance();
-    LogCapture log;
-    ExportDescriptor d;
-    EXPECT_FALSE(manager.ExportScene(d, nullptr));
-    EXPECT_TRUE(log.Has("ExportScene() - INVALID INPUT DATA!", 1));
-    d.sceneHandle = 4;
-    d.format = 1;
-    EXPECT_FALSE(manager.ExportScene(d, nullptr));
-    EXPECT_TRUE(log.Has("ExportScene() - export to '.u3d' not supported", 1));
-    d.format = 9;
-    EXPECT_FALSE(manager.ExportScene(d, nullptr));
-    EXPECT_TRUE(log.Has("ExportScene() - export to '' not supported", 1));
-}
-
-TEST(FormatManager, InterruptWithoutImportDoesNothing) {
-    LogCapture log;
-    AuthoringInterrupt::Reset();
-    log.Clear();
-    FormatManager::InterruptCurrentImport();
-    EXPECT_FALSE(AuthoringInterrupt::Interrupted());
-    EXPECT_TRUE(log.Lines().empty());
-    // A format that is not importing ignores the request.
-    FakeFormat idle;
-    idle.Interrupt();
-    EXPECT_TRUE(log.Has("Interrupt flag ignored, currently not importing!", 2));
-    EXPECT_FALSE(AuthoringInterrupt::Interrupted());
-}
-
-TEST(FormatManager, U3DImportRunsTheReadStepWithTimers) {
-    RegisterStandardFormats();
-    ImportDescriptor d;
-    d.kind = ImportDescriptor::File;
-    d.path = kU3D;
-    LogCapture log(3);
-    // Whether a scene comes out depends on the renderer; the read step must succeed.
-    FormatManager::Instance().ImportScene(d);
-    EXPECT_TRUE(log.Has("AuthoringInterrupt: Interrupt flag RESET", 2));
-    EXPECT_TRUE(log.Has("AuthoringPool: Successfully loaded raw U3D data from", 3));
-    EXPECT_FALSE(log.Has("Failed to load U3D data into AuthoringPool"));
-    EXPECT_TRUE(log.Has("CreateSceneGraphFromU3DFile", 0));
-    EXPECT_TRUE(log.Has("AuthoringPool::LoadFromFile", 0));
-}
-
-struct Recorder : ProgressListener {
-    void OnProgress(const ProgressInfo& info) override {
-        percents.push_back(info.percent);
-        slot = info.callbackSlot;
-    }
-    std::vector<int32_t> percents;
-    void* slot = nullptr;
-};
-
-TEST(AuthoringProgress, ThrottlesButAlwaysReportsTheEnd) {
-    AuthoringProgress progress;
-    Recorder recorder;
-    int tag = 0;
-    progress.AddObserver(&recorder);
-    progress.SetCallbackSlot(&tag);
-    LogCapture log;
-    progress.AddObserver(&recorder);
-    EXPECT_TRUE(log.Has("Trying to add duplicate observer - IGNORED", 2));
-    for (int i = 0; i < 50; ++i) progress.UpdateProgress(1.0f);
-    // The first report goes through, the rest within 100 ms are held back.
-    ASSERT_EQ(recorder.percents.size(), 1u);
-    EXPECT_EQ(recorder.percents[0], 1);
-    EXPECT_EQ(recorder.slot, &tag);
-    std::this_thread::sleep_for(std::chrono::milliseconds(110));
-    progress.UpdateProgress(1.0f);
-    ASSERT_EQ(recorder.percents.size(), 2u);
-    EXPECT_EQ(recorder.percents[1], 51);
-    progress.UpdateProgress(70.0f);  // passes 100: reported as exactly 100
-    progress.UpdateProgress(5.0f);   // and 100 again
-    EXPECT_EQ(recorder.percents, (std::vector<int32_t>{1, 51, 100, 100}));
-    progress.UpdateProgress(0.0f);
-    EXPECT_TRUE(log.Has("AuthoringProgress::UpdateProgress() - Invalid progress increment!", 1));
 }
 
 }  // namespace

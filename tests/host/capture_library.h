@@ -214,7 +214,7 @@ inline Answer Capture(const Request& r) {
     return Pending::Get().Wait();
 }
 
-inline Answer Export(const Request& r, uint32_t exportFlags) {
+inline Answer Export(const Request& r, uint32_t exportFlags, Kestrum::RenderProxy3D* proxy = nullptr) {
     std::u16string path16;
     const std::u16string output16 = Utf16(r.outputPath);
     Kestrum::ExportParameters parameters;
@@ -223,7 +223,7 @@ inline Answer Export(const Request& r, uint32_t exportFlags) {
     parameters.exportFlags = exportFlags;
     parameters.outputPath = output16.c_str();
     Pending::Get().Reset();
-    Library::Get().ExportScene(0, nullptr, parameters, OnExport);
+    Library::Get().ExportScene(0, proxy, parameters, OnExport);
     return Pending::Get().Wait();
 }
 

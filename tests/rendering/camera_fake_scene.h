@@ -100,10 +100,8 @@ public:
         passes.push_back(pass);
         passDeltas.push_back(delta);
     }
-    std::shared_ptr<CameraUIElement> CreateUIElement(uint32_t meshType, uint32_t flags, const Vec4& color) override {
-        if (failUI) return nullptr;
+    std::shared_ptr<CameraUIElement> CreateUIElement(uint32_t, uint32_t, const Vec4&) override {
         auto element = std::make_shared<FakeUIElement>();
-        uiRequests.push_back({meshType, flags, color});
         uiElements.push_back(element);
         return element;
     }
@@ -114,8 +112,6 @@ public:
         return found == markers.end() ? nullptr : found->second;
     }
     std::shared_ptr<LightMarker> CreateLightMarker(const LightModelCreationInfo& info) override {
-        if (failMarkers) return nullptr;
-        ++markersCreated;
         return std::make_shared<FakeMarker>(info);
     }
     bool AddLightMarker(const std::shared_ptr<LightMarker>& marker) override {
@@ -123,12 +119,6 @@ public:
         markers[fake->info.name] = fake;
         return true;
     }
-
-    struct UIRequest {
-        uint32_t meshType;
-        uint32_t flags;
-        Vec4 color;
-    };
 
     SceneHandle handle;
     LightManager lights;
@@ -138,18 +128,14 @@ public:
     float rescale = 1.0f;
     Vec3 center{0.0f, 0.0f, 0.0f};
     bool renderable = true;
-    bool failUI = false;
-    bool failMarkers = false;
     Mat4 view = MathUtil::Identity4();
     Mat4 projection = MathUtil::Identity4();
     int viewWrites = 0;
     int projectionWrites = 0;
     std::vector<ScenePass> passes;
     std::vector<float> passDeltas;
-    std::vector<UIRequest> uiRequests;
     std::vector<std::shared_ptr<FakeUIElement>> uiElements;
     std::map<std::string, std::shared_ptr<FakeMarker>> markers;
-    int markersCreated = 0;
 
 private:
     CameraSceneLink::Lookup previousCameraLookup_ = nullptr;

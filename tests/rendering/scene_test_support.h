@@ -200,7 +200,6 @@ public:
     RenderView* operator->() const { return view_.get(); }
     RenderView* get() const { return view_.get(); }
     explicit operator bool() const { return view_ != nullptr; }
-    const std::shared_ptr<RenderView>& shared() const { return view_; }
 
     bool Capture(Picture& picture) {
         uint32_t size = 0;

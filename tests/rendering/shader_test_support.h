@@ -40,8 +40,6 @@ public:
         scene.info = {lightingModel, matricesBinding, lightsBinding};
         scene.meshes = std::make_unique<Velmora::Rendering::MeshManager>(handle);
     }
-    void SetLightingModel(Velmora::Rendering::SceneHandle handle, uint32_t model) { scenes_.at(handle).info.lightingModel = model; }
-    Velmora::Rendering::MeshManager& Meshes(Velmora::Rendering::SceneHandle handle) { return *scenes_.at(handle).meshes; }
 
 private:
     struct Scene {

@@ -35,10 +35,6 @@ public:
         } while (std::chrono::steady_clock::now() < end);
         return false;
     }
-    std::string LogText() {
-        std::lock_guard<std::mutex> lock(logMutex_);
-        return log_;
-    }
     // Lets the hook deliver what is queued, then clears the collected text.
     void ClearLog() {
         std::this_thread::sleep_for(std::chrono::milliseconds(60));

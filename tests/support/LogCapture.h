@@ -4,7 +4,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "util/Logger.h"
@@ -46,54 +45,20 @@ public:
         return n;
     }
     bool Has(const std::string& text, int level = -1) const { return Count(text, level) > 0; }
-    // Index of the first line containing text, or -1.
-    long IndexOf(const std::string& text) const {
-        const auto lines = Lines();
-        for (size_t i = 0; i < lines.size(); ++i)
-            if (lines[i].text.find(text) != std::string::npos) return long(i);
-        return -1;
-    }
-    // The first line containing text (with its line break), or empty.
-    std::string Find(const std::string& text) const {
-        for (const Line& line : Lines())
-            if (line.text.find(text) != std::string::npos) return line.text;
-        return {};
-    }
-
-    // Whole-line matches, for messages that are the start of other messages: the line
-    // without its trailing line break must equal text.
-    size_t CountLine(const std::string& text, int level = -1) const {
-        size_t n = 0;
-        for (const Line& line : Lines())
-            if ((level < 0 || line.level == level) && Unbroken(line.text) == text) ++n;
-        return n;
-    }
-    bool HasLine(const std::string& text, int level = -1) const { return CountLine(text, level) > 0; }
+    // Index of the first line that is `text` with its line break, or -1: some messages are the
+    // start of others.
     long IndexOfLine(const std::string& text) const {
         const auto lines = Lines();
         for (size_t i = 0; i < lines.size(); ++i)
-            if (Unbroken(lines[i].text) == text) return long(i);
+            if (lines[i].text == text + "\n") return long(i);
         return -1;
     }
-    // True when a line (at `level`, or any level for -1) starts with prefix.
-    bool HasPrefix(const std::string& prefix, int level = -1) const {
-        for (const Line& line : Lines())
-            if ((level < 0 || line.level == level) && line.text.compare(0, prefix.size(), prefix) == 0) return true;
-        return false;
-    }
-
     void Clear() {
         std::lock_guard lock(stream_->mutex);
         stream_->lines.clear();
     }
 
 private:
-    // Every logged line ends in "\n" unless the logger had to cut it.
-    static std::string_view Unbroken(std::string_view text) {
-        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
-        return text;
-    }
-
     struct Stream : Utility::LogStream {
         void Write(int32_t level, const std::string& text) override {
             std::lock_guard lock(mutex);

@@ -1,14 +1,15 @@
-// Round trips through the test-side encoder: every value the writer puts in must come out
-// of BitStreamReader identically, in every mix of plain, static and dynamic reads.
+// The bit stream reader and its arithmetic decoder.
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <random>
 #include <variant>
 
-#include "u3dwriter/U3DWriter.h"
 #include "u3d/BitStreamReader.h"
+#include "u3d/CoderDivision.h"
 #include "u3d/ContextManager.h"
+#include "u3dwriter/U3DWriter.h"
 
 using namespace U3DWriter;
 
@@ -123,19 +124,10 @@ TEST(BitStream, PlainValuesAreRawLittleEndianBytes) {
     EXPECT_EQ(r.ReadU16(), 0x0201u);
     EXPECT_EQ(r.CurrentByteOffset(), 12u);
     EXPECT_EQ(r.BytesLeft(), 0u);
-    // Beyond the data come zeros, never a fault.
     EXPECT_EQ(r.ReadU64(), 0u);
     for (int i = 0; i < 100; ++i) r.ReadU32();
     EXPECT_TRUE(r.Exhausted());
     EXPECT_EQ(r.ReadU32(), 0u);
-}
-
-TEST(BitStream, CurrentByteOffsetRoundsPartialBytesUp) {
-    const uint8_t bytes[8] = {};
-    BitStreamReader r(bytes, sizeof bytes, false);
-    r.ReadCompressedU32(1);  // moves the coder off its rest state by some bits
-    const uint64_t bits = r.BitPosition();
-    EXPECT_EQ(r.CurrentByteOffset(), (bits + 7) / 8);
 }
 
 TEST(BitStream, RandomMixesRoundTrip) {
@@ -163,7 +155,6 @@ TEST(BitStream, LongUnderflowRunsRoundTrip) {
         for (uint32_t repeat = 0; repeat < 3; ++repeat) {
             for (uint32_t i = 0; i < run; ++i) add(Op::CU32, 1024 + 3, 1);
             add(Op::CU32, 1024 + 3, repeat);
-            // Dynamic context learnt on its middle symbol, then held there.
             for (uint32_t i = 0; i < run; ++i) add(Op::CU8, 9, i < 2 ? 0u : 1u);
             add(Op::U16, 0, 0xA5C3u);
         }
@@ -175,7 +166,6 @@ TEST(BitStream, LongUnderflowRunsRoundTrip) {
 TEST(BitStream, NoCompressionReadsEverythingPlain) {
     const std::vector<Item> items = RandomItems(99, 300);
     RoundTrip(items, true);
-    // And the plain form is byte for byte what plain writes give.
     BitStreamWriter compressedAsPlain(true), plain(false);
     compressedAsPlain.WriteCompressedU32(5, 0xDEADBEEF);
     compressedAsPlain.WriteCompressedU16(5, 0xBEEF);
@@ -214,8 +204,6 @@ TEST(BitStream, StaticContextOfOneSymbolConsumesNothing) {
 }
 
 TEST(BitStream, EscapeTeachesTheContext) {
-    // The same value twice: the first goes out as escape + plain U32, the second as a symbol,
-    // which takes far fewer bits.
     BitStreamWriter w;
     w.WriteCompressedU32(3, 1000);
     const size_t afterFirst = w.BitCount();
@@ -243,8 +231,6 @@ TEST(BitStream, HugeEscapedValuesAreNeverLearnt) {
 }
 
 TEST(BitStream, HistogramHalvingKeepsDecoderInStep) {
-    // Far beyond the halving limit on one context, with a rare symbol that drops to zero
-    // and must come back through an escape.
     std::vector<Item> items;
     items.push_back({Op::CU32, 4, 77, 0, {}});
     for (int i = 0; i < 3 * 0x1FFF; ++i) items.push_back({Op::CU32, 4, uint64_t(i % 3), 0, {}});
@@ -299,6 +285,44 @@ TEST(BitStream, GarbageNeverReadsOutsideTheBuffer) {
     }
     EXPECT_TRUE(r.Exhausted());
     EXPECT_EQ(r.BytesLeft(), 0u);
+}
+
+using Velmora::U3D::CoderDivision;
+
+constexpr uint32_t kDividendLimit = 1u << CoderDivision::kDividendBits;
+
+// Where a reciprocal goes wrong first: just below and at multiples of the divisor, since
+// a rounding error of the reciprocal shows as an off-by-one at a quotient's step.
+TEST(CoderDivision, MatchesDivisionAtEveryQuotientStepOfEveryDivisor) {
+    for (uint32_t d = 1; d <= CoderDivision::kMaxDivisor; ++d) {
+        uint32_t failures = 0;
+        for (uint64_t q = 1; q * d < kDividendLimit; q += 1 + q / 8) {
+            const uint32_t at = static_cast<uint32_t>(q * d);
+            failures += CoderDivision::Divide(at, d) != q;
+            failures += CoderDivision::Divide(at - 1, d) != q - 1;
+        }
+        const uint32_t top = kDividendLimit - 1;
+        failures += CoderDivision::Divide(top, d) != top / d;
+        failures += CoderDivision::Divide(top - top % d, d) != top / d;
+        failures += CoderDivision::Divide(0, d) != 0;
+        ASSERT_EQ(failures, 0u) << "divisor " << d;
+    }
+}
+
+// The dividends the decoder really forms: cumulative counts times ranges in
+// (0x4000, 0x10000], for totals of adaptive contexts near the halving limit and of large
+// static contexts.
+TEST(CoderDivision, MatchesDivisionForCoderProducts) {
+    const uint32_t totals[] = {1, 2, 3, 7, 100, 0x1000, 0x1FFE, 0x1FFF, 10000, 16382, 16383};
+    for (uint32_t total : totals) {
+        for (uint32_t range = 0x4001; range <= 0x10000; range += 97) {
+            for (uint32_t cumulative : {0u, 1u, total / 3, total / 2, total - 1, total}) {
+                const uint32_t n = cumulative * range;
+                ASSERT_EQ(CoderDivision::Divide(n, total), n / total)
+                    << "total " << total << " range " << range << " cumulative " << cumulative;
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -97,12 +97,6 @@ public:
         for (const auto& block : file->Blocks()) Visit(block->blockType, block->data.data(), block->dataSize, 0);
         return true;
     }
-    bool WalkMemory(const std::vector<uint8_t>& bytes) {
-        auto file = U3DFile::CreateFromMemory(bytes.data(), bytes.size());
-        if (!file) return false;
-        for (const auto& block : file->Blocks()) Visit(block->blockType, block->data.data(), block->dataSize, 0);
-        return true;
-    }
     int failedBlocks = 0;
 
 private:
