@@ -154,7 +154,8 @@ void BM_CaptureToPng(benchmark::State& state) {
 void BM_LoadCaptureUnload(benchmark::State& state) {
     Quiet();
     const auto parameters = CaptureRequest(
-        0, Velmora::Utility::CaptureParameters::ToFile | Velmora::Utility::CaptureParameters::UnloadAfter, OutputPath());
+        0, Velmora::Utility::CaptureParameters::ToFile | Velmora::Utility::CaptureParameters::UnloadAfter,
+        OutputPath());
     for (auto _ : state)
         if (!Capture(parameters)) state.SkipWithError("capture failed");
     unlink(OutputPath().c_str());

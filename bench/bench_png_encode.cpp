@@ -33,7 +33,8 @@ const std::vector<uint8_t>& CaptureFrame() {
                     const float dx = float(x) - cx, dy = float(y) - cy, d2 = dx * dx + dy * dy;
                     if (d2 >= radius * radius) continue;
                     const float nz = std::sqrt(1.0f - d2 / (radius * radius));
-                    const float light = 0.2f + 0.8f * std::max(0.0f, nz * 0.8f - dx / radius * 0.3f - dy / radius * 0.4f);
+                    const float light =
+                        0.2f + 0.8f * std::max(0.0f, nz * 0.8f - dx / radius * 0.3f - dy / radius * 0.4f);
                     r = light * (s == 0 ? 220 : 60), g = light * (s == 1 ? 200 : 80), b = light * (s == 2 ? 230 : 70);
                 }
                 q[0] = uint8_t(b), q[1] = uint8_t(g), q[2] = uint8_t(r), q[3] = 255;
@@ -63,7 +64,8 @@ void BM_EncodeCaptureTiff(benchmark::State& state) { EncodeCapture(state, ImageF
 
 void BM_DecodeCapturePng(benchmark::State& state) {
     std::vector<uint8_t> bytes;
-    Image::Encode(ImageFormat::PNG, CaptureFrame().data(), kWidth, kHeight, kWidth * 4, PixelLayout::BGRA, false, true, bytes);
+    Image::Encode(ImageFormat::PNG, CaptureFrame().data(), kWidth, kHeight, kWidth * 4, PixelLayout::BGRA, false, true,
+                  bytes);
     ImageBuffer image;
     for (auto _ : state) {
         if (Image::Decode(bytes.data(), bytes.size(), image, PixelLayout::BGRA, true) != ImageStatus::Ok)

@@ -36,12 +36,14 @@ void BM_CallInlineOnRenderThread(benchmark::State& state) {
     const uint32_t id = RenderThread::Instance().ThreadId();
     // The whole loop runs inside one call object, so each inner Call is the inline path.
     ThreadManager::Instance().Call<void>(MakeFunctionCaller([&state, id] {
-        int value = 0;
-        for (auto _ : state) {
-            value = ThreadManager::Instance().Call<int>(MakeFunctionCaller([value] { return value + 1; }), id);
-            benchmark::DoNotOptimize(value);
-        }
-    }), id);
+                                             int value = 0;
+                                             for (auto _ : state) {
+                                                 value = ThreadManager::Instance().Call<int>(
+                                                     MakeFunctionCaller([value] { return value + 1; }), id);
+                                                 benchmark::DoNotOptimize(value);
+                                             }
+                                         }),
+                                         id);
     RenderThread::Instance().Stop();
 }
 BENCHMARK(BM_CallInlineOnRenderThread);
@@ -56,7 +58,8 @@ void BM_PostBatchThenDrain(benchmark::State& state) {
     std::atomic<int> ran{0};
     for (auto _ : state) {
         for (int i = 0; i < batch; ++i)
-            ThreadManager::Instance().Post(MakeFunctionCaller([&ran] { ran.fetch_add(1, std::memory_order_relaxed); }), id);
+            ThreadManager::Instance().Post(MakeFunctionCaller([&ran] { ran.fetch_add(1, std::memory_order_relaxed); }),
+                                           id);
         ThreadManager::Instance().Call<void>(MakeFunctionCaller([] {}), id);  // waits for the drain
     }
     state.SetItemsProcessed(state.iterations() * batch);

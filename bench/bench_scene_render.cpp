@@ -142,7 +142,8 @@ void BM_RenderToMemory(benchmark::State& state) {
     uint32_t size = 0;
     stage.view->RenderToMemory(pixels, size, false);
     for (auto _ : state) {
-        if (!stage.view->RenderToMemory(pixels, size, state.range(0) != 0)) state.SkipWithError("RenderToMemory failed");
+        if (!stage.view->RenderToMemory(pixels, size, state.range(0) != 0))
+            state.SkipWithError("RenderToMemory failed");
         benchmark::DoNotOptimize(pixels.data());
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(size));

@@ -63,16 +63,18 @@ void DecodeFile(benchmark::State& state, const char* name) {
         return;
     }
     std::vector<MeshBlock> blocks;
-    for (const auto& block : file->Blocks())
-        Collect(block->blockType, block->data.data(), block->dataSize, blocks, 0);
+    for (const auto& block : file->Blocks()) Collect(block->blockType, block->data.data(), block->dataSize, blocks, 0);
     uint64_t faces = 0;
     for (auto _ : state) {
         AuthorMeshPool pool;
         for (const MeshBlock& block : blocks) {
             std::unique_ptr<BlockBase> reader;
-            if (block.type == BlockType::CLODMeshDeclaration) reader = std::make_unique<CLODMeshDeclaration>(pool);
-            else if (block.type == BlockType::CLODBaseMeshContinuation) reader = std::make_unique<CLODBaseMeshContinuation>(pool);
-            else reader = std::make_unique<CLODProgressiveMeshContinuation>(pool);
+            if (block.type == BlockType::CLODMeshDeclaration)
+                reader = std::make_unique<CLODMeshDeclaration>(pool);
+            else if (block.type == BlockType::CLODBaseMeshContinuation)
+                reader = std::make_unique<CLODBaseMeshContinuation>(pool);
+            else
+                reader = std::make_unique<CLODProgressiveMeshContinuation>(pool);
             BitStreamReader stream(block.data.data(), static_cast<uint32_t>(block.data.size()), false);
             reader->Read(stream);
         }

@@ -53,11 +53,7 @@ typedef struct RenderProxy3D RenderProxy3D;
 /* ---- flags and enumerations ------------------------------------------------------------ */
 
 /* LoadSceneParameters.flags. Honoured in the order memory, file, handle. */
-enum {
-    KESTRUM_LOAD_BY_HANDLE = 1u << 0,
-    KESTRUM_LOAD_FROM_FILE = 1u << 1,
-    KESTRUM_LOAD_FROM_MEMORY = 1u << 2
-};
+enum { KESTRUM_LOAD_BY_HANDLE = 1u << 0, KESTRUM_LOAD_FROM_FILE = 1u << 1, KESTRUM_LOAD_FROM_MEMORY = 1u << 2 };
 
 /* LoadSceneParameters.viewStringFlags: entries are dictionary text rather than file paths. */
 enum { KESTRUM_VIEW_STRINGS_ARE_TEXT = 1u << 0 };
@@ -74,11 +70,7 @@ enum {
 };
 
 /* CaptureParameters.captureFlags. */
-enum {
-    KESTRUM_CAPTURE_UNLOAD_AFTER = 1u << 0,
-    KESTRUM_CAPTURE_TO_FILE = 1u << 1,
-    KESTRUM_CAPTURE_TO_MEMORY = 1u << 2
-};
+enum { KESTRUM_CAPTURE_UNLOAD_AFTER = 1u << 0, KESTRUM_CAPTURE_TO_FILE = 1u << 1, KESTRUM_CAPTURE_TO_MEMORY = 1u << 2 };
 
 /* ExportParameters.exportFlags: the first format bit that is set wins. */
 enum {
@@ -100,24 +92,19 @@ enum {
 
 /* ActivateCamera's type (PublicEnums::ECameraActivationType); other values are refused. */
 typedef uint32_t ECameraActivationType;
-enum {
-    KESTRUM_CAMERA_BY_NAME = 0,
-    KESTRUM_CAMERA_FIRST = 1,
-    KESTRUM_CAMERA_NEXT = 2,
-    KESTRUM_CAMERA_BUILT_IN = 3
-};
+enum { KESTRUM_CAMERA_BY_NAME = 0, KESTRUM_CAMERA_FIRST = 1, KESTRUM_CAMERA_NEXT = 2, KESTRUM_CAMERA_BUILT_IN = 3 };
 
 /* Property identifiers of SetProperty_* and GetProperty_*. */
 enum {
-    KESTRUM_PROPERTY_GL_MAJOR = 1,          /* Int32, read only */
-    KESTRUM_PROPERTY_GL_MINOR = 2,          /* Int32, read only */
-    KESTRUM_PROPERTY_COVERAGE_SAMPLING = 3, /* Bool, read only */
-    KESTRUM_PROPERTY_ANTI_ALIASING = 4,     /* Int32: colour samples | coverage << 16 */
-    KESTRUM_PROPERTY_ANISOTROPY = 5,        /* Int32 */
-    KESTRUM_PROPERTY_LIGHTING_SCHEME = 6,   /* Int32, 0 to 11 */
-    KESTRUM_PROPERTY_BACKGROUND = 7,        /* Int32, 0x00RRGGBB */
-    KESTRUM_PROPERTY_SCENE_FLAG_A = 8,      /* Bool */
-    KESTRUM_PROPERTY_SCENE_FLAG_B = 9,      /* Bool */
+    KESTRUM_PROPERTY_GL_MAJOR = 1,           /* Int32, read only */
+    KESTRUM_PROPERTY_GL_MINOR = 2,           /* Int32, read only */
+    KESTRUM_PROPERTY_COVERAGE_SAMPLING = 3,  /* Bool, read only */
+    KESTRUM_PROPERTY_ANTI_ALIASING = 4,      /* Int32: colour samples | coverage << 16 */
+    KESTRUM_PROPERTY_ANISOTROPY = 5,         /* Int32 */
+    KESTRUM_PROPERTY_LIGHTING_SCHEME = 6,    /* Int32, 0 to 11 */
+    KESTRUM_PROPERTY_BACKGROUND = 7,         /* Int32, 0x00RRGGBB */
+    KESTRUM_PROPERTY_SCENE_FLAG_A = 8,       /* Bool */
+    KESTRUM_PROPERTY_SCENE_FLAG_B = 9,       /* Bool */
     KESTRUM_PROPERTY_CONTROLLER_FLAG_A = 10, /* Bool */
     KESTRUM_PROPERTY_CONTROLLER_FLAG_B = 11  /* Bool */
 };
@@ -136,8 +123,7 @@ typedef void (*ExportCallback)(struct ExportSceneResult* result, int success);
 typedef void (*CameraCallback)(struct ActiveCameraInfo* info, int success);
 typedef void (*HandleCallback)(uint32_t handle);
 typedef void (*DoneCallback)(void);
-typedef void (*CameraListCallback)(int zero, const char* const* names, const int* lengths,
-                                   uint32_t count);
+typedef void (*CameraListCallback)(int zero, const char* const* names, const int* lengths, uint32_t count);
 /* kind 0: anti-aliasing modes ((colorSamples << 16) | coverageSamples); kind 1: anisotropy levels. */
 typedef void (*CapabilityCallback)(uint32_t kind, const uint32_t* values, uint32_t count);
 /* The message belongs to the library and is valid only during the call. */
@@ -256,8 +242,7 @@ typedef struct RenderProxyInfo {
 /* ---- the exported functions ------------------------------------------------------------ */
 
 /* Logging */
-KESTRUM_API uint8_t StartLoggingToDefault(uint32_t reserved, const char16_t* path, int append,
-                                          uint32_t level);
+KESTRUM_API uint8_t StartLoggingToDefault(uint32_t reserved, const char16_t* path, int append, uint32_t level);
 KESTRUM_API void StopLoggingToDefault(void);
 KESTRUM_API uint8_t IsLoggingToDefault(void);
 KESTRUM_API void SetLogLevel(int32_t level);
@@ -273,26 +258,22 @@ KESTRUM_API void SetApplicationName(uint32_t reserved, const char16_t* name);
 KESTRUM_API KestrumSystemString GetApplicationName(void);
 
 /* Setup and version */
-KESTRUM_API void SetupRenderer(int32_t glMajor, int32_t glMinor, uint32_t antiAliasing,
-                               uint32_t options);
+KESTRUM_API void SetupRenderer(int32_t glMajor, int32_t glMinor, uint32_t antiAliasing, uint32_t options);
 KESTRUM_API void ShutdownRenderer(void);
-KESTRUM_API void GetLibraryVersion(int32_t libraryId, uint32_t* major, uint32_t* minor,
-                                   uint32_t* build);
+KESTRUM_API void GetLibraryVersion(int32_t libraryId, uint32_t* major, uint32_t* minor, uint32_t* build);
 
 /* Capture scenes */
-KESTRUM_API void LoadCaptureScene(uint32_t reserved, LoadSceneParameters load,
-                                  LoadSceneCallback callback);
+KESTRUM_API void LoadCaptureScene(uint32_t reserved, LoadSceneParameters load, LoadSceneCallback callback);
 KESTRUM_API void UnloadCaptureScene(uint32_t handle, HandleCallback callback);
 KESTRUM_API void UnloadAllCaptureScenes(DoneCallback callback);
-KESTRUM_API void CaptureScene(uint32_t reserved, CaptureParameters parameters,
-                              CaptureCallback callback);
+KESTRUM_API void CaptureScene(uint32_t reserved, CaptureParameters parameters, CaptureCallback callback);
 
 /* Render proxies */
 KESTRUM_API RenderProxy3D* CreateRenderProxy(CreateInfo createInfo, RenderProxyInfo* info);
 KESTRUM_API void DestroyRenderProxy(RenderProxy3D* proxy);
 KESTRUM_API KestrumWindow GetRenderProxyHwnd(RenderProxy3D* proxy);
-KESTRUM_API void LoadScene(uint32_t reserved, RenderProxy3D* proxy, LoadSceneParameters load,
-                           ViewParameters view, LoadSceneCallback callback);
+KESTRUM_API void LoadScene(uint32_t reserved, RenderProxy3D* proxy, LoadSceneParameters load, ViewParameters view,
+                           LoadSceneCallback callback);
 KESTRUM_API void CloseScene(RenderProxy3D* proxy, HandleCallback callback);
 KESTRUM_API uint8_t IsSceneLoaded(RenderProxy3D* proxy);
 KESTRUM_API void InterruptCurrentImport(void);
@@ -300,10 +281,9 @@ KESTRUM_API void ActivateCamera(uint32_t reserved, RenderProxy3D* proxy, ECamera
                                 const char16_t* name, CameraCallback callback);
 KESTRUM_API void GetAvailableCameras(RenderProxy3D* proxy, CameraListCallback callback);
 KESTRUM_API void Screenshot(uint32_t reserved, RenderProxy3D* proxy, const char16_t* path);
-KESTRUM_API void LoadViewInfoFromFile(uint32_t reserved, RenderProxy3D* proxy,
-                                      const char16_t* path, int activate, CameraCallback callback);
-KESTRUM_API void LoadViewInfoFromString(uint32_t reserved, RenderProxy3D* proxy,
-                                        const char16_t* text, int activate,
+KESTRUM_API void LoadViewInfoFromFile(uint32_t reserved, RenderProxy3D* proxy, const char16_t* path, int activate,
+                                      CameraCallback callback);
+KESTRUM_API void LoadViewInfoFromString(uint32_t reserved, RenderProxy3D* proxy, const char16_t* text, int activate,
                                         CameraCallback callback);
 KESTRUM_API void ExportScene(uint32_t reserved, RenderProxy3D* proxy, ExportParameters parameters,
                              ExportCallback callback);
@@ -313,8 +293,8 @@ KESTRUM_API void SetProperty_Bool(RenderProxy3D* proxy, uint32_t id, int value, 
 KESTRUM_API void SetProperty_Int32(RenderProxy3D* proxy, uint32_t id, int32_t value, int async);
 KESTRUM_API void SetProperty_Int64(RenderProxy3D* proxy, uint32_t id, int64_t value, int async);
 KESTRUM_API void SetProperty_Double(RenderProxy3D* proxy, uint32_t id, double value, int async);
-KESTRUM_API void SetProperty_String(uint32_t reserved, RenderProxy3D* proxy, uint32_t id,
-                                    const char16_t* value, int async);
+KESTRUM_API void SetProperty_String(uint32_t reserved, RenderProxy3D* proxy, uint32_t id, const char16_t* value,
+                                    int async);
 KESTRUM_API uint8_t GetProperty_Bool(RenderProxy3D* proxy, uint32_t id);
 KESTRUM_API int32_t GetProperty_Int32(RenderProxy3D* proxy, uint32_t id);
 KESTRUM_API int64_t GetProperty_Int64(RenderProxy3D* proxy, uint32_t id);
@@ -348,26 +328,22 @@ typedef void (*KestrumFn_CaptureScene)(uint32_t, CaptureParameters, CaptureCallb
 typedef RenderProxy3D* (*KestrumFn_CreateRenderProxy)(CreateInfo, RenderProxyInfo*);
 typedef void (*KestrumFn_DestroyRenderProxy)(RenderProxy3D*);
 typedef KestrumWindow (*KestrumFn_GetRenderProxyHwnd)(RenderProxy3D*);
-typedef void (*KestrumFn_LoadScene)(uint32_t, RenderProxy3D*, LoadSceneParameters, ViewParameters,
-                                    LoadSceneCallback);
+typedef void (*KestrumFn_LoadScene)(uint32_t, RenderProxy3D*, LoadSceneParameters, ViewParameters, LoadSceneCallback);
 typedef void (*KestrumFn_CloseScene)(RenderProxy3D*, HandleCallback);
 typedef uint8_t (*KestrumFn_IsSceneLoaded)(RenderProxy3D*);
 typedef void (*KestrumFn_InterruptCurrentImport)(void);
-typedef void (*KestrumFn_ActivateCamera)(uint32_t, RenderProxy3D*, ECameraActivationType,
-                                         const char16_t*, CameraCallback);
+typedef void (*KestrumFn_ActivateCamera)(uint32_t, RenderProxy3D*, ECameraActivationType, const char16_t*,
+                                         CameraCallback);
 typedef void (*KestrumFn_GetAvailableCameras)(RenderProxy3D*, CameraListCallback);
 typedef void (*KestrumFn_Screenshot)(uint32_t, RenderProxy3D*, const char16_t*);
-typedef void (*KestrumFn_LoadViewInfoFromFile)(uint32_t, RenderProxy3D*, const char16_t*, int,
-                                               CameraCallback);
-typedef void (*KestrumFn_LoadViewInfoFromString)(uint32_t, RenderProxy3D*, const char16_t*, int,
-                                                 CameraCallback);
+typedef void (*KestrumFn_LoadViewInfoFromFile)(uint32_t, RenderProxy3D*, const char16_t*, int, CameraCallback);
+typedef void (*KestrumFn_LoadViewInfoFromString)(uint32_t, RenderProxy3D*, const char16_t*, int, CameraCallback);
 typedef void (*KestrumFn_ExportScene)(uint32_t, RenderProxy3D*, ExportParameters, ExportCallback);
 typedef void (*KestrumFn_SetProperty_Bool)(RenderProxy3D*, uint32_t, int, int);
 typedef void (*KestrumFn_SetProperty_Int32)(RenderProxy3D*, uint32_t, int32_t, int);
 typedef void (*KestrumFn_SetProperty_Int64)(RenderProxy3D*, uint32_t, int64_t, int);
 typedef void (*KestrumFn_SetProperty_Double)(RenderProxy3D*, uint32_t, double, int);
-typedef void (*KestrumFn_SetProperty_String)(uint32_t, RenderProxy3D*, uint32_t, const char16_t*,
-                                             int);
+typedef void (*KestrumFn_SetProperty_String)(uint32_t, RenderProxy3D*, uint32_t, const char16_t*, int);
 typedef uint8_t (*KestrumFn_GetProperty_Bool)(RenderProxy3D*, uint32_t);
 typedef int32_t (*KestrumFn_GetProperty_Int32)(RenderProxy3D*, uint32_t);
 typedef int64_t (*KestrumFn_GetProperty_Int64)(RenderProxy3D*, uint32_t);

@@ -76,7 +76,10 @@ std::u16string ToUtf16(const std::string& utf8) {
             cp = len == 1 ? c : c & (0x7F >> len);
             bool ok = true;
             for (size_t k = 1; k < len; ++k) {
-                if ((s[i + k] & 0xC0) != 0x80) { ok = false; break; }
+                if ((s[i + k] & 0xC0) != 0x80) {
+                    ok = false;
+                    break;
+                }
                 cp = (cp << 6) | (s[i + k] & 0x3F);
             }
             static const uint32_t kMin[5] = {0, 0, 0x80, 0x800, 0x10000};
@@ -132,8 +135,8 @@ std::string ToUtf8(const char16_t* text, size_t units) {
 bool OpenHostWindow(int width, int height, HostWindow& host) {
     Display* display = XOpenDisplay(nullptr);
     if (display == nullptr) return false;
-    const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0,
-                                              static_cast<unsigned>(width), static_cast<unsigned>(height), 0, 0, 0);
+    const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, static_cast<unsigned>(width),
+                                              static_cast<unsigned>(height), 0, 0, 0);
     XSync(display, False);
     if (window == 0) {
         XCloseDisplay(display);

@@ -407,7 +407,8 @@ int RunCapture(const Library& lib, Options& options) {
     } else {
         std::printf("%s\n", g_reply.outputPath.c_str());
     }
-    if (answered && (g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE)) Unload(lib, g_reply.sceneHandle);
+    if (answered && (g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE))
+        Unload(lib, g_reply.sceneHandle);
     Shutdown(lib);
     return rc;
 }

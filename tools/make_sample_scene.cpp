@@ -107,8 +107,11 @@ Mesh Pyramid(const std::string& name, const Vec3& centre, float half, float heig
     Mesh mesh;
     mesh.name = name;
     const float x = centre[0], y = centre[1], z = centre[2];
-    mesh.positions = {{x - half, y - half, z}, {x + half, y - half, z}, {x + half, y + half, z},
-                      {x - half, y + half, z}, {x, y, z + height}};
+    mesh.positions = {{x - half, y - half, z},
+                      {x + half, y - half, z},
+                      {x + half, y + half, z},
+                      {x - half, y + half, z},
+                      {x, y, z + height}};
     mesh.AddPolygon({0, 1, 2, 3}, {0, 0, -1});
     for (uint32_t i = 0; i < 4; ++i) {
         const uint32_t a = i, b = (i + 1) % 4;
@@ -136,10 +139,10 @@ Bytes MeshDeclarationData(const Mesh& mesh) {
     // The base mesh is the whole mesh: minimum and maximum resolution agree.
     w.WriteU32(positions);
     w.WriteU32(positions);
-    for (int i = 0; i < 3; ++i) w.WriteU32(1000);  // quality factors
+    for (int i = 0; i < 3; ++i) w.WriteU32(1000);                  // quality factors
     for (float f : {1.0f, 1.0f, 1.0f, 1.0f, 1.0f}) w.WriteF32(f);  // inverse quantisation
-    for (float f : {0.9f, 0.5f, 0.985f}) w.WriteF32(f);  // crease, update, tolerance
-    w.WriteU32(0);  // bones
+    for (float f : {0.9f, 0.5f, 0.985f}) w.WriteF32(f);            // crease, update, tolerance
+    w.WriteU32(0);                                                 // bones
     return w.Finish();
 }
 
@@ -209,13 +212,13 @@ Bytes ShadingModifierData(const std::string& node, const std::string& shader) {
 Bytes LitShaderData(const std::string& name, const std::string& material) {
     BitStreamWriter w;
     w.WriteString(name);
-    w.WriteU32(1);        // lighting on
-    w.WriteF32(0.0f);     // alpha test reference
-    w.WriteU32(0x617);    // alpha test: always
-    w.WriteU32(0x606);    // colour blend: multiply
-    w.WriteU32(1);        // render pass 0
-    w.WriteU32(0);        // no texture channels
-    w.WriteU32(0);        // no alpha texture channels
+    w.WriteU32(1);      // lighting on
+    w.WriteF32(0.0f);   // alpha test reference
+    w.WriteU32(0x617);  // alpha test: always
+    w.WriteU32(0x606);  // colour blend: multiply
+    w.WriteU32(1);      // render pass 0
+    w.WriteU32(0);      // no texture channels
+    w.WriteU32(0);      // no alpha texture channels
     w.WriteString(material);
     return w.Finish();
 }
@@ -240,7 +243,7 @@ Bytes LightResourceData(const std::string& name, uint8_t type, const Vec3& color
     for (float v : color) w.WriteF32(v);
     w.WriteF32(1.0f);
     for (float v : {1.0f, 0.0f, 0.0f}) w.WriteF32(v);  // attenuation
-    w.WriteF32(180.0f);                               // spot angle
+    w.WriteF32(180.0f);                                // spot angle
     w.WriteF32(intensity);
     return w.Finish();
 }
@@ -264,18 +267,18 @@ Bytes ViewNodeData(const std::string& name, const std::string& resource, const s
     w.WriteF32(1000.0f);
     w.WriteF32(fieldOfView);
     for (float v : {640.0f, 480.0f, 0.0f, 0.0f}) w.WriteF32(v);  // viewport
-    w.WriteU32(0);  // backdrops
-    w.WriteU32(0);  // overlays
+    w.WriteU32(0);                                               // backdrops
+    w.WriteU32(0);                                               // overlays
     return w.Finish();
 }
 
 Bytes ViewResourceData(const std::string& name) {
     BitStreamWriter w;
     w.WriteString(name);
-    w.WriteU32(1);           // passes
-    w.WriteString("");       // root node: the world
-    w.WriteU32(0);           // render attributes
-    w.WriteU32(0);           // fog mode
+    w.WriteU32(1);                                                          // passes
+    w.WriteString("");                                                      // root node: the world
+    w.WriteU32(0);                                                          // render attributes
+    w.WriteU32(0);                                                          // fog mode
     for (float v : {0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 1000.0f}) w.WriteF32(v);  // fog colour, near, far
     return w.Finish();
 }
@@ -326,13 +329,15 @@ int main(int argc, char** argv) {
     std::vector<Bytes> declarations, continuations;
     for (const Shape& shape : shapes) {
         declarations.push_back(FrameBlock(
-            kModifierChain, ChainData(shape.node, 0,
-                                      {FrameBlock(kModelNode, ModelNodeData(shape.node, shape.mesh.name, world)),
-                                       FrameBlock(kShadingModifier, ShadingModifierData(shape.node, shape.node + "Shader"))})));
-        declarations.push_back(FrameBlock(
-            kModifierChain, ChainData(shape.mesh.name, 1,
-                                      {FrameBlock(kMeshDeclaration, MeshDeclarationData(shape.mesh))})));
-        declarations.push_back(FrameBlock(kLitTextureShader, LitShaderData(shape.node + "Shader", shape.node + "Material")));
+            kModifierChain,
+            ChainData(shape.node, 0,
+                      {FrameBlock(kModelNode, ModelNodeData(shape.node, shape.mesh.name, world)),
+                       FrameBlock(kShadingModifier, ShadingModifierData(shape.node, shape.node + "Shader"))})));
+        declarations.push_back(
+            FrameBlock(kModifierChain,
+                       ChainData(shape.mesh.name, 1, {FrameBlock(kMeshDeclaration, MeshDeclarationData(shape.mesh))})));
+        declarations.push_back(
+            FrameBlock(kLitTextureShader, LitShaderData(shape.node + "Shader", shape.node + "Material")));
         declarations.push_back(FrameBlock(kMaterialResource, MaterialData(shape.node + "Material", shape.colour)));
         continuations.push_back(FrameBlock(kBaseMesh, BaseMeshData(shape.mesh)));
     }
@@ -342,7 +347,9 @@ int main(int argc, char** argv) {
     declarations.push_back(FrameBlock(kLightResource, LightResourceData("KeyLight", 1, {1.0f, 0.97f, 0.9f}, 1.0f)));
     declarations.push_back(FrameBlock(
         kModifierChain,
-        ChainData("Key", 0, {FrameBlock(kLightNode, LightNodeData("Key", "KeyLight", {LookAt({3, 5, -8}, {0, 0, 0}, {0, 0, 1})}))})));
+        ChainData(
+            "Key", 0,
+            {FrameBlock(kLightNode, LightNodeData("Key", "KeyLight", {LookAt({3, 5, -8}, {0, 0, 0}, {0, 0, 1})}))})));
     declarations.push_back(FrameBlock(kLightResource, LightResourceData("FillLight", 0, {0.35f, 0.35f, 0.4f}, 1.0f)));
     declarations.push_back(FrameBlock(
         kModifierChain, ChainData("Fill", 0, {FrameBlock(kLightNode, LightNodeData("Fill", "FillLight", world))})));
@@ -351,11 +358,13 @@ int main(int argc, char** argv) {
     declarations.push_back(FrameBlock(
         kModifierChain,
         ChainData("Front", 0,
-                  {FrameBlock(kViewNode, ViewNodeData("Front", "SampleView", {LookAt({3, -11, 6}, {0, 0, 0.8f}, {0, 0, 1})}, 34.0f))})));
+                  {FrameBlock(kViewNode, ViewNodeData("Front", "SampleView",
+                                                      {LookAt({3, -11, 6}, {0, 0, 0.8f}, {0, 0, 1})}, 34.0f))})));
     declarations.push_back(FrameBlock(
         kModifierChain,
         ChainData("Top", 0,
-                  {FrameBlock(kViewNode, ViewNodeData("Top", "SampleView", {LookAt({0, -0.01f, 14}, {0, 0, 0}, {0, 1, 0})}, 40.0f))})));
+                  {FrameBlock(kViewNode, ViewNodeData("Top", "SampleView",
+                                                      {LookAt({0, -0.01f, 14}, {0, 0, 0}, {0, 1, 0})}, 40.0f))})));
 
     size_t declarationBytes = 0, continuationBytes = 0;
     for (const Bytes& b : declarations) declarationBytes += b.size();

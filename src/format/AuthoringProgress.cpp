@@ -7,8 +7,8 @@
 
 namespace Velmora::FormatGlue {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 uint64_t NowMs() {

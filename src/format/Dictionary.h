@@ -33,9 +33,9 @@ struct DictionaryValue {
     bool boolValue = false;
     int32_t intValue = 0;
     float floatValue = 0.0f;
-    std::string text;                   // String, Name, ContextSpecific
-    std::vector<std::string> strings;   // StringArray
-    std::array<float, 16> numbers{};    // Color (3), Rectangle (4), Matrix (16, row by row)
+    std::string text;                      // String, Name, ContextSpecific
+    std::vector<std::string> strings;      // StringArray
+    std::array<float, 16> numbers{};       // Color (3), Rectangle (4), Matrix (16, row by row)
     std::vector<Dictionary> dictionaries;  // Dictionary (one entry) or DictionaryArray
 
     const Dictionary* AsDictionary() const;

@@ -1,15 +1,15 @@
 #include "format/FileReader.h"
 
+#include <sys/stat.h>
 #include <cstdio>
 #include <new>
-#include <sys/stat.h>
 
 #include "util/Logger.h"
 
 namespace Velmora::FormatGlue {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool ReadWholeFile(const std::string& path, std::vector<uint8_t>& out) {
     out.clear();

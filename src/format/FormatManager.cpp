@@ -4,13 +4,13 @@
 #include <cctype>
 
 #include "format/AuthoringInterrupt.h"
-#include "util/SceneParameters.h"
 #include "util/Logger.h"
+#include "util/SceneParameters.h"
 
 namespace Velmora::FormatGlue {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 std::shared_ptr<FormatBase> FormatManager::currentLoader_;
 std::shared_ptr<FormatBase> FormatManager::currentExporter_;
@@ -54,15 +54,16 @@ bool FormatManager::RegisterFormat(const FormatRecord& input) {
     std::string joined;
     for (const std::string& e : input.extensions) joined += (joined.empty() ? "" : ", ") + e;
     if (input.name.empty() || input.extensions.empty() || !input.format) {
-        Logger::LogF(LogLevel::Error, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - INVALID DATA", joined,
-                     input.name);
+        Logger::LogF(LogLevel::Error, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - INVALID DATA",
+                     joined, input.name);
         return false;
     }
     FormatRecord record = input;
     for (std::string& e : record.extensions) e = Lower(e);
     for (const std::string& e : record.extensions) {
         if (FindByExtension(e)) {
-            Logger::LogF(LogLevel::Error, "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - EXTENSION ALREADY REGISTERED",
+            Logger::LogF(LogLevel::Error,
+                         "FormatManager::RegisterFormat failed: ext = {:s}, name = {:s} - EXTENSION ALREADY REGISTERED",
                          joined, input.name);
             return false;
         }

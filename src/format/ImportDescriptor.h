@@ -19,7 +19,7 @@ struct ImportDescriptor {
     std::string path;               // kind File, UTF-8
     const uint8_t* data = nullptr;  // kind Memory, not owned
     uint32_t dataSize = 0;
-    bool profile = true;            // collect timers and statistics
+    bool profile = true;  // collect timers and statistics
     std::array<bool, OptionCount> options{false, false, true, true};
     uint32_t version = 1;
     ProgressListener* listener = nullptr;  // null when nobody wants progress

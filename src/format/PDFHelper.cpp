@@ -8,8 +8,8 @@
 
 namespace Velmora::FormatGlue {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using Tag = DictionaryValue::Tag;
 
 namespace {
@@ -24,26 +24,51 @@ constexpr size_t kMatrixNumbers = 12;
 const std::map<std::string, KeyTable, std::less<>>& KeyTables() {
     static const std::map<std::string, KeyTable, std::less<>> tables = {
         {"__root",
-         {{"Type", Tag::Name}, {"TYPE", Tag::Name}, {"XN", Tag::String}, {"IN", Tag::String},
-          {"MS", Tag::Name}, {"C2W", Tag::Matrix}, {"U3DPath", Tag::StringArray},
-          {"CO", Tag::Float}, {"P", Tag::DictionaryTag}, {"O", Tag::Stream},
-          {"BG", Tag::DictionaryTag}, {"RM", Tag::DictionaryTag}, {"LS", Tag::DictionaryTag},
-          {"SA", Tag::StringArray}, {"NA", Tag::DictionaryArray}, {"NR", Tag::Bool},
-          {"MA", Tag::StringArray}, {"3DB", Tag::Rectangle}}},
+         {{"Type", Tag::Name},
+          {"TYPE", Tag::Name},
+          {"XN", Tag::String},
+          {"IN", Tag::String},
+          {"MS", Tag::Name},
+          {"C2W", Tag::Matrix},
+          {"U3DPath", Tag::StringArray},
+          {"CO", Tag::Float},
+          {"P", Tag::DictionaryTag},
+          {"O", Tag::Stream},
+          {"BG", Tag::DictionaryTag},
+          {"RM", Tag::DictionaryTag},
+          {"LS", Tag::DictionaryTag},
+          {"SA", Tag::StringArray},
+          {"NA", Tag::DictionaryArray},
+          {"NR", Tag::Bool},
+          {"MA", Tag::StringArray},
+          {"3DB", Tag::Rectangle}}},
         {"BG",
-         {{"Type", Tag::Name}, {"Subtype", Tag::Name}, {"CS", Tag::StringArray},
-          {"C", Tag::Color}, {"EA", Tag::Bool}}},
+         {{"Type", Tag::Name}, {"Subtype", Tag::Name}, {"CS", Tag::StringArray}, {"C", Tag::Color}, {"EA", Tag::Bool}}},
         {"LS", {{"Type", Tag::Name}, {"Subtype", Tag::Name}}},
         {"RM",
-         {{"Type", Tag::Name}, {"Subtype", Tag::Name}, {"AC", Tag::StringArray},
-          {"FC", Tag::StringArray}, {"O", Tag::Float}, {"CV", Tag::Float}}},
+         {{"Type", Tag::Name},
+          {"Subtype", Tag::Name},
+          {"AC", Tag::StringArray},
+          {"FC", Tag::StringArray},
+          {"O", Tag::Float},
+          {"CV", Tag::Float}}},
         {"P",
-         {{"Subtype", Tag::Name}, {"CS", Tag::Name}, {"F", Tag::Float}, {"N", Tag::Float},
-          {"FOV", Tag::Float}, {"PS", Tag::ContextSpecific}, {"OS", Tag::Float},
+         {{"Subtype", Tag::Name},
+          {"CS", Tag::Name},
+          {"F", Tag::Float},
+          {"N", Tag::Float},
+          {"FOV", Tag::Float},
+          {"PS", Tag::ContextSpecific},
+          {"OS", Tag::Float},
           {"OB", Tag::Name}}},
         {"NA",
-         {{"Type", Tag::Name}, {"N", Tag::String}, {"O", Tag::Float}, {"V", Tag::Bool},
-          {"M", Tag::Matrix}, {"Instance", Tag::Name}, {"Data", Tag::String},
+         {{"Type", Tag::Name},
+          {"N", Tag::String},
+          {"O", Tag::Float},
+          {"V", Tag::Bool},
+          {"M", Tag::Matrix},
+          {"Instance", Tag::Name},
+          {"Data", Tag::String},
           {"RM", Tag::DictionaryTag}}},
     };
     return tables;
@@ -285,8 +310,8 @@ bool PDFHelper::ReadStringArray(std::vector<std::string>* out) {
     for (;;) {
         size_t bracket = std::string::npos;
         if (opening == closing) bracket = rest.find(']');
-        std::string_view part = bracket == std::string::npos ? std::string_view(rest)
-                                                               : std::string_view(rest).substr(0, bracket);
+        std::string_view part =
+            bracket == std::string::npos ? std::string_view(rest) : std::string_view(rest).substr(0, bracket);
         if (!part.empty()) {
             if (!pending.empty()) pending.push_back(' ');
             pending.append(part);

@@ -8,8 +8,8 @@
 
 namespace Velmora::FormatGlue {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool PendingFormat::CanLoad(const ImportDescriptor& descriptor) {
     if (signature_.empty()) return false;
@@ -26,7 +26,8 @@ bool PendingFormat::CanLoad(const ImportDescriptor& descriptor) {
 }
 
 uint32_t PendingFormat::Load(const ImportDescriptor&) {
-    Logger::Log(LogLevel::Error, "%s files cannot be read: the %s reader is not available", name_.c_str(), name_.c_str());
+    Logger::Log(LogLevel::Error, "%s files cannot be read: the %s reader is not available", name_.c_str(),
+                name_.c_str());
     return 0;
 }
 

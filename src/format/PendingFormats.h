@@ -14,7 +14,8 @@ public:
     static constexpr const char* kPrcSignature = "PRC";
 
     // signature: the bytes a file of this format starts with, or null for none.
-    PendingFormat(std::string name, const char* signature) : name_(std::move(name)), signature_(signature ? signature : "") {}
+    PendingFormat(std::string name, const char* signature)
+        : name_(std::move(name)), signature_(signature ? signature : "") {}
 
     bool CanLoad(const ImportDescriptor& descriptor) override;
     uint32_t Load(const ImportDescriptor& descriptor) override;

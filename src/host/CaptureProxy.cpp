@@ -8,7 +8,6 @@
 #include <new>
 
 #include "format/FormatManager.h"
-#include "u3d/U3DSceneDescription.h"
 #include "host/ApplicationNames.h"
 #include "host/RenderThread.h"
 #include "host/SceneLoading.h"
@@ -18,14 +17,15 @@
 #include "rendering/Renderer.h"
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
+#include "u3d/U3DSceneDescription.h"
 #include "util/Logger.h"
 #include "util/Paths.h"
 #include "util/ThreadManager.h"
 
 namespace Velmora {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using Utility::ThreadManager;
 
 namespace {
@@ -39,9 +39,7 @@ bool EqualsIgnoreCase(const std::string& a, const std::string& b) {
     return true;
 }
 
-bool IsExistingRegularFile(const std::string& path) {
-    return Utility::Exists(path) && Utility::IsRegular(path);
-}
+bool IsExistingRegularFile(const std::string& path) { return Utility::Exists(path) && Utility::IsRegular(path); }
 
 // Size of the hidden window; a capture resizes the view, never the window.
 constexpr int32_t kCaptureWindowSize = 50;
@@ -110,8 +108,8 @@ void CaptureProxy::RequestCapture(Utility::CaptureParameters parameters, Kestrum
         if (callback) callback(&result, 0);
         return;
     }
-    ThreadManager::Instance().Post(
-        Utility::MakeCaller(this, &CaptureProxy::Capture, std::move(parameters), callback), renderThreadId_.load());
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::Capture, std::move(parameters), callback),
+                                   renderThreadId_.load());
 }
 
 void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::ExportCallback callback) {
@@ -123,8 +121,8 @@ void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::
         if (callback) callback(&result, 0);
         return;
     }
-    ThreadManager::Instance().Post(
-        Utility::MakeCaller(this, &CaptureProxy::Export, std::move(parameters), callback), renderThreadId_.load());
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::Export, std::move(parameters), callback),
+                                   renderThreadId_.load());
 }
 
 void CaptureProxy::RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback callback) {
@@ -206,9 +204,9 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     }
 
     const uint32_t sceneHandle = ImportIntoView(load, source, view);
-    SceneInfo* info =
-        sceneHandle != 0 ? RegisterScene(sceneHandle, source.fromFile ? load.path : std::string(), view, window)
-                         : nullptr;
+    SceneInfo* info = sceneHandle != 0
+                          ? RegisterScene(sceneHandle, source.fromFile ? load.path : std::string(), view, window)
+                          : nullptr;
     if (info == nullptr) ReleaseRenderThreadIfEmpty();
     return info;
 }
@@ -297,8 +295,7 @@ CaptureProxy::SceneInfo* CaptureProxy::RegisterScene(uint32_t sceneHandle, const
     return info.get();
 }
 
-void CaptureProxy::DiscardScene(uint32_t sceneHandle, const std::shared_ptr<Rendering::RenderView>& view,
-                                bool linked) {
+void CaptureProxy::DiscardScene(uint32_t sceneHandle, const std::shared_ptr<Rendering::RenderView>& view, bool linked) {
     Rendering::SceneManager& sceneManager = Rendering::SceneManager::Instance();
     if (linked)
         sceneManager.UnlinkSceneFromRenderView(view.get());
@@ -318,8 +315,8 @@ std::string CaptureProxy::GetCaptureFilePath(const std::string& scenePath) {
         Logger::Log(LogLevel::Error, "CaptureProxy::GetCaptureFilePath cannot get APPDATA folder!");
         return std::string();
     }
-    const std::string folder = appData + "/" + ApplicationNames::EffectiveCompanyName() + "/" +
-                               ApplicationNames::EffectiveApplicationName();
+    const std::string folder =
+        appData + "/" + ApplicationNames::EffectiveCompanyName() + "/" + ApplicationNames::EffectiveApplicationName();
     if (!Utility::CheckCreateDirectory(folder)) {
         Logger::LogF(LogLevel::Error, "CaptureProxy::GetCaptureFilePath cannot find folder '{:s}'", folder);
         return std::string();
@@ -465,8 +462,8 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
         if (!view.RenderToMemory(pixelScratch_, size, false)) return false;
         const uint32_t width = view.GetWidth(), height = view.GetHeight();
         const Rendering::ImageStatus status =
-            Rendering::Image::EncodeToFile(Rendering::Image::FormatForPath(target), target, pixelScratch_.data(), width, height,
-                                          size_t(width) * 4, Rendering::PixelLayout::BGRA, false, true);
+            Rendering::Image::EncodeToFile(Rendering::Image::FormatForPath(target), target, pixelScratch_.data(), width,
+                                           height, size_t(width) * 4, Rendering::PixelLayout::BGRA, false, true);
         // A large capture should not pin its read-back for the life of the process.
         if (pixelScratch_.capacity() > kKeptScratchBytes) std::vector<uint8_t>().swap(pixelScratch_);
         if (status != Rendering::ImageStatus::Ok) {

@@ -15,7 +15,8 @@ void RegisterStandardFormats() {
     static const bool registered = [] {
         FormatManager& manager = FormatManager::Instance();
         manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
-        manager.RegisterFormat({"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
+        manager.RegisterFormat(
+            {"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
         manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<PendingFormat>("OBJ", nullptr), false});
         return true;
     }();

@@ -8,7 +8,6 @@
 #include <new>
 
 #include "format/FormatManager.h"
-#include "u3d/U3DSceneDescription.h"
 #include "host/RenderThread.h"
 #include "host/SceneLoading.h"
 #include "host/windowing/InputHandler.h"
@@ -20,6 +19,7 @@
 #include "rendering/Renderer.h"
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
+#include "u3d/U3DSceneDescription.h"
 #include "util/Logger.h"
 #include "util/Paths.h"
 #include "util/ThreadManager.h"
@@ -32,8 +32,8 @@ using Velmora::Rendering::RenderView;
 using Velmora::Rendering::SceneGraph;
 using Velmora::Rendering::SceneManager;
 using Velmora::U3D::U3DSceneDescription;
-using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
+using Velmora::Utility::LogLevel;
 using Velmora::Utility::MakeCaller;
 using Velmora::Utility::ThreadManager;
 
@@ -158,9 +158,11 @@ bool RenderProxy3D::CreateProxyWindow(const CreateInfo& createInfo) {
 void RenderProxy3D::ReportCapabilities(CapabilityCallback callback) const {
     if (callback == nullptr) return;
     if (!antiAliasingModes_.empty())
-        callback(kCapabilityAntiAliasingModes, antiAliasingModes_.data(), static_cast<uint32_t>(antiAliasingModes_.size()));
+        callback(kCapabilityAntiAliasingModes, antiAliasingModes_.data(),
+                 static_cast<uint32_t>(antiAliasingModes_.size()));
     if (!anisotropyLevels_.empty())
-        callback(kCapabilityAnisotropyLevels, anisotropyLevels_.data(), static_cast<uint32_t>(anisotropyLevels_.size()));
+        callback(kCapabilityAnisotropyLevels, anisotropyLevels_.data(),
+                 static_cast<uint32_t>(anisotropyLevels_.size()));
 }
 
 RenderProxy3D* RenderProxy3D::Fail(RenderProxy3D* proxy, bool viewMade, bool listening) {
@@ -330,7 +332,8 @@ uint32_t RenderProxy3D::ImportIntoView(const Velmora::Utility::LoadSceneParamete
         SceneLoading::ImportScene(SceneLoading::MakeImportDescriptor(load, source, request), handle);
     progressCallback_ = nullptr;
     if (!scene) {
-        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create SceneGraph for '%s'!", load.path.c_str());
+        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create SceneGraph for '%s'!",
+                    load.path.c_str());
         return 0;
     }
     SceneManager& sceneManager = SceneManager::Instance();
@@ -353,8 +356,9 @@ void RenderProxy3D::ApplyRequestedViews(const Velmora::Utility::LoadSceneParamet
 
     const Velmora::U3D::ViewportRect rect{0.0f, 0.0f, float(view_->GetWidth()), float(view_->GetHeight())};
     if (!SceneLoading::ApplyViewParameters(view, rect, handle, view_.get()))
-        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
-                       "RenderView!");
+        Logger::Log(LogLevel::Error,
+                    "RenderProxy3D::Thread_LoadScene: Failed to apply the generated SceneDescription to "
+                    "RenderView!");
 
     ApplyViewStrings(load, handle);
 }
@@ -369,13 +373,16 @@ void RenderProxy3D::ApplyViewStrings(const Velmora::Utility::LoadSceneParameters
         const ViewStringOutcome outcome =
             SceneLoading::ApplyViewString(source, viewStringsAreText, handle, view_.get(), cameraName);
         if (outcome == ViewStringOutcome::NotMade) {
-            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string\n'%s'",
-                        source.c_str());
+            Logger::Log(
+                LogLevel::Error,
+                "RenderProxy3D::Thread_LoadScene: Failed to create scene description from provided string\n'%s'",
+                source.c_str());
             continue;
         }
         if (i == load.selectedViewIndex) selectedCamera = cameraName;
         if (outcome == ViewStringOutcome::NotApplied)
-            Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to apply scene description from provided string");
+            Logger::Log(LogLevel::Error,
+                        "RenderProxy3D::Thread_LoadScene: Failed to apply scene description from provided string");
     }
     if (!selectedCamera.empty() && !view_->GetCameraController().ActivateCamera(selectedCamera))
         Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadScene: Failed to activate selected camera");
@@ -404,12 +411,14 @@ void RenderProxy3D::LoadExternalViews(const Velmora::Utility::LoadSceneParameter
         const std::string path = folder.empty() ? name : folder + "/" + name;
         U3DSceneDescription description;
         if (!description.CreateFromFile(path)) {
-            Logger::Log(LogLevel::Error, "RenderProxy3D::LoadExternalViews: Failed to create scene description from '%s'", path.c_str());
+            Logger::Log(LogLevel::Error,
+                        "RenderProxy3D::LoadExternalViews: Failed to create scene description from '%s'", path.c_str());
             continue;
         }
         // Not activated: the views of files stand beside the scene's own as " [ViewFile]".
         if (!description.ApplyToScene(handle, false, view_.get()))
-            Logger::Log(LogLevel::Error, "RenderProxy3D::LoadExternalViews: Failed to apply scene description '%s'", path.c_str());
+            Logger::Log(LogLevel::Error, "RenderProxy3D::LoadExternalViews: Failed to apply scene description '%s'",
+                        path.c_str());
     }
 }
 
@@ -431,8 +440,7 @@ void RenderProxy3D::Thread_CloseScene(HandleCallback callback) {
     if (callback) callback(handle);
 }
 
-void RenderProxy3D::Thread_ExportScene(const Velmora::Utility::ExportParameters& parameters,
-                                       ExportCallback callback) {
+void RenderProxy3D::Thread_ExportScene(const Velmora::Utility::ExportParameters& parameters, ExportCallback callback) {
     ExportSceneResult result{};
     result.sceneHandle = parameters.load.sceneHandle;
     result.userTag = parameters.load.userTag;
@@ -556,18 +564,21 @@ void RenderProxy3D::LoadViewInfo(const std::string& source, bool fromText, bool 
     U3DSceneDescription description;
     const bool made = fromText ? description.CreateFromString(source) : description.CreateFromFile(source);
     if (!made) {
-        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to create scene description from '%s'",
+        Logger::Log(LogLevel::Error,
+                    "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to create scene description from '%s'",
                     source.c_str());
         if (callback) callback(nullptr, 0);
         return;
     }
     if (!description.ApplyToScene(handle, activate, view_.get())) {
-        Logger::Log(LogLevel::Error, "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to apply scene description '%s'",
+        Logger::Log(LogLevel::Error,
+                    "RenderProxy3D::Thread_LoadViewInfoFromFile: Failed to apply scene description '%s'",
                     source.c_str());
         if (callback) callback(nullptr, 0);
         return;
     }
-    Logger::Log(LogLevel::Info, "RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description from '%s'",
+    Logger::Log(LogLevel::Info,
+                "RenderProxy3D::Thread_LoadViewInfoFromFile: Successfully applied scene description from '%s'",
                 source.c_str());
     ReplyActiveCamera(callback);
 }

@@ -29,8 +29,8 @@
 #include "Kestrum.h"
 #include "format/ProgressListener.h"
 #include "host/RenderThreadListener.h"
-#include "util/SceneParameters.h"
 #include "host/windowing/WindowEventListener.h"
+#include "util/SceneParameters.h"
 
 namespace Velmora {
 namespace Rendering {

@@ -1,9 +1,9 @@
 #include "host/RenderThread.h"
 
+#include "format/FormatManager.h"
 #include "host/windowing/WindowBase.h"
 #include "host/windowing/WindowClassRegistrar.h"
 #include "host/windowing/X11Connection.h"
-#include "format/FormatManager.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/SceneManager.h"
 #include "util/LogManager.h"
@@ -17,8 +17,8 @@
 namespace Velmora {
 
 using Rendering::Renderer;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using Utility::ThreadManager;
 
 std::atomic<bool> RenderThread::failRendererInitForTesting{false};
@@ -78,8 +78,7 @@ bool RenderThread::Start() {
     initState_ = 0;
     stopRequested_ = false;
     entered_ = false;
-    auto functor = std::make_shared<Utility::MemberThreadFunctor<RenderThread>>(
-        this, &RenderThread::ThreadMain, 100);
+    auto functor = std::make_shared<Utility::MemberThreadFunctor<RenderThread>>(this, &RenderThread::ThreadMain, 100);
     functor_ = functor.get();
     const uint32_t id = ThreadManager::Instance().CreateThread(std::move(functor), "RenderThread");
     threadId_ = id;
@@ -206,13 +205,13 @@ void RenderThread::UpdateFrameRate(uint64_t now) {
 }
 
 bool RenderThread::RegisterRenderThreadListener(RenderThreadListener* listener) {
-    return ThreadManager::Instance().Call<bool>(
-        Utility::MakeCaller(this, &RenderThread::Thread_Register, listener), threadId_.load());
+    return ThreadManager::Instance().Call<bool>(Utility::MakeCaller(this, &RenderThread::Thread_Register, listener),
+                                                threadId_.load());
 }
 
 void RenderThread::UnregisterRenderThreadListener(RenderThreadListener* listener) {
-    ThreadManager::Instance().Call<void>(
-        Utility::MakeCaller(this, &RenderThread::Thread_Unregister, listener), threadId_.load());
+    ThreadManager::Instance().Call<void>(Utility::MakeCaller(this, &RenderThread::Thread_Unregister, listener),
+                                         threadId_.load());
 }
 
 void RenderThread::PostUnregisterRenderThreadListener(RenderThreadListener* listener) {
@@ -222,11 +221,13 @@ void RenderThread::PostUnregisterRenderThreadListener(RenderThreadListener* list
 
 bool RenderThread::Thread_Register(RenderThreadListener* listener) {
     if (listener == nullptr) {
-        Logger::Log(LogLevel::Error, "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object");
+        Logger::Log(LogLevel::Error,
+                    "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object");
         return false;
     }
     if (!listeners_.emplace(listener, 0).second) {
-        Logger::Log(LogLevel::Error, "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object");
+        Logger::Log(LogLevel::Error,
+                    "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object");
         return false;
     }
     listenerCount_ = static_cast<uint32_t>(listeners_.size());

@@ -10,8 +10,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using namespace MathUtil;
 
 namespace {
@@ -154,7 +154,8 @@ bool CameraController::AddCamera(const CameraInfo& info) {
         return false;
     }
     if (cameras_.count(info.name) != 0) {
-        Logger::Log(LogLevel::Error, "CameraController::AddCamera - duplicate entry for camera '%s'", info.name.c_str());
+        Logger::Log(LogLevel::Error, "CameraController::AddCamera - duplicate entry for camera '%s'",
+                    info.name.c_str());
         return false;
     }
     CameraScene* scene = CameraSceneLink::Find(handle_);
@@ -245,15 +246,18 @@ bool CameraController::RemoveCamera(const std::string& name) {
         return false;
     }
     if (found == cameras_.end()) {
-        Logger::Log(LogLevel::Warning, "CameraController::RemoveCamera - Cannot remove camera '%s' - NOT FOUND", name.c_str());
+        Logger::Log(LogLevel::Warning, "CameraController::RemoveCamera - Cannot remove camera '%s' - NOT FOUND",
+                    name.c_str());
         return false;
     }
     if (found == active_ && !Activate(std::next(found))) {
-        Logger::Log(LogLevel::Error, "CameraController::RemoveCamera - Cannot activate next camera, failed to remove active camera!");
+        Logger::Log(LogLevel::Error,
+                    "CameraController::RemoveCamera - Cannot activate next camera, failed to remove active camera!");
         return false;
     }
     if (found == active_) {
-        Logger::Log(LogLevel::Error, "CameraController::RemoveCamera - Failed to activate another camera, cannot remove camera");
+        Logger::Log(LogLevel::Error,
+                    "CameraController::RemoveCamera - Failed to activate another camera, cannot remove camera");
         return false;
     }
     cameras_.erase(found);
@@ -293,8 +297,8 @@ void CameraController::Render(bool drawUI, CameraScene& scene, float timeSeconds
 }
 
 void CameraController::MapToSphere(float x, float y, Vec3& spherePoint) {
-    spherePoint = Arcball::MapToSphere(x, y, static_cast<float>(viewport_.width),
-                                       static_cast<float>(viewport_.height), sphereRadiusPixels_);
+    spherePoint = Arcball::MapToSphere(x, y, static_cast<float>(viewport_.width), static_cast<float>(viewport_.height),
+                                       sphereRadiusPixels_);
     if (activeType_ == CameraType::Orbit && crosshair_)
         crosshair_->SetMatrix(Arcball::CrosshairMatrix(spherePoint, crosshairScaleX_, crosshairScaleY_));
 }
@@ -334,8 +338,7 @@ void CameraController::OnPrimaryUp() {
 // A drag across the whole viewport moves the camera by its distance to the target, so the
 // pointer keeps roughly to the same spot of the scene at the target's depth.
 void CameraController::PanBy(float dxPixels, float dyPixels) {
-    if (!HasActiveCamera() || activeType_ == CameraType::Fixed || viewport_.width == 0 || viewport_.height == 0)
-        return;
+    if (!HasActiveCamera() || activeType_ == CameraType::Fixed || viewport_.width == 0 || viewport_.height == 0) return;
     SceneCamera& camera = active_->second;
     const float dx = dxPixels / static_cast<float>(viewport_.width) * camera.GetDistance();
     const float dy = dyPixels / static_cast<float>(viewport_.height) * camera.GetDistance();

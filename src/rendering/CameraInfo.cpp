@@ -4,8 +4,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool CameraInfo::IsValid() const {
     if (type < CameraType::Fixed || type > CameraType::Walk) {

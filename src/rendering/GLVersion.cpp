@@ -46,8 +46,7 @@ GLVendor DetectVendor(const std::string& vendorText) {
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (lower.find("nvidia") != std::string::npos) return GLVendor::Nvidia;
     if (lower.find("intel") != std::string::npos) return GLVendor::Intel;
-    if (lower.find("ati") != std::string::npos || lower.find("amd") != std::string::npos)
-        return GLVendor::Amd;
+    if (lower.find("ati") != std::string::npos || lower.find("amd") != std::string::npos) return GLVendor::Amd;
     return GLVendor::Unknown;
 }
 

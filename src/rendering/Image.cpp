@@ -12,11 +12,26 @@ namespace Velmora::Rendering {
 
 const char* ImageStatusText(int32_t status) {
     static const char* const kTexts[] = {
-        "Ok", "Generic Error", "Invalid Parameter", "Out Of Memory", "Object Busy",
-        "Insufficient Buffer", "Not Implemented", "Win32 Error", "Wrong State", "Aborted",
-        "File Not Found", "Value Overflow", "Access Denied", "Unknown ImageFormat",
-        "FontFamily Not Found", "FontStyle Not Found", "Not TrueType Font",
-        "Unsupported Gdiplus Version", "Gdiplus Not Initialized", "Property Not Found",
+        "Ok",
+        "Generic Error",
+        "Invalid Parameter",
+        "Out Of Memory",
+        "Object Busy",
+        "Insufficient Buffer",
+        "Not Implemented",
+        "Win32 Error",
+        "Wrong State",
+        "Aborted",
+        "File Not Found",
+        "Value Overflow",
+        "Access Denied",
+        "Unknown ImageFormat",
+        "FontFamily Not Found",
+        "FontStyle Not Found",
+        "Not TrueType Font",
+        "Unsupported Gdiplus Version",
+        "Gdiplus Not Initialized",
+        "Property Not Found",
         "Property Not Supported",
     };
     if (status < 0 || status >= int32_t(sizeof(kTexts) / sizeof(kTexts[0]))) return "Unknown Error";
@@ -118,9 +133,12 @@ ImageStatus Image::Encode(ImageFormat format, const uint8_t* pixels, uint32_t wi
     if (!pixels || width == 0 || height == 0 || stride < size_t(width) * 4) return ImageStatus::InvalidParameter;
     if (width > kMaxDimension || height > kMaxDimension) return ImageStatus::ValueOverflow;
     switch (format) {
-        case ImageFormat::PNG: return ImageCodecs::EncodePng(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
-        case ImageFormat::JPEG: return ImageCodecs::EncodeJpeg(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
-        case ImageFormat::TIFF: return ImageCodecs::EncodeTiff(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
+        case ImageFormat::PNG:
+            return ImageCodecs::EncodePng(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
+        case ImageFormat::JPEG:
+            return ImageCodecs::EncodeJpeg(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
+        case ImageFormat::TIFF:
+            return ImageCodecs::EncodeTiff(pixels, width, height, stride, layout, hasAlpha, bottomUp, out);
     }
     return ImageStatus::UnknownImageFormat;
 }

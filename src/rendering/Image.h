@@ -33,8 +33,8 @@ enum class ImageStatus : int32_t {
     InvalidParameter = 2,  // a null pointer, a zero size, an unknown format
     OutOfMemory = 3,
     FileNotFound = 10,
-    ValueOverflow = 11,    // the image is larger than the codec accepts
-    AccessDenied = 12,     // a file that cannot be written
+    ValueOverflow = 11,  // the image is larger than the codec accepts
+    AccessDenied = 12,   // a file that cannot be written
     UnknownImageFormat = 13,
 };
 
@@ -68,18 +68,16 @@ public:
     // texture rows. On failure out is empty.
     static ImageStatus Decode(const uint8_t* data, size_t size, ImageBuffer& out,
                               PixelLayout layout = PixelLayout::RGBA, bool bottomUp = false);
-    static ImageStatus DecodeFile(const std::string& path, ImageBuffer& out,
-                                  PixelLayout layout = PixelLayout::RGBA, bool bottomUp = false);
+    static ImageStatus DecodeFile(const std::string& path, ImageBuffer& out, PixelLayout layout = PixelLayout::RGBA,
+                                  bool bottomUp = false);
 
     // Encodes width x height pixels of 4 bytes, rows stride bytes apart, first row first unless
     // bottomUp. Without hasAlpha the fourth byte is dropped and the file is opaque RGB. The
     // encoded bytes replace the contents of out.
-    static ImageStatus Encode(ImageFormat format, const uint8_t* pixels, uint32_t width, uint32_t height,
-                              size_t stride, PixelLayout layout, bool hasAlpha, bool bottomUp,
-                              std::vector<uint8_t>& out);
-    static ImageStatus EncodeToFile(ImageFormat format, const std::string& path, const uint8_t* pixels,
-                                    uint32_t width, uint32_t height, size_t stride, PixelLayout layout,
-                                    bool hasAlpha, bool bottomUp);
+    static ImageStatus Encode(ImageFormat format, const uint8_t* pixels, uint32_t width, uint32_t height, size_t stride,
+                              PixelLayout layout, bool hasAlpha, bool bottomUp, std::vector<uint8_t>& out);
+    static ImageStatus EncodeToFile(ImageFormat format, const std::string& path, const uint8_t* pixels, uint32_t width,
+                                    uint32_t height, size_t stride, PixelLayout layout, bool hasAlpha, bool bottomUp);
 
     // "image/png", "image/jpeg", "image/tiff"; null for a value outside the enum.
     static const char* MimeType(ImageFormat format);

@@ -12,8 +12,8 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -37,7 +37,8 @@ ImageStatus DecodeJpeg(const uint8_t* data, size_t size, ImageBuffer& out, Pixel
     TurboHandle tj(tjInitDecompress());
     if (!tj.handle) return ImageStatus::OutOfMemory;
     int width = 0, height = 0, subsampling = 0, colorspace = 0;
-    if (tjDecompressHeader3(tj.handle, data, static_cast<unsigned long>(size), &width, &height, &subsampling, &colorspace) != 0) {
+    if (tjDecompressHeader3(tj.handle, data, static_cast<unsigned long>(size), &width, &height, &subsampling,
+                            &colorspace) != 0) {
         Logger::Log(LogLevel::Verbose, "JPEG codec: %s", tjGetErrorStr2(tj.handle));
         return ImageStatus::GenericError;
     }
@@ -45,8 +46,8 @@ ImageStatus DecodeJpeg(const uint8_t* data, size_t size, ImageBuffer& out, Pixel
     ImageStatus status = AllocatePixels(out, uint32_t(width), uint32_t(height));
     if (status != ImageStatus::Ok) return status;
     const int flags = TJFLAG_LIMITSCANS | (bottomUp ? TJFLAG_BOTTOMUP : 0);
-    if (tjDecompress2(tj.handle, data, static_cast<unsigned long>(size), out.pixels.get(), width, int(out.stride), height,
-                      PixelFormat(layout), flags) != 0) {
+    if (tjDecompress2(tj.handle, data, static_cast<unsigned long>(size), out.pixels.get(), width, int(out.stride),
+                      height, PixelFormat(layout), flags) != 0) {
         const bool warning = tjGetErrorCode(tj.handle) == TJERR_WARNING;
         Logger::Log(LogLevel::Verbose, "JPEG codec%s: %s", warning ? " warning" : "", tjGetErrorStr2(tj.handle));
         if (!warning) return ImageStatus::GenericError;

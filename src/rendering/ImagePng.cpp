@@ -14,8 +14,8 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 

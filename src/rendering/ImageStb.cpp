@@ -34,8 +34,8 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 static_assert(Image::kMaxDimension == STBI_MAX_DIMENSIONS, "one size limit for every decoder");
 

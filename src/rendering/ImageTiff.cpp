@@ -19,8 +19,8 @@
 
 namespace Velmora::Rendering::ImageCodecs {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -43,7 +43,7 @@ int TiffWarning(TIFF*, void*, const char* module, const char* format, va_list ar
 
 // A byte range that libtiff reads through its client procedures, or a growing block it writes.
 struct TiffStream {
-    const uint8_t* source = nullptr;  // reading
+    const uint8_t* source = nullptr;       // reading
     std::vector<uint8_t>* sink = nullptr;  // writing
     uint64_t size = 0;
     uint64_t position = 0;
@@ -77,8 +77,10 @@ tmsize_t TiffWrite(thandle_t handle, void* buffer, tmsize_t length) {
 toff_t TiffSeek(thandle_t handle, toff_t offset, int whence) {
     auto* s = static_cast<TiffStream*>(handle);
     uint64_t base = 0;
-    if (whence == SEEK_CUR) base = s->position;
-    else if (whence == SEEK_END) base = s->size;
+    if (whence == SEEK_CUR)
+        base = s->position;
+    else if (whence == SEEK_END)
+        base = s->size;
     const uint64_t target = base + offset;
     // A read stream cannot move past its end; a write stream fills the gap on the next write.
     if (target < base || (s->source && target > s->size)) return toff_t(-1);
@@ -160,7 +162,8 @@ ImageStatus ReadRgbaInterface(TIFF* tif, const TiffLayout& t, ImageBuffer& out, 
     }
     // The raster is packed ABGR words (R in the low byte); the pixel block is word-aligned.
     auto* raster = reinterpret_cast<uint32_t*>(out.pixels.get());
-    if (!TIFFReadRGBAImageOriented(tif, t.width, t.height, raster, bottomUp ? ORIENTATION_BOTLEFT : ORIENTATION_TOPLEFT, 1))
+    if (!TIFFReadRGBAImageOriented(tif, t.width, t.height, raster, bottomUp ? ORIENTATION_BOTLEFT : ORIENTATION_TOPLEFT,
+                                   1))
         return ImageStatus::GenericError;
     const size_t count = size_t(t.width) * t.height;
     uint8_t* p = out.pixels.get();
@@ -200,7 +203,8 @@ ImageStatus DecodeTiff(const uint8_t* data, size_t size, ImageBuffer& out, Pixel
     ImageStatus status = AllocatePixels(out, t.width, t.height);
     if (status != ImageStatus::Ok) return status;
     out.hasAlpha = t.extraCount > 0;
-    return IsPlainRgb(t) ? ReadScanlines(tif, t, out, layout, bottomUp) : ReadRgbaInterface(tif, t, out, layout, bottomUp);
+    return IsPlainRgb(t) ? ReadScanlines(tif, t, out, layout, bottomUp)
+                         : ReadRgbaInterface(tif, t, out, layout, bottomUp);
 }
 
 ImageStatus EncodeTiff(const uint8_t* pixels, uint32_t width, uint32_t height, size_t stride, PixelLayout layout,

@@ -10,8 +10,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 constexpr Vec4 kActiveMarkerColor{1.0f, 1.0f, 0.5f, 1.0f};
@@ -146,8 +146,7 @@ void LightManager::UpdateMarker(uint32_t index) {
 Mat4 LightManager::MarkerPlacement(const LightInfo& info) {
     const Vec3 position{info.position[0], info.position[1], info.position[2]};
     switch (info.Type()) {
-        case LightType::Point:
-            return MathUtil::Translation(position);
+        case LightType::Point: return MathUtil::Translation(position);
         case LightType::Spot: {
             const Vec3 d = MathUtil::Normalize({info.spotDirection[0], info.spotDirection[1], info.spotDirection[2]});
             const Mat4 turn = MathUtil::IsZero(d) ? MathUtil::Identity4() : RotationAlong(d);

@@ -8,8 +8,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 LightModel::LightModel(SceneHandle handle, const LightModelCreationInfo& info)
     : Model(handle, info.name, nullptr, 1), active_(info.active), lightType_(info.lightType) {
@@ -54,7 +54,8 @@ bool LightModel::CreateMeshes() {
     renderInfo_.shaderInfos.assign(1, RenderShaderInfo{});
     renderInfo_.shaderInfos[0].shader = shader;
     const uint32_t defaultTexture = scene->GetResources().textureManager.GetDefaultTextureId();
-    for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer) renderInfo_.shaderInfos[0].texture[layer] = defaultTexture;
+    for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer)
+        renderInfo_.shaderInfos[0].texture[layer] = defaultTexture;
     return true;
 }
 

@@ -5,14 +5,14 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
 constexpr const char* kSchemeNames[LightingScheme::Count] = {
-    "None", "Artwork", "White", "Day",      "Night", "Hard",           "Primary",
-    "Blue", "Red",     "Cube",  "CAD",      "Headlamp", "DemoDirectional", "DemoMixed"};
+    "None", "Artwork", "White", "Day",      "Night",           "Hard",     "Primary", "Blue",
+    "Red",  "Cube",    "CAD",   "Headlamp", "DemoDirectional", "DemoMixed"};
 
 // The three-light rig most schemes share: key from the upper front, fill from the back right,
 // a weak light from behind the viewer; only the colours differ.
@@ -146,8 +146,7 @@ bool LightingSchemeManager::GetSchemeLights(uint32_t id, std::vector<SchemeLight
             ambient = {0.1f, 0.1f, 0.1f, 1.0f};
             break;
         }
-        default:
-            return false;
+        default: return false;
     }
     return true;
 }
@@ -181,7 +180,8 @@ bool LightingSchemeManager::ActivateScheme(uint32_t id) {
     lights->SetLightingEnabled(true);
     lights->SetGammaEnabled(gammaOn);
     lights->SetGamma(gamma);
-    Logger::Log(LogLevel::Verbose, "LightingSchemes::ActivateScheme('%s') [%d]", schemeName.c_str(), static_cast<int>(id));
+    Logger::Log(LogLevel::Verbose, "LightingSchemes::ActivateScheme('%s') [%d]", schemeName.c_str(),
+                static_cast<int>(id));
     activeScheme_ = id;
 
     if (id == LightingScheme::None) {
@@ -273,7 +273,8 @@ bool LightingSchemeManager::StoreCurrentAsArtwork() {
     if (block.enableAmbient != 0)
         for (const float component : block.ambientIntensity) ambient = ambient || component != 0.0f;
     if (activeLights == 0 && !ambient) {
-        Logger::Log(LogLevel::Error, "Failed to store current light as 'Artwork' light, because no valid lights available!");
+        Logger::Log(LogLevel::Error,
+                    "Failed to store current light as 'Artwork' light, because no valid lights available!");
         artworkStored_ = false;
         return false;
     }

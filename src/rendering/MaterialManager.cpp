@@ -10,8 +10,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 MaterialValues MaterialManager::DefaultMaterialValues() {
     // The default emits 0.4, so that an unlit scene is still readable.
@@ -25,7 +25,8 @@ MaterialValues MaterialManager::DefaultMaterialValues() {
 }
 
 MaterialManager::~MaterialManager() {
-    if (initialised_ || !materials_.empty()) Logger::Log(LogLevel::Error, "MaterialManager instance was not shut down!");
+    if (initialised_ || !materials_.empty())
+        Logger::Log(LogLevel::Error, "MaterialManager instance was not shut down!");
 }
 
 bool MaterialManager::Init() {
@@ -84,8 +85,9 @@ bool MaterialManager::UploadMaterials() {
 
     glBindBuffer(GL_TEXTURE_BUFFER, buffer_);
     // Past the fixed 800,000 bytes the mapping fails and the upload is skipped.
-    void* target = size ? glMapBufferRange(GL_TEXTURE_BUFFER, 0, GLsizeiptr(size), GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_RANGE_BIT)
-                        : nullptr;
+    void* target =
+        size ? glMapBufferRange(GL_TEXTURE_BUFFER, 0, GLsizeiptr(size), GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_RANGE_BIT)
+             : nullptr;
     if (target) {
         std::memcpy(target, staging.get(), size);
         glUnmapBuffer(GL_TEXTURE_BUFFER);

@@ -47,7 +47,8 @@ inline constexpr uint32_t FloatsPerVertex(uint32_t attributes) {
 // Float offset of one attribute inside a row, or -1 when the word does not hold it.
 inline constexpr int32_t FloatOffset(uint32_t attributes, uint32_t attribute) {
     if (!(attributes & attribute)) return -1;
-    constexpr uint32_t order[12] = {Position, Normal, Diffuse, Specular, 0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80};
+    constexpr uint32_t order[12] = {Position, Normal, Diffuse, Specular, 0x01, 0x02,
+                                    0x04,     0x08,   0x10,    0x20,     0x40, 0x80};
     int32_t offset = 0;
     for (uint32_t bit : order) {
         if (bit == attribute) return offset;
@@ -88,7 +89,7 @@ struct MeshCreationInfo {
 // Per sub-object GL names and draw state.
 struct DrawInfo {
     uint32_t vao = 0, vbo = 0, ibo = 0;
-    uint32_t drawCount = 0;       // vertices or indices to draw
+    uint32_t drawCount = 0;  // vertices or indices to draw
     uint32_t primitiveCount = 0;
     uint32_t attributes = 0;
     bool indexed = false;
@@ -154,7 +155,9 @@ public:
     bool HasBoundingBox() const { return boundingBoxValid_; }
     int32_t GetBuildUpState() const { return buildUpState_; }
     // Null for an index out of range.
-    const DrawInfo* GetDrawInfo(uint32_t index) const { return index < drawInfos_.size() ? &drawInfos_[index] : nullptr; }
+    const DrawInfo* GetDrawInfo(uint32_t index) const {
+        return index < drawInfos_.size() ? &drawInfos_[index] : nullptr;
+    }
 
 private:
     Mesh() = default;

@@ -4,8 +4,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 MeshManager::~MeshManager() {
     if (!meshes_.empty()) Logger::Log(LogLevel::Error, "MeshManager instance was not shut down!");
@@ -14,7 +14,8 @@ MeshManager::~MeshManager() {
 void MeshManager::AddMesh(const std::string& name, std::shared_ptr<Mesh> mesh) {
     if (name.empty()) return;
     auto [it, inserted] = meshes_.try_emplace(name, std::move(mesh));
-    if (!inserted) Logger::Log(LogLevel::Error, "MeshManager::AddMesh - cannot add mesh '%s' - DUPLICATE NAME", name.c_str());
+    if (!inserted)
+        Logger::Log(LogLevel::Error, "MeshManager::AddMesh - cannot add mesh '%s' - DUPLICATE NAME", name.c_str());
 }
 
 std::shared_ptr<Mesh> MeshManager::GetMesh(const std::string& name) const {

@@ -25,8 +25,8 @@ inline constexpr uint32_t kMaxTextureLayers = 8;
 // Per-sub-object draw state. Texture unit n carries layer n; unit 8 is the material table.
 struct RenderShaderInfo {
     std::shared_ptr<DynamicShader> shader;
-    uint32_t materialIndex = 0;             // row in the material buffer texture
-    uint16_t textureMask = 0;               // bit n: layer n has a texture assigned
+    uint32_t materialIndex = 0;                // row in the material buffer texture
+    uint16_t textureMask = 0;                  // bit n: layer n has a texture assigned
     uint32_t texture[kMaxTextureLayers] = {};  // GL texture names
     float texIntensity[kMaxTextureLayers] = {};
     float blendingConstant[kMaxTextureLayers] = {};

@@ -11,8 +11,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 namespace M = MathUtil;
 
 namespace {
@@ -76,8 +76,9 @@ bool Model::MakeHelpers(const SceneBoundingBox& box, bool addBox, bool boxVisibl
     if (addAxis) {
         auto mesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::Axis3D);
         Mat4 matrix = M::Multiply(M::Translation(center), M::Scale(M::Mul(size, 1.5f)));
-        axis_ = SimpleModel::Create(handle_, mesh, matrix, axisVisible,
-                                    ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, 1));
+        axis_ =
+            SimpleModel::Create(handle_, mesh, matrix, axisVisible,
+                                ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, 1));
     }
     return true;
 }
@@ -120,7 +121,8 @@ bool Model::CreateModel(int32_t visibility) {
         std::shared_ptr<DynamicShader> shader;
         if (scene) shader = scene->GetResources().shaderManager.GetShader(description);
         if (!shader || !mesh_ || !mesh_->SetShaderForSubObject(uint32_t(i), shader)) {
-            Logger::LogF(LogLevel::Error, "Model::CreateModel - failed to create/init dynamic shaders (vis: {:d})!", visibility);
+            Logger::LogF(LogLevel::Error, "Model::CreateModel - failed to create/init dynamic shaders (vis: {:d})!",
+                         visibility);
             return false;
         }
         ShaderSet& set = shaderSets_[i];
@@ -201,7 +203,10 @@ void Model::CalculateBoundingBox(SceneBoundingBox& box) const {
     for (const Vec3& corner : corners) {
         Vec4 p = M::Transform(renderInfo_.modelMatrix, {corner[0], corner[1], corner[2], 1.0f});
         if (std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2])) {
-            Logger::LogF(LogLevel::Error, "Model::CalculateBoundingBox() with invalid input data, bounding box not calculated  (Model: '{:s}')", name_);
+            Logger::LogF(
+                LogLevel::Error,
+                "Model::CalculateBoundingBox() with invalid input data, bounding box not calculated  (Model: '{:s}')",
+                name_);
             break;
         }
         box.Merge({p[0], p[1], p[2]});
@@ -253,7 +258,8 @@ void Model::SetMatrix(const Mat4& m) {
     Vec3 scale = {M::Length({m[0], m[1], m[2]}), M::Length({m[4], m[5], m[6]}), M::Length({m[8], m[9], m[10]})};
     if (scale[0] == 0.0f || scale[1] == 0.0f || scale[2] == 0.0f) {
         Logger::LogF(LogLevel::Error, "Model::SetMatrix() - INVALID MATRIX! (Model: {:s})", name_);
-        Logger::Log(LogLevel::Warning, "Model::SetMatrix() - Falling back to identity matrix (Model: %s),", name_.c_str());
+        Logger::Log(LogLevel::Warning, "Model::SetMatrix() - Falling back to identity matrix (Model: %s),",
+                    name_.c_str());
         scale_ = {1.0f, 1.0f, 1.0f};
         rotation_ = M::Identity4();
     } else {
@@ -298,7 +304,8 @@ void Model::Update(float deltaTime) {
     }
     if (animationFlags_ & AnimationFlags::Rotate) {
         static const Vec3 axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-        for (int i = 0; i < 3; ++i) rotation_ = M::Multiply(M::Rotation(deltaTime * rotationSpeed_[i], axes[i]), rotation_);
+        for (int i = 0; i < 3; ++i)
+            rotation_ = M::Multiply(M::Rotation(deltaTime * rotationSpeed_[i], axes[i]), rotation_);
         dirty_ = true;
     }
     if (animationFlags_ & AnimationFlags::Translate) {

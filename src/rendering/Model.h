@@ -71,16 +71,22 @@ public:
     void SetMatrix(const Mat4& matrix);
     void UpdateWorldMatrix();
 
-    void SetTranslation(const Vec3& translation) { translation_ = translation; dirty_ = true; }
+    void SetTranslation(const Vec3& translation) {
+        translation_ = translation;
+        dirty_ = true;
+    }
     const Vec3& GetTranslation() const { return translation_; }
-    void SetScale(const Vec3& scale) { scale_ = scale; dirty_ = true; }
+    void SetScale(const Vec3& scale) {
+        scale_ = scale;
+        dirty_ = true;
+    }
     const Vec3& GetScale() const { return scale_; }
     const Mat4& GetRotation() const { return rotation_; }
     const Mat4& GetWorldMatrix() const { return renderInfo_.modelMatrix; }
     bool IsDirty() const { return dirty_; }
 
-    void SetAnimation(uint32_t flags, const Vec3& translationSpeed, const Vec3& rotationSpeed,
-                      const Vec3& scaleSpeed, bool inLocalSpace);
+    void SetAnimation(uint32_t flags, const Vec3& translationSpeed, const Vec3& rotationSpeed, const Vec3& scaleSpeed,
+                      bool inLocalSpace);
 
     void SetTransparent(bool transparent) { transparent_ = transparent; }
     bool IsTransparent() const { return transparent_; }
@@ -141,9 +147,8 @@ protected:
 
 class SimpleModel : public Renderable {
 public:
-    static std::shared_ptr<SimpleModel> Create(SceneHandle handle, std::shared_ptr<Mesh> mesh,
-                                               const Mat4& localMatrix, bool visible,
-                                               const ShaderDescription& description);
+    static std::shared_ptr<SimpleModel> Create(SceneHandle handle, std::shared_ptr<Mesh> mesh, const Mat4& localMatrix,
+                                               bool visible, const ShaderDescription& description);
     ~SimpleModel() override;
 
     void Render(float time, float deltaTime, bool transparentPass) override;

@@ -11,8 +11,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -133,9 +133,9 @@ bool OpenGLContext::FindConfig(const int32_t* attributes, void*& config) {
 
 bool OpenGLContext::CreateHelper() {
     const EGLint configAttributes[] = {
-        EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-        EGL_RED_SIZE, kColorBits, EGL_GREEN_SIZE, kColorBits, EGL_BLUE_SIZE, kColorBits,
-        EGL_DEPTH_SIZE, kDepthBits, EGL_STENCIL_SIZE, kStencilBits, EGL_NONE};
+        EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_RED_SIZE,
+        kColorBits,       EGL_GREEN_SIZE,  kColorBits,          EGL_BLUE_SIZE,  kColorBits,
+        EGL_DEPTH_SIZE,   kDepthBits,      EGL_STENCIL_SIZE,    kStencilBits,   EGL_NONE};
     void* helperConfig = nullptr;
     if (!FindConfig(configAttributes, helperConfig)) {
         Logger::Log(LogLevel::Error, "Failed to set helper pixel format");
@@ -143,9 +143,9 @@ bool OpenGLContext::CreateHelper() {
     }
     // A core request reports the highest core version the driver has; a legacy context may
     // report a lower compatibility version on some drivers.
-    const EGLint coreAttributes[] = {EGL_CONTEXT_MAJOR_VERSION, 3, EGL_CONTEXT_MINOR_VERSION, 2,
-                                     EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                     EGL_NONE};
+    const EGLint coreAttributes[] = {
+        EGL_CONTEXT_MAJOR_VERSION,           3,       EGL_CONTEXT_MINOR_VERSION, 2, EGL_CONTEXT_OPENGL_PROFILE_MASK,
+        EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
     helperContext_ = eglCreateContext(display_, helperConfig, EGL_NO_CONTEXT, coreAttributes);
     if (!helperContext_) helperContext_ = eglCreateContext(display_, helperConfig, EGL_NO_CONTEXT, nullptr);
     if (!helperContext_) {
@@ -181,7 +181,8 @@ bool OpenGLContext::ReadVersionInfo() {
     renderer_ = GLText(GL_RENDERER);
     ParseGLVersion(shaderVersion_.c_str(), shaderMajor_, shaderMinor_);
     vendor_ = DetectVendor(vendorName_);
-    if (vendor_ == GLVendor::Unknown) Logger::Log(LogLevel::Warning, "Cannot determine vendor from '%s'", vendorName_.c_str());
+    if (vendor_ == GLVendor::Unknown)
+        Logger::Log(LogLevel::Warning, "Cannot determine vendor from '%s'", vendorName_.c_str());
     if (maxMajor_ == 0 || maxMinor_ < 0 || shaderMajor_ == 0 || shaderMinor_ < 0) {
         Logger::Log(LogLevel::Error, "Failed to retrieve OpenGL version info!");
         return false;
@@ -240,11 +241,27 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
         uint32_t samples = info.autoAntiAliasing ? kMaxAutoSamples : info.msaaSamples;
         const uint32_t last = info.autoAntiAliasing ? 2 : info.msaaSamples;
         for (; samples >= last && samples >= 2; samples /= 2) {
-            const EGLint attributes[] = {
-                EGL_SURFACE_TYPE, surfaceTypes, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-                EGL_RED_SIZE, kColorBits, EGL_GREEN_SIZE, kColorBits, EGL_BLUE_SIZE, kColorBits,
-                EGL_ALPHA_SIZE, kColorBits, EGL_DEPTH_SIZE, kDepthBits, EGL_STENCIL_SIZE, kStencilBits,
-                EGL_SAMPLE_BUFFERS, 1, EGL_SAMPLES, static_cast<EGLint>(samples), EGL_NONE};
+            const EGLint attributes[] = {EGL_SURFACE_TYPE,
+                                         surfaceTypes,
+                                         EGL_RENDERABLE_TYPE,
+                                         EGL_OPENGL_BIT,
+                                         EGL_RED_SIZE,
+                                         kColorBits,
+                                         EGL_GREEN_SIZE,
+                                         kColorBits,
+                                         EGL_BLUE_SIZE,
+                                         kColorBits,
+                                         EGL_ALPHA_SIZE,
+                                         kColorBits,
+                                         EGL_DEPTH_SIZE,
+                                         kDepthBits,
+                                         EGL_STENCIL_SIZE,
+                                         kStencilBits,
+                                         EGL_SAMPLE_BUFFERS,
+                                         1,
+                                         EGL_SAMPLES,
+                                         static_cast<EGLint>(samples),
+                                         EGL_NONE};
             if (FindConfig(attributes, config_)) break;
         }
         if (config_) {
@@ -259,10 +276,10 @@ void OpenGLContext::ChooseConfig(const OpenGLContextCreationInfo& info) {
 
     if (!config_) {
         const EGLint attributes[] = {
-            EGL_SURFACE_TYPE, surfaceTypes, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-            EGL_RED_SIZE, kColorBits, EGL_GREEN_SIZE, kColorBits, EGL_BLUE_SIZE, kColorBits,
-            EGL_ALPHA_SIZE, kColorBits, EGL_DEPTH_SIZE, kDepthBits, EGL_STENCIL_SIZE, kStencilBits,
-            EGL_SAMPLE_BUFFERS, 0, EGL_NONE};
+            EGL_SURFACE_TYPE, surfaceTypes, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_RED_SIZE,       kColorBits,
+            EGL_GREEN_SIZE,   kColorBits,   EGL_BLUE_SIZE,       kColorBits,     EGL_ALPHA_SIZE,     kColorBits,
+            EGL_DEPTH_SIZE,   kDepthBits,   EGL_STENCIL_SIZE,    kStencilBits,   EGL_SAMPLE_BUFFERS, 0,
+            EGL_NONE};
         if (!FindConfig(attributes, config_)) {
             config_ = nullptr;
             Logger::Log(LogLevel::Warning, "Failed to choose pixel format (ARB)");
@@ -350,8 +367,8 @@ bool OpenGLContext::CreateSurface(DeviceContext* dc) {
         // Multisampled pbuffers leak driver memory with every surface on Mesa's X11 platform;
         // with a multisampled configuration off-screen drawables go without a surface instead
         // (views draw into framebuffer objects either way).
-        const EGLint pbuffer[] = {EGL_WIDTH, dc->width > 0 ? dc->width : 1, EGL_HEIGHT,
-                                  dc->height > 0 ? dc->height : 1, EGL_NONE};
+        const EGLint pbuffer[] = {EGL_WIDTH, dc->width > 0 ? dc->width : 1, EGL_HEIGHT, dc->height > 0 ? dc->height : 1,
+                                  EGL_NONE};
         surface = eglCreatePbufferSurface(display_, config_, pbuffer);
         if (surface == EGL_NO_SURFACE) return false;
     }
@@ -380,14 +397,19 @@ bool OpenGLContext::CreateContextForWindow(DeviceContext* dc) {
     }
     if (context_) return true;
 
-    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION, contextMajor_,
-                                 EGL_CONTEXT_MINOR_VERSION, contextMinor_,
-                                 EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                 EGL_CONTEXT_FLAGS_KHR, 0,
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
+                                 contextMajor_,
+                                 EGL_CONTEXT_MINOR_VERSION,
+                                 contextMinor_,
+                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                 EGL_CONTEXT_FLAGS_KHR,
+                                 0,
                                  EGL_NONE};
     context_ = eglCreateContext(display_, config_, EGL_NO_CONTEXT, attributes);
     if (!context_) {
-        Logger::Log(LogLevel::Warning, "Falling back to default context creation as wglCreateContextAttribsARB seems not available");
+        Logger::Log(LogLevel::Warning,
+                    "Falling back to default context creation as wglCreateContextAttribsARB seems not available");
         context_ = eglCreateContext(display_, config_, EGL_NO_CONTEXT, nullptr);
         if (!context_) {
             Logger::Log(LogLevel::Error, "Failed to wglCreateContext()");

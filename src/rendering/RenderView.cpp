@@ -18,8 +18,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -27,7 +27,8 @@ namespace {
 constexpr float kSphereRadiusFactor = 0.9f;
 
 // Flags of the screen quad's program: front faces, positions already in clip space.
-constexpr uint32_t kScreenQuadFlags = ShaderFlags::FrontFaces | ShaderFlags::NoGlobalMatrices | ShaderFlags::NoModelMatrix;
+constexpr uint32_t kScreenQuadFlags =
+    ShaderFlags::FrontFaces | ShaderFlags::NoGlobalMatrices | ShaderFlags::NoModelMatrix;
 
 bool IsPowerOfTwo(uint32_t n) { return n != 0 && (n & (n - 1)) == 0; }
 
@@ -176,17 +177,18 @@ bool RenderView::CreateFramebuffers() {
         glGenRenderbuffers(1, &msaaColor_);
         glBindRenderbuffer(GL_RENDERBUFFER, msaaColor_);
         if (coverage)
-            glRenderbufferStorageMultisampleCoverageNV(GL_RENDERBUFFER, GLsizei(coverageSamples_), GLsizei(colorSamples_),
-                                                       GL_RGBA8, width, height);
+            glRenderbufferStorageMultisampleCoverageNV(GL_RENDERBUFFER, GLsizei(coverageSamples_),
+                                                       GLsizei(colorSamples_), GL_RGBA8, width, height);
         else
             glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(colorSamples_), GL_RGBA8, width, height);
         glGenRenderbuffers(1, &depth_);
         glBindRenderbuffer(GL_RENDERBUFFER, depth_);
         if (coverage)
-            glRenderbufferStorageMultisampleCoverageNV(GL_RENDERBUFFER, GLsizei(coverageSamples_), GLsizei(colorSamples_),
-                                                       GL_DEPTH_COMPONENT, width, height);
+            glRenderbufferStorageMultisampleCoverageNV(GL_RENDERBUFFER, GLsizei(coverageSamples_),
+                                                       GLsizei(colorSamples_), GL_DEPTH_COMPONENT, width, height);
         else
-            glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(colorSamples_), GL_DEPTH_COMPONENT, width, height);
+            glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(colorSamples_), GL_DEPTH_COMPONENT, width,
+                                             height);
         glBindRenderbuffer(GL_RENDERBUFFER, 0);
 
         glGenFramebuffers(1, &msaaFbo_);
@@ -313,7 +315,8 @@ bool RenderView::SetSceneGraph(SceneHandle handle) {
     scene->GetResources().textureManager.SetAnisotropy(anisotropy_);
     cameraController_.OnSceneGraphSet(handle);
     if (!CreateScreenQuad()) {
-        Logger::Log(LogLevel::Error, "RenderView::SetSceneGraph - failed to create screenquad object (Render-To-FBO not available)!");
+        Logger::Log(LogLevel::Error,
+                    "RenderView::SetSceneGraph - failed to create screenquad object (Render-To-FBO not available)!");
     }
     frameDirty_ = true;
     return true;

@@ -11,8 +11,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -142,7 +142,8 @@ void Renderer::EnumerateAntiAliasingModes() {
         for (GLint i = 0; i < count; ++i) {
             const GLint coverage = pairs[static_cast<size_t>(i) * 2];
             const GLint color = pairs[static_cast<size_t>(i) * 2 + 1];
-            AddAntiAliasingMode(static_cast<uint32_t>(std::max(coverage, 0)), static_cast<uint32_t>(std::max(color, 0)));
+            AddAntiAliasingMode(static_cast<uint32_t>(std::max(coverage, 0)),
+                                static_cast<uint32_t>(std::max(color, 0)));
         }
     }
 }
@@ -202,13 +203,23 @@ void Renderer::RenderAllViews(uint64_t timeMs) {
 void Renderer::SetBlendMode(uint32_t mode) {
     GLenum source = GL_ONE, destination = GL_ONE;
     switch (mode) {
-        case BlendMode::Additive: source = GL_ONE; destination = GL_ONE; break;
-        case BlendMode::Modulate: source = GL_ZERO; destination = GL_SRC_COLOR; break;
-        case BlendMode::Alpha: source = GL_SRC_ALPHA; destination = GL_ONE_MINUS_SRC_ALPHA; break;
-        case BlendMode::InverseAlpha: source = GL_ONE_MINUS_SRC_ALPHA; destination = GL_SRC_ALPHA; break;
-        default:
-            Logger::Log(LogLevel::Error, "Renderer::SetBlendMode() - INVALID BLEND MODE!");
-            return;
+        case BlendMode::Additive:
+            source = GL_ONE;
+            destination = GL_ONE;
+            break;
+        case BlendMode::Modulate:
+            source = GL_ZERO;
+            destination = GL_SRC_COLOR;
+            break;
+        case BlendMode::Alpha:
+            source = GL_SRC_ALPHA;
+            destination = GL_ONE_MINUS_SRC_ALPHA;
+            break;
+        case BlendMode::InverseAlpha:
+            source = GL_ONE_MINUS_SRC_ALPHA;
+            destination = GL_SRC_ALPHA;
+            break;
+        default: Logger::Log(LogLevel::Error, "Renderer::SetBlendMode() - INVALID BLEND MODE!"); return;
     }
     DeviceContext* dc = OpenGLContext::Instance().CurrentDC();
     auto it = blendModes_.find(dc);
@@ -245,7 +256,8 @@ int32_t Renderer::GetAvailableUniformBlockBindingPoint() {
 }
 
 void Renderer::ReleaseBlockBindingPoint(int32_t point) {
-    if (usedBindingPoints_.erase(point) == 0) Logger::Log(LogLevel::Error, "ReleaseBlockBindingPoint() with invalid binding point!");
+    if (usedBindingPoints_.erase(point) == 0)
+        Logger::Log(LogLevel::Error, "ReleaseBlockBindingPoint() with invalid binding point!");
 }
 
 uint32_t Renderer::ContextMajor() const { return static_cast<uint32_t>(OpenGLContext::Instance().ContextMajor()); }

@@ -9,8 +9,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using namespace MathUtil;
 
 namespace {

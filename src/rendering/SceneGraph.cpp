@@ -9,8 +9,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 namespace M = MathUtil;
 
 namespace {
@@ -115,7 +115,8 @@ bool SceneGraph::CalculateSceneDimensions() {
     modelTree_->AddBoundingBoxAndAxis(boundingBox_);
     Vec3& lo = boundingBox_.min;
     Vec3& hi = boundingBox_.max;
-    Logger::Log(LogLevel::Info, "Scene BBox is now: (%.2f,%.2f,%.2f)(%.2f,%.2f,%.2f)", lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+    Logger::Log(LogLevel::Info, "Scene BBox is now: (%.2f,%.2f,%.2f)(%.2f,%.2f,%.2f)", lo[0], lo[1], lo[2], hi[0],
+                hi[1], hi[2]);
 
     const float width = hi[0] - lo[0], height = hi[1] - lo[1], depth = hi[2] - lo[2];
     if (width == 0.0f && height == 0.0f && depth == 0.0f) {
@@ -123,9 +124,11 @@ bool SceneGraph::CalculateSceneDimensions() {
         return false;
     }
     maxDimension_ = std::max(width, std::max(height, depth));
-    Logger::Log(LogLevel::Info, "Scene Dimensions calculated as: (%.3f, %.3f, %.3f) -> max %.4f", width, height, depth, maxDimension_);
+    Logger::Log(LogLevel::Info, "Scene Dimensions calculated as: (%.3f, %.3f, %.3f) -> max %.4f", width, height, depth,
+                maxDimension_);
     if (!(maxDimension_ > 0.0f) || !std::isfinite(maxDimension_)) {
-        Logger::Log(LogLevel::Error, "SceneGraph::CalculateSceneDimensions - scene max dimenions ZERO -> no valid geometry?");
+        Logger::Log(LogLevel::Error,
+                    "SceneGraph::CalculateSceneDimensions - scene max dimenions ZERO -> no valid geometry?");
         return false;
     }
 
@@ -146,7 +149,8 @@ bool SceneGraph::CalculateSceneDimensions() {
                 }
                 modelTree_->SetScale({rescaleFactor_, rescaleFactor_, rescaleFactor_});
                 modelTree_->SetTranslation(translation);
-                Logger::Log(LogLevel::Info, "Scene dimensions outside allowed range, rescaled by a factor of %f", rescaleFactor_);
+                Logger::Log(LogLevel::Info, "Scene dimensions outside allowed range, rescaled by a factor of %f",
+                            rescaleFactor_);
                 lo = M::Mul(lo, rescaleFactor_);
                 hi = M::Mul(hi, rescaleFactor_);
                 maxDimension_ *= rescaleFactor_;
@@ -167,15 +171,17 @@ bool SceneGraph::CreateHelperModels() {
     }
     const uint32_t front = ShaderFlags::FrontFaces;
     auto axisMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::Axis3D);
-    worldAxis_ = SimpleModel::Create(handle_, axisMesh, M::Identity4(), axisVisible_,
-                                     ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, front));
+    worldAxis_ =
+        SimpleModel::Create(handle_, axisMesh, M::Identity4(), axisVisible_,
+                            ShaderDescription::ForHelper(VertexAttribute::Position | VertexAttribute::Diffuse, front));
     if (!worldAxis_) {
         Logger::Log(LogLevel::Error, "Failed to create world axis!");
         return false;
     }
     worldAxis_->SetLocalMatrix(M::Scale({gridSize_ * 1.2f, gridSize_ * 1.2f, gridSize_ * 1.2f}));
 
-    const ShaderDescription gridDescription = ShaderDescription::ForHelper(VertexAttribute::Position, front | ShaderFlags::MeshColor);
+    const ShaderDescription gridDescription =
+        ShaderDescription::ForHelper(VertexAttribute::Position, front | ShaderFlags::MeshColor);
     const Mat4 gridMatrix = M::Scale({gridSize_, gridSize_, gridSize_});
     auto gridMesh = SimpleMeshFactory::GetCreateMesh(handle_, SimpleMeshType::GridXZ);
     worldGrid_ = SimpleModel::Create(handle_, gridMesh, gridMatrix, gridVisible_, gridDescription);
@@ -230,7 +236,8 @@ bool SceneGraph::CreateDefaultCamera() {
 bool SceneGraph::CreateSceneCameras(const std::vector<CameraInfo>& cameras) {
     for (const CameraInfo& camera : cameras) {
         if (!AddCamera(camera)) {
-            Logger::Log(LogLevel::Warning, "SceneGraph::CreateSceneCameras - failed to add camera '%s', this camera won't be available",
+            Logger::Log(LogLevel::Warning,
+                        "SceneGraph::CreateSceneCameras - failed to add camera '%s', this camera won't be available",
                         camera.name.c_str());
         }
     }
@@ -298,7 +305,8 @@ void SceneGraph::RenderPass(ScenePass pass, float time, float deltaTime) {
     }
 }
 
-std::shared_ptr<CameraUIElement> SceneGraph::CreateUIElement(uint32_t meshType, uint32_t shaderFlags, const Vec4& color) {
+std::shared_ptr<CameraUIElement> SceneGraph::CreateUIElement(uint32_t meshType, uint32_t shaderFlags,
+                                                             const Vec4& color) {
     auto mesh = SimpleMeshFactory::GetCreateMesh(handle_, meshType);
     if (!mesh) return nullptr;
     ShaderDescription description = ShaderDescription::ForHelper(mesh->GetVertexAttributes(0), shaderFlags);

@@ -42,8 +42,14 @@ public:
     bool AddLightModel(std::shared_ptr<Model> model);
     std::shared_ptr<Model> FindLightModel(const std::string& name) const;
     void SetHelperVisibility();
-    void SetAxisVisible(bool visible) { axisVisible_ = visible; SetHelperVisibility(); }
-    void SetGridVisible(bool visible) { gridVisible_ = visible; SetHelperVisibility(); }
+    void SetAxisVisible(bool visible) {
+        axisVisible_ = visible;
+        SetHelperVisibility();
+    }
+    void SetGridVisible(bool visible) {
+        gridVisible_ = visible;
+        SetHelperVisibility();
+    }
     uint32_t CountModels() const;
 
     SceneHandle GetHandle() const { return handle_; }

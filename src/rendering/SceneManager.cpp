@@ -8,8 +8,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -65,8 +65,9 @@ void SceneManager::ReleaseScene(SceneHandle handle) {
     auto it = scenes_.find(handle);
     if (it == scenes_.end()) return;
     if (!it->second.views.empty()) {
-        Logger::LogF(LogLevel::Error, "Warning, SceneHandle {:d} is being released but still referenced by {:d} RenderViews!",
-                     handle, it->second.views.size());
+        Logger::LogF(LogLevel::Error,
+                     "Warning, SceneHandle {:d} is being released but still referenced by {:d} RenderViews!", handle,
+                     it->second.views.size());
     }
     // Destroy the scene while its entry still answers lookups: the managers' shutdown may ask.
     std::shared_ptr<SceneGraph> scene = std::move(it->second.scene);
@@ -91,12 +92,14 @@ bool SceneManager::LinkSceneToRenderView(SceneHandle handle, RenderView* view) {
     }
     const std::string& name = view->GetName();
     if (!it->second.views.insert(name).second) {
-        Logger::Log(LogLevel::Warning, "SceneManager::LinkSceneToRenderView - RenderView '%s' already linked to scene %u!",
-                    name.c_str(), handle);
+        Logger::Log(LogLevel::Warning,
+                    "SceneManager::LinkSceneToRenderView - RenderView '%s' already linked to scene %u!", name.c_str(),
+                    handle);
         return true;
     }
-    Logger::Log(LogLevel::Info, "SceneManager::LinkSceneToRenderView - RenderView '%s' successfully linked to scene %u!",
-                name.c_str(), handle);
+    Logger::Log(LogLevel::Info,
+                "SceneManager::LinkSceneToRenderView - RenderView '%s' successfully linked to scene %u!", name.c_str(),
+                handle);
     view->SetSceneGraph(handle);
     return true;
 }
@@ -111,10 +114,12 @@ bool SceneManager::UnlinkSceneFromRenderView(RenderView* view) {
     }
     view->ClearSceneGraph();
     it->second.views.erase(view->GetName());
-    Logger::Log(LogLevel::Info, "SceneManager::UnlinkSceneFromRenderView - RenderView '%s' successfully unlinked from scene %u!",
+    Logger::Log(LogLevel::Info,
+                "SceneManager::UnlinkSceneFromRenderView - RenderView '%s' successfully unlinked from scene %u!",
                 view->GetName().c_str(), handle);
     if (it->second.views.empty()) {
-        Logger::Log(LogLevel::Info, "SceneManager::UnlinkSceneFromRenderView - scene %u not referenced any more, will be released",
+        Logger::Log(LogLevel::Info,
+                    "SceneManager::UnlinkSceneFromRenderView - scene %u not referenced any more, will be released",
                     handle);
         ReleaseScene(handle);
     }

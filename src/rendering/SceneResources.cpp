@@ -8,8 +8,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 constexpr GLsizeiptr kMatricesBytes = 2 * sizeof(Mat4);

@@ -8,8 +8,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -38,12 +38,12 @@ constexpr const char* kScreenQuadName = "___ScreenQuad";
 
 // Position and colour of the three axes: dark at the negative end, full at the positive one.
 constexpr float kAxis3DVertices[6 * 7] = {
-    -0.5f, 0.0f, 0.0f, 0.1f, 0.0f, 0.0f, 1.0f,  //
-    0.5f,  0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 1.0f,  //
-    0.0f, -0.5f, 0.0f, 0.0f, 0.1f, 0.0f, 1.0f,  //
-    0.0f, 0.5f,  0.0f, 0.0f, 1.0f, 0.0f, 1.0f,  //
-    0.0f, 0.0f, -0.5f, 0.0f, 0.0f, 0.1f, 1.0f,  //
-    0.0f, 0.0f, 0.5f,  0.0f, 0.0f, 1.0f, 1.0f,
+    -0.5f, 0.0f,  0.0f,  0.1f, 0.0f, 0.0f, 1.0f,  //
+    0.5f,  0.0f,  0.0f,  1.0f, 0.0f, 0.0f, 1.0f,  //
+    0.0f,  -0.5f, 0.0f,  0.0f, 0.1f, 0.0f, 1.0f,  //
+    0.0f,  0.5f,  0.0f,  0.0f, 1.0f, 0.0f, 1.0f,  //
+    0.0f,  0.0f,  -0.5f, 0.0f, 0.0f, 0.1f, 1.0f,  //
+    0.0f,  0.0f,  0.5f,  0.0f, 0.0f, 1.0f, 1.0f,
 };
 constexpr uint32_t kAxis3DIndices[6] = {0, 1, 2, 3, 4, 5};
 
@@ -55,15 +55,17 @@ constexpr float kGridAxisVertices[4 * 3] = {
 constexpr uint32_t kGridAxisIndices[4] = {0, 1, 2, 3};
 
 constexpr float kUnitCubeCorners[8 * 3] = {
-    0.5f,  -0.5f, 0.5f,  -0.5f, -0.5f, 0.5f,  -0.5f, -0.5f, -0.5f, 0.5f, -0.5f, -0.5f,
-    0.5f,  0.5f,  0.5f,  -0.5f, 0.5f,  0.5f,  -0.5f, 0.5f,  -0.5f, 0.5f, 0.5f,  -0.5f,
+    0.5f, -0.5f, 0.5f, -0.5f, -0.5f, 0.5f, -0.5f, -0.5f, -0.5f, 0.5f, -0.5f, -0.5f,
+    0.5f, 0.5f,  0.5f, -0.5f, 0.5f,  0.5f, -0.5f, 0.5f,  -0.5f, 0.5f, 0.5f,  -0.5f,
 };
 constexpr uint32_t kBoxLineIndices[24] = {0, 1, 1, 2, 2, 3, 3, 0, 4, 5, 5, 6, 6, 7, 7, 4, 0, 4, 1, 5, 2, 6, 3, 7};
 constexpr uint32_t kLightPointIndices[36] = {0, 1, 2, 0, 2, 3, 4, 6, 5, 4, 7, 6, 0, 4, 1, 4, 5, 1,
                                              2, 7, 3, 2, 6, 7, 1, 5, 2, 2, 5, 6, 3, 7, 0, 7, 4, 0};
 
-constexpr float kLightRayVertices[4 * 3] = {-100.0f, 0.0f, 0.0f, 100.0f, 0.0f, 0.0f, 90.0f, -5.0f, 0.0f, 90.0f, 5.0f, 0.0f};
-constexpr float kLightRaySpotVertices[4 * 3] = {0.0f, 0.0f, 0.0f, 10.0f, 0.0f, 0.0f, 9.0f, -0.5f, 0.0f, 9.0f, 0.5f, 0.0f};
+constexpr float kLightRayVertices[4 * 3] = {-100.0f, 0.0f,  0.0f, 100.0f, 0.0f, 0.0f,
+                                            90.0f,   -5.0f, 0.0f, 90.0f,  5.0f, 0.0f};
+constexpr float kLightRaySpotVertices[4 * 3] = {0.0f, 0.0f,  0.0f, 10.0f, 0.0f, 0.0f,
+                                                9.0f, -0.5f, 0.0f, 9.0f,  0.5f, 0.0f};
 // A shaft and the two strokes of its arrow head.
 constexpr uint32_t kLightRayIndices[6] = {0, 1, 1, 2, 1, 3};
 
@@ -90,8 +92,8 @@ bool AddSubObject(MeshCreationInfo& info, uint32_t attributes, std::shared_ptr<D
     return true;
 }
 
-bool AddTable(MeshCreationInfo& info, uint32_t attributes, const float* vertices, uint32_t rows, const uint32_t* indices,
-              uint32_t indexCount) {
+bool AddTable(MeshCreationInfo& info, uint32_t attributes, const float* vertices, uint32_t rows,
+              const uint32_t* indices, uint32_t indexCount) {
     return AddSubObject(info, attributes,
                         DataBuffer<float>::Create(rows, VertexAttribute::FloatsPerVertex(attributes), vertices),
                         DataBuffer<uint32_t>::Create(indexCount, 1, indices));
@@ -118,7 +120,8 @@ bool BuildGrid(MeshCreationInfo& info, bool xz) {
         put(-0.5f, f), put(0.5f, f);
         put(-0.5f, g), put(0.5f, g);
     }
-    return AddSubObject(info, VertexAttribute::Position, std::move(vertices), SimpleMeshFactory::CreateGridIndexBuffer(40));
+    return AddSubObject(info, VertexAttribute::Position, std::move(vertices),
+                        SimpleMeshFactory::CreateGridIndexBuffer(40));
 }
 
 bool BuildCircle(MeshCreationInfo& info) {
@@ -212,43 +215,32 @@ bool BuildTables(uint32_t type, MeshCreationInfo& info) {
     using namespace SimpleMeshType;
     constexpr uint32_t kPosition = VertexAttribute::Position;
     switch (type) {
-    case Axis3D:
-        return AddTable(info, kPosition | VertexAttribute::Diffuse, kAxis3DVertices, 6, kAxis3DIndices, 6);
-    case GridXZ:
-    case GridXY:
-        return BuildGrid(info, type == GridXZ);
-    case AxisXZ:
-    case AxisXY:
-        return AddTable(info, kPosition, kGridAxisVertices, 4, kGridAxisIndices, 4);
-    case BoundingBox:
-        return AddTable(info, kPosition, kUnitCubeCorners, 8, kBoxLineIndices, 24);
-    case LightPoint:
-        info.primitiveType = PrimitiveType::Triangles;
-        return AddTable(info, kPosition, kUnitCubeCorners, 8, kLightPointIndices, 36);
-    case LightRay:
-        return AddTable(info, kPosition, kLightRayVertices, 4, kLightRayIndices, 6);
-    case LightRaySpot:
-        return AddTable(info, kPosition, kLightRaySpotVertices, 4, kLightRayIndices, 6);
-    case Circle:
-    case CircleUI:
-        return BuildCircle(info);
-    case SphereCrosshair:
-    case SphereCrosshairUI:
-        return SimpleMeshFactory::CreateArcs(kCrosshairSpanDegrees, kCrosshairRadius, info);
-    case ExampleCubeVertexColor:
-        info.primitiveType = PrimitiveType::Triangles;
-        return BuildExampleCube(info, kPosition | VertexAttribute::Normal | VertexAttribute::Diffuse);
-    case ExampleCubeMaterial:
-        info.primitiveType = PrimitiveType::Triangles;
-        return BuildExampleCube(info, kPosition | VertexAttribute::Normal);
-    case ExampleCubeTexture:
-        info.primitiveType = PrimitiveType::Triangles;
-        return BuildExampleCube(info, kPosition | VertexAttribute::Normal | VertexAttribute::TexCoord0);
-    case ExamplePyramidVertexColor:
-        info.primitiveType = PrimitiveType::Triangles;
-        return BuildExamplePyramid(info);
-    default:
-        return false;
+        case Axis3D: return AddTable(info, kPosition | VertexAttribute::Diffuse, kAxis3DVertices, 6, kAxis3DIndices, 6);
+        case GridXZ:
+        case GridXY: return BuildGrid(info, type == GridXZ);
+        case AxisXZ:
+        case AxisXY: return AddTable(info, kPosition, kGridAxisVertices, 4, kGridAxisIndices, 4);
+        case BoundingBox: return AddTable(info, kPosition, kUnitCubeCorners, 8, kBoxLineIndices, 24);
+        case LightPoint:
+            info.primitiveType = PrimitiveType::Triangles;
+            return AddTable(info, kPosition, kUnitCubeCorners, 8, kLightPointIndices, 36);
+        case LightRay: return AddTable(info, kPosition, kLightRayVertices, 4, kLightRayIndices, 6);
+        case LightRaySpot: return AddTable(info, kPosition, kLightRaySpotVertices, 4, kLightRayIndices, 6);
+        case Circle:
+        case CircleUI: return BuildCircle(info);
+        case SphereCrosshair:
+        case SphereCrosshairUI: return SimpleMeshFactory::CreateArcs(kCrosshairSpanDegrees, kCrosshairRadius, info);
+        case ExampleCubeVertexColor:
+            info.primitiveType = PrimitiveType::Triangles;
+            return BuildExampleCube(info, kPosition | VertexAttribute::Normal | VertexAttribute::Diffuse);
+        case ExampleCubeMaterial:
+            info.primitiveType = PrimitiveType::Triangles;
+            return BuildExampleCube(info, kPosition | VertexAttribute::Normal);
+        case ExampleCubeTexture:
+            info.primitiveType = PrimitiveType::Triangles;
+            return BuildExampleCube(info, kPosition | VertexAttribute::Normal | VertexAttribute::TexCoord0);
+        case ExamplePyramidVertexColor: info.primitiveType = PrimitiveType::Triangles; return BuildExamplePyramid(info);
+        default: return false;
     }
 }
 
@@ -342,7 +334,8 @@ std::shared_ptr<Mesh> SimpleMeshFactory::CreateScreenQuad(SceneHandle handle) {
     return GetCreate(handle, kScreenQuadName, true, 0);
 }
 
-std::shared_ptr<Mesh> SimpleMeshFactory::GetCreate(SceneHandle handle, const char* name, bool screenQuad, uint32_t type) {
+std::shared_ptr<Mesh> SimpleMeshFactory::GetCreate(SceneHandle handle, const char* name, bool screenQuad,
+                                                   uint32_t type) {
     const MeshManagerLookup lookup = g_meshManagerLookup.load(std::memory_order_acquire);
     MeshManager* meshes = handle != 0 && lookup ? lookup(handle) : nullptr;
     if (meshes == nullptr) return {};

@@ -10,8 +10,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 std::shared_ptr<TextureData> TextureData::Create(uint32_t width, uint32_t height, uint32_t stride, uint32_t size,
                                                  const void* source) {
@@ -83,7 +83,8 @@ std::shared_ptr<Texture> Texture::CreateFromTextureData(const TextureCreationInf
     GLint maxSize = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
     if (maxSize > 0 && (data->width > uint32_t(maxSize) || data->height > uint32_t(maxSize))) {
-        Logger::Log(LogLevel::Error, "Texture::CreateFromTextureData() - texture too large (%ux%u)", data->width, data->height);
+        Logger::Log(LogLevel::Error, "Texture::CreateFromTextureData() - texture too large (%ux%u)", data->width,
+                    data->height);
         return {};
     }
     std::shared_ptr<Texture> texture(new (std::nothrow) Texture());
@@ -127,9 +128,11 @@ std::shared_ptr<Texture> Texture::CreateFromFile(const std::string& path, const 
     if (path.empty()) return {};
     ImageBuffer image;
     const ImageStatus status = Image::DecodeFile(path, image, PixelLayout::BGRA, true);
-    if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+    if (status == ImageStatus::OutOfMemory)
+        Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
     if (status != ImageStatus::Ok) {
-        Logger::Log(LogLevel::Error, "Texture::CreateFromFile() - failed to load '%s' (Error: '%s')", path.c_str(), ImageStatusText(status));
+        Logger::Log(LogLevel::Error, "Texture::CreateFromFile() - failed to load '%s' (Error: '%s')", path.c_str(),
+                    ImageStatusText(status));
         return {};
     }
     TextureCreationInfo upload = info;
@@ -145,9 +148,11 @@ std::shared_ptr<Texture> Texture::CreateFromFile(const std::string& path, const 
 std::shared_ptr<Texture> Texture::CreateFromImageData(const TextureCreationInfo& info) {
     ImageBuffer image;
     const ImageStatus status = DecodeImageBytes(info.data.get(), image);
-    if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+    if (status == ImageStatus::OutOfMemory)
+        Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
     if (status != ImageStatus::Ok) {
-        Logger::Log(LogLevel::Warning, "Texture::CreateFromImageData() - failed to decode image (Error: '%s')", ImageStatusText(status));
+        Logger::Log(LogLevel::Warning, "Texture::CreateFromImageData() - failed to decode image (Error: '%s')",
+                    ImageStatusText(status));
         return {};
     }
     TextureCreationInfo upload = info;
@@ -160,7 +165,8 @@ std::shared_ptr<Texture> Texture::CreateFromImageData(const TextureCreationInfo&
     return CreateFromTextureData(upload);
 }
 
-std::shared_ptr<Texture> Texture::CreateWithAlphaFrom(const TextureCreationInfo& color, const TextureCreationInfo& alpha) {
+std::shared_ptr<Texture> Texture::CreateWithAlphaFrom(const TextureCreationInfo& color,
+                                                      const TextureCreationInfo& alpha) {
     auto usable = [](const TextureCreationInfo& info) {
         const TextureData* d = info.data.get();
         return d && d->width && d->height && d->stride && d->size && d->pixels && info.format >= TextureFormat::PNG &&
@@ -174,19 +180,22 @@ std::shared_ptr<Texture> Texture::CreateWithAlphaFrom(const TextureCreationInfo&
     ImageStatus status = DecodeImageBytes(color.data.get(), colorImage);
     if (status == ImageStatus::Ok) status = DecodeImageBytes(alpha.data.get(), alphaImage);
     if (status != ImageStatus::Ok) {
-        if (status == ImageStatus::OutOfMemory) Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
-        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - failed to decode image (Error: '%s')", ImageStatusText(status));
+        if (status == ImageStatus::OutOfMemory)
+            Logger::Log(LogLevel::Error, "Texture->CreationInfoDataFromBitmap() - OUT OF MEMORY!");
+        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - failed to decode image (Error: '%s')",
+                    ImageStatusText(status));
         return {};
     }
     // What the files hold decides, whatever their declarations said.
     if (colorImage.width != alphaImage.width || colorImage.height != alphaImage.height) {
-        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - image sizes differ (%ux%u, %ux%u)", colorImage.width,
-                    colorImage.height, alphaImage.width, alphaImage.height);
+        Logger::Log(LogLevel::Warning, "Texture::CreateWithAlphaFrom() - image sizes differ (%ux%u, %ux%u)",
+                    colorImage.width, colorImage.height, alphaImage.width, alphaImage.height);
         return {};
     }
     uint8_t* dst = colorImage.pixels.get();
     const uint8_t* src = alphaImage.pixels.get();
-    for (size_t i = 0, n = size_t(colorImage.width) * colorImage.height; i < n; ++i, dst += 4, src += 4) dst[3] = src[0];
+    for (size_t i = 0, n = size_t(colorImage.width) * colorImage.height; i < n; ++i, dst += 4, src += 4)
+        dst[3] = src[0];
 
     TextureCreationInfo upload = color;
     upload.hasAlpha = true;
@@ -238,7 +247,8 @@ std::shared_ptr<TextureData> Texture::GetTextureDataFromGPU() const {
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &height);
     std::shared_ptr<TextureData> data;
     const uint64_t bytes = uint64_t(width > 0 ? width : 0) * uint64_t(height > 0 ? height : 0) * 4;
-    if (bytes > 0 && bytes <= 0xFFFFFFFFu) data = TextureData::Create(uint32_t(width), uint32_t(height), uint32_t(width), uint32_t(bytes));
+    if (bytes > 0 && bytes <= 0xFFFFFFFFu)
+        data = TextureData::Create(uint32_t(width), uint32_t(height), uint32_t(width), uint32_t(bytes));
     if (!data && bytes > 0) Logger::Log(LogLevel::Error, "Texture::GetTextureDataFromGPU() - OUT OF MEMORY!");
     if (data) glGetTexImage(GL_TEXTURE_2D, 0, GL_BGRA, GL_UNSIGNED_BYTE, data->pixels.get());
     glBindTexture(GL_TEXTURE_2D, 0);
@@ -263,8 +273,8 @@ bool Texture::WriteToFile(const std::shared_ptr<TextureData>& data, ImageFormat 
         return false;
     }
     if (!Image::MimeType(format)) return false;  // no encoder for it
-    const ImageStatus status = Image::EncodeToFile(format, FinalPath(path, format), d->pixels.get(), d->width, d->height,
-                                                   RowBytes(*d), PixelLayout::BGRA, false, true);
+    const ImageStatus status = Image::EncodeToFile(format, FinalPath(path, format), d->pixels.get(), d->width,
+                                                   d->height, RowBytes(*d), PixelLayout::BGRA, false, true);
     if (status != ImageStatus::Ok) {
         Logger::Log(LogLevel::Error, "Failed to write image!");
         return false;

@@ -60,7 +60,8 @@ public:
     static std::shared_ptr<Texture> CreateFromImageData(const TextureCreationInfo& info);
     // Colour from the first image, alpha from the first byte (blue, of a grey image) of each
     // pixel of the second. Both must hold image bytes of the same claimed and decoded size.
-    static std::shared_ptr<Texture> CreateWithAlphaFrom(const TextureCreationInfo& color, const TextureCreationInfo& alpha);
+    static std::shared_ptr<Texture> CreateWithAlphaFrom(const TextureCreationInfo& color,
+                                                        const TextureCreationInfo& alpha);
     // Uploads the BGRA pixels in info.data.
     static std::shared_ptr<Texture> CreateFromTextureData(const TextureCreationInfo& info);
     // The 8 x 8 white and orange checker that stands in for missing textures.
@@ -74,7 +75,8 @@ public:
     // Encodes data as an opaque image. The file name gets the format's extension when it has
     // none or a different one (compared exactly, case-sensitive): see FinalPath.
     static bool WriteToFile(const std::shared_ptr<TextureData>& data, ImageFormat format, const std::string& path);
-    static bool WriteToMemory(const std::shared_ptr<TextureData>& data, ImageFormat format, std::vector<uint8_t>& bytes);
+    static bool WriteToMemory(const std::shared_ptr<TextureData>& data, ImageFormat format,
+                              std::vector<uint8_t>& bytes);
     // The name WriteToFile writes to.
     static std::string FinalPath(const std::string& path, ImageFormat format);
 

@@ -6,8 +6,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -22,7 +22,8 @@ uint32_t MaxAnisotropy() {
 }  // namespace
 
 TextureManager::~TextureManager() {
-    if (!names_.empty() || !textures_.empty()) Logger::Log(LogLevel::Error, "TextureManager instance was not shut down!");
+    if (!names_.empty() || !textures_.empty())
+        Logger::Log(LogLevel::Error, "TextureManager instance was not shut down!");
 }
 
 bool TextureManager::Init() {

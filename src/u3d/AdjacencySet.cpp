@@ -11,8 +11,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 // ---------------------------------------------------------------------------------------
 // IndexSet
@@ -204,14 +204,13 @@ bool AdjacencySet::GetTexCoordSet(uint32_t layer, uint32_t position, IndexSet& s
     return GetAttributeSet(Attribute::TexCoord, layer, position, setOut);
 }
 
-bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t position,
-                                   IndexSet& setOut) {
-    static constexpr const char* kNames[] = {"GetDiffuseColorSet", "GetSpecularColorSet",
-                                             "GetTexCoordSet"};
+bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t position, IndexSet& setOut) {
+    static constexpr const char* kNames[] = {"GetDiffuseColorSet", "GetSpecularColorSet", "GetTexCoordSet"};
     const char* name = kNames[static_cast<int>(attribute)];
     setOut.clear();
     if (attribute == Attribute::TexCoord && layer >= kMaxQueryLayers) {
-        Logger::Log(LogLevel::Error, "AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported");
+        Logger::Log(LogLevel::Error,
+                    "AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported");
         return false;
     }
     std::span<const uint32_t> faceSet;
@@ -219,8 +218,7 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
         Logger::Log(LogLevel::Error, "AdjacencySet::%s: failed to get FaceSet", name);
         return false;
     }
-    faceSet = std::span<const uint32_t>(pool_.data() + runs_[position].offset,
-                                        runs_[position].size);
+    faceSet = std::span<const uint32_t>(pool_.data() + runs_[position].offset, runs_[position].size);
     if (!declaration_) {
         Logger::Log(LogLevel::Error, "AdjacencySet::%s: failed to get mesh declaration", name);
         return false;

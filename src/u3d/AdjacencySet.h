@@ -101,10 +101,10 @@ private:
     bool GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t position, IndexSet& setOut);
 
     AuthorMesh* mesh_ = nullptr;
-    const CLODMeshData* declaration_ = nullptr;       // null for other mesh families
+    const CLODMeshData* declaration_ = nullptr;  // null for other mesh families
     CLODMeshContinuationData* continuation_ = nullptr;
     uint32_t positionCount_ = 0;
-    std::vector<Run> runs_;      // grows to the highest position asked for, up to the count
+    std::vector<Run> runs_;  // grows to the highest position asked for, up to the count
     std::vector<uint32_t> pool_;
 };
 

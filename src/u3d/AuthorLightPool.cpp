@@ -4,8 +4,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool AuthorLightPool::AddLight(const std::string& name, const LightData& data, uint32_t lightType) {
     if (lightCount >= kMaxLights) {
@@ -21,7 +21,9 @@ bool AuthorLightPool::AddLight(const std::string& name, const LightData& data, u
 }
 
 void AuthorLightPool::SetAmbient(const std::string& name, const std::array<float, 4>& color) {
-    if (hasAmbient) Logger::Log(LogLevel::Warning, "Multiple ambient lights, overriding '%s' with '%s'", ambientName.c_str(), name.c_str());
+    if (hasAmbient)
+        Logger::Log(LogLevel::Warning, "Multiple ambient lights, overriding '%s' with '%s'", ambientName.c_str(),
+                    name.c_str());
     ambientName = name;
     ambientColor = color;
     hasAmbient = true;

@@ -4,8 +4,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool AuthorMaterialPool::AddMaterial(const std::string& name, const AuthorMaterial& material) {
     if (name.empty()) {

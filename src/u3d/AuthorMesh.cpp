@@ -7,8 +7,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 uint32_t KindOfBlock(uint32_t blockKind) {

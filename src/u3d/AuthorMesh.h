@@ -24,9 +24,13 @@ public:
 
     // Typed access; null when the mesh is of another family.
     template <typename T>
-    T* DeclarationAs() const { return dynamic_cast<T*>(declaration.get()); }
+    T* DeclarationAs() const {
+        return dynamic_cast<T*>(declaration.get());
+    }
     template <typename T>
-    T* ContinuationAs() const { return dynamic_cast<T*>(continuation.get()); }
+    T* ContinuationAs() const {
+        return dynamic_cast<T*>(continuation.get());
+    }
 
     std::string name;
     uint32_t meshKind = 0;

@@ -7,8 +7,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 constexpr LogLevel kDumpLevel = LogLevel::ExtraVerbose;
@@ -18,15 +18,15 @@ uint32_t Capped(uint32_t count) { return std::min(count, kMaxReservedEntries); }
 void PrintVec3(const char* header, const std::vector<Vec3f>& values) {
     Logger::Log(kDumpLevel, "%s", header);
     for (size_t i = 0; i < values.size(); ++i)
-        Logger::Log(kDumpLevel, "[%04u] { %.3f, %.3f, %.3f }", static_cast<unsigned>(i),
-                    values[i][0], values[i][1], values[i][2]);
+        Logger::Log(kDumpLevel, "[%04u] { %.3f, %.3f, %.3f }", static_cast<unsigned>(i), values[i][0], values[i][1],
+                    values[i][2]);
 }
 
 void PrintVec4(const char* header, const std::vector<Vec4f>& values) {
     Logger::Log(kDumpLevel, "%s", header);
     for (size_t i = 0; i < values.size(); ++i)
-        Logger::Log(kDumpLevel, "[%04u] { %.3f, %.3f, %.3f, %.3f }", static_cast<unsigned>(i),
-                    values[i][0], values[i][1], values[i][2], values[i][3]);
+        Logger::Log(kDumpLevel, "[%04u] { %.3f, %.3f, %.3f, %.3f }", static_cast<unsigned>(i), values[i][0],
+                    values[i][1], values[i][2], values[i][3]);
 }
 }  // namespace
 

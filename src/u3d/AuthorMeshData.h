@@ -46,9 +46,7 @@ public:
     virtual ~AuthorMeshData() = default;
 
     // The continuation record of this mesh family, empty (null for families that have none).
-    virtual std::shared_ptr<AuthorMeshContinuationData> CreateContinuationData() const {
-        return nullptr;
-    }
+    virtual std::shared_ptr<AuthorMeshContinuationData> CreateContinuationData() const { return nullptr; }
 
     uint32_t blockKind = 0;
     std::string meshName;
@@ -81,8 +79,8 @@ public:
 
     // True when no attribute array holds anything and no primitive has arrived.
     bool IsEmpty() const {
-        return primitiveCount == 0 && positions.empty() && normals.empty() &&
-               diffuseColors.empty() && specularColors.empty() && texCoords.empty();
+        return primitiveCount == 0 && positions.empty() && normals.empty() && diffuseColors.empty() &&
+               specularColors.empty() && texCoords.empty();
     }
 
     std::vector<Vec3f> positions;

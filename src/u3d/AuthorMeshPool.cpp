@@ -4,8 +4,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool AuthorMeshPool::AddMesh(const std::shared_ptr<AuthorMesh>& mesh) {
     if (!mesh) {
@@ -39,7 +39,8 @@ void AuthorMeshPool::RemoveMesh(const std::string& name) {
                     name.c_str());
     } else {
         if (!removedMeshes.emplace(name, it->second).second)
-            Logger::Log(LogLevel::Error, "AuthorMeshPool::RemoveMesh cannot add mesh '%s' to list of removed meshes, DUPLICATE",
+            Logger::Log(LogLevel::Error,
+                        "AuthorMeshPool::RemoveMesh cannot add mesh '%s' to list of removed meshes, DUPLICATE",
                         name.c_str());
         meshes.erase(it);
     }

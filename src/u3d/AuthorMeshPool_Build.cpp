@@ -11,8 +11,8 @@
 namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 uint32_t AuthorMeshPool::CreateMeshes(uint32_t sceneHandle, FormatGlue::AuthoringProgress* progress, float step) {
     std::shared_ptr<Rendering::SceneGraph> scene = Rendering::SceneManager::Instance().GetScene(sceneHandle);

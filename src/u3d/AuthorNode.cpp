@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 // A hostile file can make a node its own ancestor through shared names; the tree walks stop
@@ -39,9 +39,7 @@ AuthorNodeHandle AuthorNode::Create(const std::string& parentName, const Matrix4
         case BlockType::ModelNode: kind = Model; break;
         case BlockType::LightNode: kind = Light; break;
         case BlockType::ViewNode: kind = View; break;
-        default:
-            Logger::Log(LogLevel::Error, "AuthorNode::Create() - invalid input block type");
-            return nullptr;
+        default: Logger::Log(LogLevel::Error, "AuthorNode::Create() - invalid input block type"); return nullptr;
     }
     try {
         AuthorNodeHandle node(new AuthorNode());
@@ -73,7 +71,8 @@ void AuthorNode::FindNodes(const std::string& name, std::vector<AuthorNodeHandle
         stack.pop_back();
         if (depth > kMaxDepth || !visited.insert(node.get()).second) continue;
         if (node->name == name) listOut.push_back(node);
-        for (auto it = node->children.rbegin(); it != node->children.rend(); ++it) stack.emplace_back(it->second, depth + 1);
+        for (auto it = node->children.rbegin(); it != node->children.rend(); ++it)
+            stack.emplace_back(it->second, depth + 1);
     }
 }
 
@@ -190,8 +189,8 @@ void AuthorNodePool::FinalizeTree() {
         }
         if (!attached) {
             root_->AddChild(node);
-            Logger::Log(LogLevel::Warning, "Parent '%s' for node '%s' not found -> REPARENTED TO ROOT!", node->parentName.c_str(),
-                        node->name.c_str());
+            Logger::Log(LogLevel::Warning, "Parent '%s' for node '%s' not found -> REPARENTED TO ROOT!",
+                        node->parentName.c_str(), node->name.c_str());
         }
     }
     if (Logger::Instance().MaxLevel() > 4) {

@@ -4,8 +4,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool AuthorShaderPool::AddShader(const std::shared_ptr<AuthorShader>& shader) {
     if (!shader || shader->name.empty()) {
@@ -13,7 +13,8 @@ bool AuthorShaderPool::AddShader(const std::shared_ptr<AuthorShader>& shader) {
         return false;
     }
     if (!shaders_.emplace(shader->name, shader).second) {
-        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShader('%s') -> cannot add, DUPLICATE", shader->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShader('%s') -> cannot add, DUPLICATE",
+                    shader->name.c_str());
         return false;
     }
     return true;
@@ -25,7 +26,8 @@ bool AuthorShaderPool::AddShadingModifier(const std::shared_ptr<ShadingGroup>& g
         return false;
     }
     if (!modifiers_.emplace(group->name, group).second) {
-        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShadingModifier('%s') -> cannot add, DUPLICATE", group->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorShaderPool::AddShadingModifier('%s') -> cannot add, DUPLICATE",
+                    group->name.c_str());
         return false;
     }
     return true;

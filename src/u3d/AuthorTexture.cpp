@@ -4,8 +4,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 const TextureImageDescription* AuthorTexture::GetContinuation(uint32_t index) const {
     if (index >= continuations.size()) {
@@ -28,7 +28,8 @@ bool AuthorTexturePool::AddTexture(const std::shared_ptr<AuthorTexture>& texture
         return false;
     }
     if (!textures_.emplace(texture->name, texture).second) {
-        Logger::Log(LogLevel::Error, "AuthorTexturePool::AddTexture('%s') -> cannot add, DUPLICATE", texture->name.c_str());
+        Logger::Log(LogLevel::Error, "AuthorTexturePool::AddTexture('%s') -> cannot add, DUPLICATE",
+                    texture->name.c_str());
         return false;
     }
     return true;

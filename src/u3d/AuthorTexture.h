@@ -14,8 +14,8 @@ namespace Velmora::U3D {
 struct TextureImageDescription {
     uint8_t compressionType = 0;
     uint8_t channels = 0;
-    uint16_t attributes = 0;  // bit 0: external image
-    uint32_t byteCount = 0;   // internal images
+    uint16_t attributes = 0;        // bit 0: external image
+    uint32_t byteCount = 0;         // internal images
     std::vector<std::string> urls;  // external images
     bool External() const { return attributes & 1; }
 };

@@ -16,8 +16,8 @@
 namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 // Chains nest through their own data, so the depth is bounded by the file size anyway; this
@@ -67,7 +67,8 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
     if (!nodePool_ && !Init()) return false;
     progress_.Reset();
     blocksRead_ = blocksFailed_ = 0;
-    Logger::Log(LogLevel::Info, "AuthoringPool: Successfully loaded raw U3D data from '%s'", file ? file->Name().c_str() : "");
+    Logger::Log(LogLevel::Info, "AuthoringPool: Successfully loaded raw U3D data from '%s'",
+                file ? file->Name().c_str() : "");
     if (!nodePool_->Init()) {
         Logger::Log(LogLevel::Error, "Failed to initialize AuthorNodePool!");
         return false;
@@ -101,8 +102,8 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
         nodePool_->FinalizeTree();
     }
 
-    const size_t work = nodePool_->GetRoot()->CountDescendants() + texturePool_->Textures().size() +
-                        meshPool_->meshes.size();
+    const size_t work =
+        nodePool_->GetRoot()->CountDescendants() + texturePool_->Textures().size() + meshPool_->meshes.size();
     buildStep_ = work ? 29.0f / static_cast<float>(work) : 29.0f;
     return !AuthoringInterrupt::Interrupted();
 }
@@ -153,13 +154,10 @@ uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>
         case BlockType::SubdivisionModifier:
         case BlockType::BoneWeightModifier:
         case BlockType::CLODModifier:
-        case BlockType::ViewResource:
-            return Skipped;
+        case BlockType::ViewResource: return Skipped;
         case BlockType::AnimationModifier:
-        case BlockType::MotionResource:
-            return SkippedAnimation;
-        default:
-            break;
+        case BlockType::MotionResource: return SkippedAnimation;
+        default: break;
     }
     switch (block->blockKey) {
         case BlockType::FileHeader: reader.reset(new (std::nothrow) FileHeader()); break;

@@ -31,8 +31,8 @@ using Rendering::SceneGraph;
 using Rendering::SceneHandle;
 using Rendering::SceneManager;
 using Rendering::Vec3;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -88,7 +88,8 @@ void PlaceLight(Rendering::LightInfo& info, uint32_t lightType, const Matrix4& m
     switch (lightType) {
         case AuthorLightPool::Directional:
             if (!Normalise(axis)) {
-                Logger::Log(LogLevel::Warning, "Directional light parentNodeTransform is invalid, overriding with default!");
+                Logger::Log(LogLevel::Warning,
+                            "Directional light parentNodeTransform is invalid, overriding with default!");
                 axis = {0.0f, 0.0f, 1.0f};
             }
             info.position[0] = axis[0];
@@ -159,10 +160,11 @@ bool AuthoringPool_U3D::RunBuildStages(SceneGraph& scene, SceneHandle handle, co
            RunStage(timer, "BuildSceneGraph::CreateTextures", [&] { return BuildTextures(scene); }) &&
            RunStage(timer, "BuildSceneGraph::CreateMeshes", [&] { return BuildMeshes(handle); }) &&
            RunStage(timer, "BuildSceneGraph::CreateModels", [&] { return BuildModels(handle, rootModel); }) &&
-           RunStage(timer, "BuildSceneGraph::UpdateModelMatrices", [&] {
-               rootModel->UpdateWorldMatrix();
-               return true;
-           }) &&
+           RunStage(timer, "BuildSceneGraph::UpdateModelMatrices",
+                    [&] {
+                        rootModel->UpdateWorldMatrix();
+                        return true;
+                    }) &&
            RunStage(timer, "BuildSceneGraph::CreateCameras", [&] { return BuildCameras(creation); }) &&
            RunStage(timer, "BuildSceneGraph::BuildScene", [&] { return InitScene(scene, rootModel, creation); }) &&
            RunStage(timer, "BuildSceneGraph::CreateLights", [&] { return BuildLights(handle); }) &&
@@ -277,7 +279,8 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
         if (AuthoringInterrupt::Interrupted()) return false;
         if (!child) continue;
         if (modelBudget_ == 0) {
-            Logger::Log(LogLevel::Warning, "Too many model instances, '%s' and what follows is IGNORED", child->instanceName.c_str());
+            Logger::Log(LogLevel::Warning, "Too many model instances, '%s' and what follows is IGNORED",
+                        child->instanceName.c_str());
             return false;
         }
         std::shared_ptr<Model> model;
@@ -286,10 +289,12 @@ bool AuthoringPool_U3D::CreateChildInstancesForNode(SceneHandle scene, const Aut
         } else if (child->kind == AuthorNode::Group) {
             model = InvisibleModel::Create(scene, child->instanceName);
         } else {
-            Logger::Log(LogLevel::Error, "CreateChildInstancesForNode: Invalid node type for '%s'", child->name.c_str());
+            Logger::Log(LogLevel::Error, "CreateChildInstancesForNode: Invalid node type for '%s'",
+                        child->name.c_str());
         }
         if (!model) {
-            Logger::Log(LogLevel::Warning, "CreateChildInstancesForNode: Failed to create model for node '%s'", child->name.c_str());
+            Logger::Log(LogLevel::Warning, "CreateChildInstancesForNode: Failed to create model for node '%s'",
+                        child->name.c_str());
             continue;
         }
         --modelBudget_;
@@ -327,7 +332,8 @@ std::shared_ptr<ShadingGroup> FindShadingFor(const AuthorShaderPool& shaders, co
         // Writers leave the modifier out when the default shading will do (a bare mesh
         // exported by a mesh editor): the mesh is drawn with the default material rather
         // than lost.
-        Logger::Log(LogLevel::Warning, "Cannot find shading modifier for node '%s' -> using default shading", node.name.c_str());
+        Logger::Log(LogLevel::Warning, "Cannot find shading modifier for node '%s' -> using default shading",
+                    node.name.c_str());
     }
     return shading;
 }
@@ -342,7 +348,9 @@ const AuthorShader* ShaderForGroup(const AuthorShaderPool& shaders, const Shadin
                     uint32_t(list.size()));
     if (list.empty()) return nullptr;
     const AuthorShader* shader = shaders.FindShader(list.front()).get();
-    if (!shader) Logger::Log(LogLevel::Warning, "Cannot find shader '%s' for model '%s'", list.front().c_str(), node.name.c_str());
+    if (!shader)
+        Logger::Log(LogLevel::Warning, "Cannot find shader '%s' for model '%s'", list.front().c_str(),
+                    node.name.c_str());
     return shader;
 }
 
@@ -419,13 +427,15 @@ std::shared_ptr<Model> AuthoringPool_U3D::CreateModelInstance(SceneHandle scene,
 
     std::shared_ptr<Rendering::Mesh> mesh = resources.meshManager.GetMesh(meshName);
     if (!mesh) {
-        Logger::Log(LogLevel::Warning, "Cannot find mesh '%s' for node '%s' -> creating invisible model/mesh", meshName.c_str(),
-                    node.name.c_str());
+        Logger::Log(LogLevel::Warning, "Cannot find mesh '%s' for node '%s' -> creating invisible model/mesh",
+                    meshName.c_str(), node.name.c_str());
         return InvisibleModel::Create(scene, node.instanceName);
     }
     std::shared_ptr<ShadingGroup> shading = FindShadingFor(*shaderPool_, node, meshName);
     if (shading && shading->shaderLists.empty()) {
-        Logger::LogF(LogLevel::Warning, "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible model/mesh",
+        Logger::LogF(LogLevel::Warning,
+                     "Empty shading list for node '{:s}' in AuthoringPool::CreateModelInstance() -> Creating invisible "
+                     "model/mesh",
                      node.name);
         return InvisibleModel::Create(scene, node.instanceName);
     }
@@ -461,8 +471,8 @@ bool AuthoringPool_U3D::CreateCameraInfo(const AuthorNode& viewNode, CameraInfo&
     }
     Matrix4 transform = viewNode.transform;
     if (!viewNode.parentName.empty() && viewNode.parentName != kWorldParentName) {
-        Logger::Log(LogLevel::Warning, "View '%s' with specific parent: '%s' -> matrix will be adjusted", viewNode.name.c_str(),
-                    viewNode.parentName.c_str());
+        Logger::Log(LogLevel::Warning, "View '%s' with specific parent: '%s' -> matrix will be adjusted",
+                    viewNode.name.c_str(), viewNode.parentName.c_str());
         const auto parent = modelsByNode_.find(viewNode.parentName);
         if (parent == modelsByNode_.end() || !parent->second) {
             Logger::Log(LogLevel::Warning, "Cannot find parent '%s' for view '%s' -> view will be parented to scene",
@@ -509,8 +519,7 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
     const auto* data = dynamic_cast<const LightNodeData*>(lightNode.data.get());
     const std::string resource = data ? data->resourceName : std::string();
     // The ambient light shines through PrepareLighting, not through a slot of its own.
-    if (lightPool_->hasAmbient && resource == lightPool_->ambientName && !lightPool_->FindLight(resource))
-        return true;
+    if (lightPool_->hasAmbient && resource == lightPool_->ambientName && !lightPool_->FindLight(resource)) return true;
     const AuthorLightPool::Entry* entry = FindValidLight(lightNode, resource);
     if (!entry) return false;
     const float scale = graph->GetGridSize() / kLightMarkerGridDivisions;
@@ -530,12 +539,14 @@ const AuthorLightPool::Entry* AuthoringPool_U3D::FindValidLight(const AuthorNode
                                                                 const std::string& resource) const {
     const AuthorLightPool::Entry* entry = lightPool_->FindLight(resource);
     if (!entry) {
-        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Cannot find light source for '%s'", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Cannot find light source for '%s'",
+                    lightNode.name.c_str());
         return nullptr;
     }
     if (entry->lightType < AuthorLightPool::Directional || entry->lightType > AuthorLightPool::Spot ||
         entry->lightIndex >= Rendering::kMaxLights) {
-        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Invalid light data for '%s'", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthoringPool::CreateLightInstance: Invalid light data for '%s'",
+                    lightNode.name.c_str());
         return nullptr;
     }
     return entry;
@@ -569,16 +580,19 @@ void AuthoringPool_U3D::AddLightMarker(SceneGraph& graph, SceneHandle scene, con
     markerInfo.matrix = Rendering::MathUtil::Scale({scale, scale, scale});
     std::shared_ptr<Rendering::LightModel> marker = Rendering::LightModel::Create(scene, markerInfo);
     if (!marker) {
-        Logger::Log(LogLevel::Warning, "Unable to create light model for '%s' -> will not be visible", lightNode.name.c_str());
+        Logger::Log(LogLevel::Warning, "Unable to create light model for '%s' -> will not be visible",
+                    lightNode.name.c_str());
         return;
     }
     if (!graph.AddLightModel(marker)) {
-        Logger::Log(LogLevel::Warning, "Unable to add light model '%s' to scene graph, no visible model will be available!",
+        Logger::Log(LogLevel::Warning,
+                    "Unable to add light model '%s' to scene graph, no visible model will be available!",
                     lightNode.name.c_str());
         return;
     }
     if (!lights.SetLightModel(entry.lightIndex, marker))
-        Logger::Log(LogLevel::Warning, "Cannot associate light model '%s' with light %u", lightNode.name.c_str(), entry.lightIndex);
+        Logger::Log(LogLevel::Warning, "Cannot associate light model '%s' with light %u", lightNode.name.c_str(),
+                    entry.lightIndex);
 }
 
 void AuthoringPool_U3D::PrepareLighting(SceneHandle scene) {

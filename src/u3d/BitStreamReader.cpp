@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noCompression,
                                  std::shared_ptr<RawDataBlock> block)
@@ -22,8 +22,7 @@ BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noComp
         reversed_.resize(words_.size());
         for (size_t i = 0; i < words_.size(); ++i) {
             const uint32_t word = words_[i];
-            reversed_[i] = (uint32_t(kReverse8[word & 0xFF]) << 24) |
-                           (uint32_t(kReverse8[(word >> 8) & 0xFF]) << 16) |
+            reversed_[i] = (uint32_t(kReverse8[word & 0xFF]) << 24) | (uint32_t(kReverse8[(word >> 8) & 0xFF]) << 16) |
                            (uint32_t(kReverse8[(word >> 16) & 0xFF]) << 8) | kReverse8[word >> 24];
         }
     } catch (const std::bad_alloc&) {

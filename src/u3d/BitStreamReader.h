@@ -31,8 +31,8 @@ struct RawDataBlock;
 
 class BitStreamReader {
 public:
-    static constexpr uint32_t kStaticFull = 1024;     // first static context is this + 1
-    static constexpr uint32_t kMaxRange = 17407;      // from here on a compressed read is plain
+    static constexpr uint32_t kStaticFull = 1024;  // first static context is this + 1
+    static constexpr uint32_t kMaxRange = 17407;   // from here on a compressed read is plain
     static constexpr uint32_t kUniform8 = kStaticFull + 256;
 
     // Copies `size` bytes of `data` (which may be null when size is 0). With noCompression
@@ -133,8 +133,8 @@ private:
     uint32_t ReadCodeBitsChecked() const {
         const uint32_t window = PeekBits32(bitPosition_);
         const uint32_t top = window & 1;
-        const uint32_t bits = underflow_ <= 16 ? window >> (1 + underflow_)
-                                               : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
+        const uint32_t bits =
+            underflow_ <= 16 ? window >> (1 + underflow_) : PeekBits32(bitPosition_ + 1 + uint64_t(underflow_));
         const uint32_t rest = ((uint32_t(kReverse8[bits & 0xFF]) << 8) | kReverse8[(bits >> 8) & 0x7F]) >> 1;
         return (top << 15) | rest;
     }
@@ -214,7 +214,7 @@ private:
     }();
 
     bool noCompression_ = false;
-    std::vector<uint32_t> words_;  // data plus five zero words
+    std::vector<uint32_t> words_;     // data plus five zero words
     std::vector<uint32_t> reversed_;  // words_ with the bits of each word reversed
     uint32_t byteSize_ = 0;
     uint64_t bitPosition_ = 0;

@@ -6,8 +6,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 uint32_t UniformIndexContext(uint64_t count) {
     const uint64_t context = count + BitStreamReader::kStaticFull;
@@ -39,10 +39,9 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", name);
         return false;
     }
-    if (!continuation->IsEmpty() || !continuation->primitives.empty() ||
-        !continuation->faceCorners.empty()) {
-        Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'",
-                    name);
+    if (!continuation->IsEmpty() || !continuation->primitives.empty() || !continuation->faceCorners.empty()) {
+        Logger::Log(LogLevel::Error,
+                    "CLODBaseMeshContinuation::ReadMeshSpecificData - base data not empty in AuthorMesh '%s'", name);
         return false;
     }
     const uint32_t faceCount = reader.ReadU32();
@@ -54,16 +53,15 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
 
     // The counts may not exceed what the declaration promised, and the plain floats must be
     // in the block: both are checked before anything is sized from them.
-    const uint64_t floatBits =
-        (uint64_t(positionCount) * 3 + uint64_t(normalCount) * 3 +
-         (uint64_t(diffuseCount) + specularCount + texCoordCount) * 4) * 32;
+    const uint64_t floatBits = (uint64_t(positionCount) * 3 + uint64_t(normalCount) * 3 +
+                                (uint64_t(diffuseCount) + specularCount + texCoordCount) * 4) *
+                               32;
     if (faceCount > declaration->faceCount || faceCount > MaxFacesForBlock(reader.ByteSize()) ||
-        positionCount > declaration->positionCount ||
-        normalCount > declaration->normalCount || diffuseCount > declaration->diffuseCount ||
-        specularCount > declaration->specularCount ||
+        positionCount > declaration->positionCount || normalCount > declaration->normalCount ||
+        diffuseCount > declaration->diffuseCount || specularCount > declaration->specularCount ||
         texCoordCount > declaration->texCoordCount || floatBits > reader.RemainingBits()) {
-        Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid counts in AuthorMesh '%s'",
-                    name);
+        Logger::Log(LogLevel::Error,
+                    "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid counts in AuthorMesh '%s'", name);
         return false;
     }
     ReadFloats(reader, continuation->positions, positionCount);
@@ -97,8 +95,8 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             }
         }
         if (!ok || reader.Exhausted()) {
-            Logger::Log(LogLevel::Error, "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid face %u in AuthorMesh '%s'",
-                        i, name);
+            Logger::Log(LogLevel::Error,
+                        "CLODBaseMeshContinuation::ReadMeshSpecificData - invalid face %u in AuthorMesh '%s'", i, name);
             return false;
         }
         const uint32_t faceIndex = continuation->primitiveCount;

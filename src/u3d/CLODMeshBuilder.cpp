@@ -14,8 +14,8 @@ using Rendering::DataBuffer;
 using Rendering::MeshCreationInfo;
 using Rendering::MeshSubObjectData;
 namespace VA = Rendering::VertexAttribute;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -30,16 +30,15 @@ struct VertexLayout {
     uint32_t layers = 0;
 };
 
-VertexLayout MakeLayout(const ShadingDescription& shading, bool normals, bool diffuse, bool specular,
-                        bool texCoords) {
+VertexLayout MakeLayout(const ShadingDescription& shading, bool normals, bool diffuse, bool specular, bool texCoords) {
     VertexLayout layout;
     layout.attributes = VA::Position;
     if (normals) layout.attributes |= VA::Normal;
     if (diffuse) layout.attributes |= VA::Diffuse;
     if (specular) layout.attributes |= VA::Specular;
     if (texCoords) {
-        layout.layers = shading.layerCount < ShadingDescription::kMaxLayers ? shading.layerCount
-                                                                            : ShadingDescription::kMaxLayers;
+        layout.layers =
+            shading.layerCount < ShadingDescription::kMaxLayers ? shading.layerCount : ShadingDescription::kMaxLayers;
         for (uint32_t layer = 0; layer < layout.layers; ++layer) layout.attributes |= VA::TexCoord(layer);
     }
     layout.stride = VA::FloatsPerVertex(layout.attributes);
@@ -86,7 +85,8 @@ uint32_t ArrivedFaces(const AuthorMesh& mesh, const CLODMeshData& decl, const CL
         Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
         return 0;
     }
-    if (faces < decl.faceCount) Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl.faceCount);
+    if (faces < decl.faceCount)
+        Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl.faceCount);
     return faces;
 }
 
@@ -146,7 +146,8 @@ bool LayOutSubObjects(const AuthorMesh& mesh, const CLODMeshData& decl, bool wit
         return false;
     }
     for (uint32_t id = 0; id < shadingCount; ++id) {
-        plan.layouts.push_back(MakeLayout(decl.shadingDescriptions[id], withNormals, hasDiffuse, hasSpecular, hasTexCoords));
+        plan.layouts.push_back(
+            MakeLayout(decl.shadingDescriptions[id], withNormals, hasDiffuse, hasSpecular, hasTexCoords));
         info.subObjects[id].attributes = plan.layouts[id].attributes;
         info.subObjects[id].vertexCount = vertexCounts[id];
     }
@@ -168,7 +169,8 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
     if (!CountVertices(*decl, *cont, faces, vertexCounts, outOfMemory)) return false;
 
     const bool hasNormals = decl->normalCount != 0;
-    if (hasNormals != decl->HasNormals()) Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
+    if (hasNormals != decl->HasNormals())
+        Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
     const bool generateNormals =
         normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
     if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());

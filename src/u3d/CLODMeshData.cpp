@@ -6,15 +6,13 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 constexpr LogLevel kDumpLevel = LogLevel::ExtraVerbose;
 
-uint32_t Capped(uint64_t count) {
-    return static_cast<uint32_t>(std::min<uint64_t>(count, kMaxReservedEntries));
-}
+uint32_t Capped(uint64_t count) { return static_cast<uint32_t>(std::min<uint64_t>(count, kMaxReservedEntries)); }
 }  // namespace
 
 std::shared_ptr<AuthorMeshContinuationData> CLODMeshData::CreateContinuationData() const {
@@ -47,10 +45,9 @@ void CLODMeshContinuationData::Print() const {
         Logger::Log(kDumpLevel,
                     "[%04u] P{%u/%u/%u} Sd{%u} N{%u/%u/%u} D{%u/%u/%u} S{%u/%u/%u} "
                     "T{%u/%u/%u}{%u/%u/%u}{%u/%u/%u}{%u/%u/%u}",
-                    i, f.positions[0], f.positions[1], f.positions[2], f.shadingId, f.normals[0],
-                    f.normals[1], f.normals[2], f.diffuse[0], f.diffuse[1], f.diffuse[2],
-                    f.specular[0], f.specular[1], f.specular[2], t[0][0], t[0][1], t[0][2],
-                    t[1][0], t[1][1], t[1][2], t[2][0], t[2][1], t[2][2], t[3][0], t[3][1],
+                    i, f.positions[0], f.positions[1], f.positions[2], f.shadingId, f.normals[0], f.normals[1],
+                    f.normals[2], f.diffuse[0], f.diffuse[1], f.diffuse[2], f.specular[0], f.specular[1], f.specular[2],
+                    t[0][0], t[0][1], t[0][2], t[1][0], t[1][1], t[1][2], t[2][0], t[2][1], t[2][2], t[3][0], t[3][1],
                     t[3][2]);
     }
 }

@@ -59,7 +59,7 @@ struct CLODFace {
 struct alignas(32) FaceCorners {
     static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
     static constexpr uint32_t kNormalValid = 1;
-    static constexpr uint32_t kNoNormal = 2;     // degenerate: an edge or the cross product vanishes
+    static constexpr uint32_t kNoNormal = 2;  // degenerate: an edge or the cross product vanishes
 
     std::array<uint32_t, 3> positions{};
     uint32_t shadingId = 0;

@@ -22,8 +22,7 @@ bool CLODMeshDeclaration::ReadMeshSpecific(BitStreamReader& reader, AuthorMeshDa
     data->specularCount = reader.ReadU32();
     data->texCoordCount = reader.ReadU32();
     data->shadingCount = reader.ReadU32();
-    if (data->shadingCount != 0 && !ReadShadingDescriptions(reader, *data, data->shadingCount))
-        return false;
+    if (data->shadingCount != 0 && !ReadShadingDescriptions(reader, *data, data->shadingCount)) return false;
     data->minResolution = reader.ReadU32();
     data->maxResolution = reader.ReadU32();
     for (int i = 0; i < 3; ++i) reader.ReadU32();  // quality factors, unused

@@ -9,8 +9,7 @@ namespace Velmora::U3D {
 
 class CLODMeshDeclaration : public MeshDeclaration {
 public:
-    explicit CLODMeshDeclaration(AuthorMeshPool& pool)
-        : MeshDeclaration(BlockType::CLODMeshDeclaration, pool) {}
+    explicit CLODMeshDeclaration(AuthorMeshPool& pool) : MeshDeclaration(BlockType::CLODMeshDeclaration, pool) {}
 
 protected:
     std::shared_ptr<AuthorMeshData> CreateMeshData() override;

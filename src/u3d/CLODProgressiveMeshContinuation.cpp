@@ -13,8 +13,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -123,8 +123,7 @@ inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
         from = {-a[0], -a[1], -a[2]};
         d = -d;
     }
-    if (d > 0.9999999f)
-        return {t * (a[0] - b[0]) + b[0], t * (a[1] - b[1]) + b[1], t * (a[2] - b[2]) + b[2]};
+    if (d > 0.9999999f) return {t * (a[0] - b[0]) + b[0], t * (a[1] - b[1]) + b[1], t * (a[2] - b[2]) + b[2]};
     // At t = 1 the weights are sin(theta)/sin(theta) and sin(0): the result is `from`. The
     // first merge into every cluster lands here, so the transcendental calls are skipped.
     if (t == 1.0f) return from;
@@ -135,8 +134,7 @@ inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
 // block, so an update allocates nothing once they have grown to the mesh's local degree.
 class UpdateDecoder {
 public:
-    UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration,
-                  CLODMeshContinuationData& data)
+    UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration, CLODMeshContinuationData& data)
         : reader_(reader),
           adjacency_(mesh.adjacencySet),
           declaration_(declaration),
@@ -148,22 +146,19 @@ public:
 private:
     // One resolution update, r being the index the new position will get.
     bool Update();
-    bool ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext,
-                       uint32_t valueContext, float inverseQuant, Vec4f start,
-                       std::vector<Vec4f>& colors, const IndexSet& (UpdateDecoder::*around)(),
-                       uint32_t& added, const char* invalidCount);
+    bool ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext, uint32_t valueContext,
+                       float inverseQuant, Vec4f start, std::vector<Vec4f>& colors,
+                       const IndexSet& (UpdateDecoder::*around)(), uint32_t& added, const char* invalidCount);
     bool ReadNewFaces(uint32_t count);
     bool ClassifySplitFaces();
     bool ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uint32_t newTexCoords);
-    bool ReadMoveAttribute(uint32_t firstContext, uint32_t newCount, const IndexSet& local,
-                           size_t arraySize, bool unknownTypeIsGlobal, uint32_t& index,
-                           const char* invalidIndex);
+    bool ReadMoveAttribute(uint32_t firstContext, uint32_t newCount, const IndexSet& local, size_t arraySize,
+                           bool unknownTypeIsGlobal, uint32_t& index, const char* invalidIndex);
     bool ReadNewFaceAttributes(uint32_t count);
-    bool ReadNewCorners(uint32_t flagsContext, uint32_t typeContext, uint32_t localContext,
-                        uint32_t globalContext, const IndexSet& splitSet, size_t arraySize,
-                        std::array<uint32_t, 3>& last, const std::array<int, 3>& corners,
-                        uint32_t third, int kind, uint32_t layer, std::array<uint32_t, 3>& out,
-                        const char* const* invalidLocal);
+    bool ReadNewCorners(uint32_t flagsContext, uint32_t typeContext, uint32_t localContext, uint32_t globalContext,
+                        const IndexSet& splitSet, size_t arraySize, std::array<uint32_t, 3>& last,
+                        const std::array<int, 3>& corners, uint32_t third, int kind, uint32_t layer,
+                        std::array<uint32_t, 3>& out, const char* const* invalidLocal);
     bool UpdateAdjacency(uint32_t newFaceCount);
     bool ReadNewPosition();
     bool ReadNormals();
@@ -285,8 +280,8 @@ bool UpdateDecoder::Run() {
     }
     // Faces go into storage reserved once per block, bounded by both the declaration and
     // what this block can carry.
-    const uint64_t faceRoom = std::min<uint64_t>(
-        declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
+    const uint64_t faceRoom =
+        std::min<uint64_t>(declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
     if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
     pendingSlot_.assign(data_.primitives.size(), kNone);
@@ -345,19 +340,17 @@ bool UpdateDecoder::Update() {
 
     // 2.-4. New colours and tex coords, predicted from those around the split position.
     uint32_t newDiffuse = 0, newSpecular = 0, newTexCoords = 0;
-    if (!ReadNewColors(Ctx::DiffuseCount, declaration_.diffuseCount, Ctx::DiffuseSign,
-                       Ctx::ColorValue0, declaration_.inverseQuantDiffuse, {0, 0, 0, 1},
-                       data_.diffuseColors, &UpdateDecoder::SplitDiffuse, newDiffuse,
-                       "Invalid diffuse color count"))
+    if (!ReadNewColors(Ctx::DiffuseCount, declaration_.diffuseCount, Ctx::DiffuseSign, Ctx::ColorValue0,
+                       declaration_.inverseQuantDiffuse, {0, 0, 0, 1}, data_.diffuseColors,
+                       &UpdateDecoder::SplitDiffuse, newDiffuse, "Invalid diffuse color count"))
         return false;
-    if (!ReadNewColors(Ctx::SpecularCount, declaration_.specularCount, Ctx::SpecularSign,
-                       Ctx::ColorValue0, declaration_.inverseQuantSpecular, {0, 0, 0, 0},
-                       data_.specularColors, &UpdateDecoder::SplitSpecular, newSpecular,
-                       "Invalid specular color count"))
+    if (!ReadNewColors(Ctx::SpecularCount, declaration_.specularCount, Ctx::SpecularSign, Ctx::ColorValue0,
+                       declaration_.inverseQuantSpecular, {0, 0, 0, 0}, data_.specularColors,
+                       &UpdateDecoder::SplitSpecular, newSpecular, "Invalid specular color count"))
         return false;
     if (!ReadNewColors(Ctx::TexCount, declaration_.texCoordCount, Ctx::TexSign, Ctx::TexValue0,
-                       declaration_.inverseQuantTexCoord, {0, 0, 0, 0}, data_.texCoords,
-                       &UpdateDecoder::SplitLayer0, newTexCoords, "Invalid texture coord count"))
+                       declaration_.inverseQuantTexCoord, {0, 0, 0, 0}, data_.texCoords, &UpdateDecoder::SplitLayer0,
+                       newTexCoords, "Invalid texture coord count"))
         return false;
 
     // 5. New faces.
@@ -385,15 +378,13 @@ bool UpdateDecoder::Update() {
     return true;
 }
 
-bool UpdateDecoder::ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext,
-                                  uint32_t valueContext, float inverseQuant, Vec4f start,
-                                  std::vector<Vec4f>& colors,
+bool UpdateDecoder::ReadNewColors(uint32_t countContext, uint32_t declared, uint32_t signContext, uint32_t valueContext,
+                                  float inverseQuant, Vec4f start, std::vector<Vec4f>& colors,
                                   const IndexSet& (UpdateDecoder::*around)(), uint32_t& added,
                                   const char* invalidCount) {
     added = reader_.ReadCompressedU16(countContext);
     if (added == 0) return true;
-    if (added > declared || colors.size() + added > declared || added > attributesLeft_)
-        return FailFor(invalidCount);
+    if (added > declared || colors.size() + added > declared || added > attributesLeft_) return FailFor(invalidCount);
     attributesLeft_ -= added;
     // Prediction: the start value plus the colours around the split position, divided by
     // their number (so the start's alpha counts in the mean).
@@ -409,8 +400,7 @@ bool UpdateDecoder::ReadNewColors(uint32_t countContext, uint32_t declared, uint
         const uint8_t sign = reader_.ReadCompressedU8(signContext);
         Vec4f color;
         for (uint32_t k = 0; k < 4; ++k) {
-            const float delta = static_cast<float>(reader_.ReadCompressedU32(valueContext + k)) *
-                                inverseQuant;
+            const float delta = static_cast<float>(reader_.ReadCompressedU32(valueContext + k)) * inverseQuant;
             color[k] = prediction[k] + ((sign >> k) & 1 ? -delta : delta);
         }
         colors.push_back(color);
@@ -423,8 +413,7 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
         CLODFace face;
         face.shadingId = reader_.ReadCompressedU32(Ctx::ShadingId);
-        if (face.shadingId >= declaration_.shadingCount ||
-            face.shadingId >= declaration_.shadingDescriptions.size())
+        if (face.shadingId >= declaration_.shadingCount || face.shadingId >= declaration_.shadingDescriptions.size())
             return FailFor("Invalid shading ID");
         const uint8_t orientation = reader_.ReadCompressedU8(Ctx::Orientation);
         if (orientation != 1 && orientation != 2) return FailFor("Invalid face orientation");
@@ -432,11 +421,10 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
         if (thirdType == 1) {
             // A local index out of range keeps the previous face's third position.
             const uint32_t local = reader_.ReadCompressedU32(Ctx::ThirdLocal);
-                if (local < neighbours_.size()) third = neighbours_[local];
+            if (local < neighbours_.size()) third = neighbours_[local];
         } else if (thirdType == 2) {
             third = reader_.ReadCompressedU32(PositionContext());
-            if (!Charge(neighbours_.size() + 1))
-                return FailFor("Update exceeds the work its block can carry");
+            if (!Charge(neighbours_.size() + 1)) return FailFor("Update exceeds the work its block can carry");
             if (third < data_.positions.size()) neighbours_.Insert(third);
         } else {
             return FailFor("Invalid third position type");
@@ -468,12 +456,18 @@ bool UpdateDecoder::ClassifySplitFaces() {
             return Marked(set, corners[0]) || Marked(set, corners[1]) || Marked(set, corners[2]);
         };
         uint32_t faceClass = 0;
-        if (Marked(RightThird, a)) faceClass = 1;
-        else if (Marked(RightThird, b)) faceClass = 2;
-        else if (Marked(LeftThird, a)) faceClass = 2;
-        else if (Marked(LeftThird, b)) faceClass = 1;
-        else if (anyOf(MovePositions)) faceClass = 3;
-        else if (anyOf(StayPositions)) faceClass = 4;
+        if (Marked(RightThird, a))
+            faceClass = 1;
+        else if (Marked(RightThird, b))
+            faceClass = 2;
+        else if (Marked(LeftThird, a))
+            faceClass = 2;
+        else if (Marked(LeftThird, b))
+            faceClass = 1;
+        else if (anyOf(MovePositions))
+            faceClass = 3;
+        else if (anyOf(StayPositions))
+            faceClass = 4;
         const bool moves = reader_.ReadCompressedU8(Ctx::SplitClassBase + faceClass) == 1;
         const MarkSet set = moves ? MovePositions : StayPositions;
         if (moves) moveFaces_.push_back(faceIndex);
@@ -483,24 +477,19 @@ bool UpdateDecoder::ClassifySplitFaces() {
     return true;
 }
 
-bool UpdateDecoder::ReadMoveAttribute(uint32_t firstContext, uint32_t newCount,
-                                      const IndexSet& local, size_t arraySize,
-                                      bool unknownTypeIsGlobal, uint32_t& index,
-                                      const char* invalidIndex) {
+bool UpdateDecoder::ReadMoveAttribute(uint32_t firstContext, uint32_t newCount, const IndexSet& local, size_t arraySize,
+                                      bool unknownTypeIsGlobal, uint32_t& index, const char* invalidIndex) {
     const uint8_t type = reader_.ReadCompressedU8(firstContext + 1);
     switch (type) {
         case 1:  // counted back from the end: one of this update's new values
-            index = reader_.ReadCompressedU32(firstContext + 2) - newCount +
-                    static_cast<uint32_t>(arraySize);
+            index = reader_.ReadCompressedU32(firstContext + 2) - newCount + static_cast<uint32_t>(arraySize);
             break;
         case 2: {
             const uint32_t rank = reader_.ReadCompressedU32(firstContext + 3);
             index = rank < local.size() ? local[rank] : kNone;
             break;
         }
-        case 3:
-            index = reader_.ReadCompressedU32(firstContext + 4);
-            break;
+        case 3: index = reader_.ReadCompressedU32(firstContext + 4); break;
         default:
             if (unknownTypeIsGlobal) {
                 Logger::Log(LogLevel::Error, "Invalid diffuseChangeType");
@@ -514,8 +503,7 @@ bool UpdateDecoder::ReadMoveAttribute(uint32_t firstContext, uint32_t newCount,
     return true;
 }
 
-bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
-                                  uint32_t newTexCoords) {
+bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uint32_t newTexCoords) {
     const auto& descriptions = declaration_.shadingDescriptions;
     for (uint32_t faceIndex : moveFaces_) {
         const FaceCorners& face = data_.faceCorners[faceIndex];
@@ -527,24 +515,21 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
         const ShadingDescription& shading = descriptions[face.shadingId];
         uint32_t index = 0;
         if (shading.HasDiffuse() && reader_.ReadCompressedU8(Ctx::DiffuseMove) == 1) {
-            if (!ReadMoveAttribute(Ctx::DiffuseMove, newDiffuse, SplitDiffuse(),
-                                   data_.diffuseColors.size(), true, index,
-                                   "Invalid diffuse color index in move face"))
+            if (!ReadMoveAttribute(Ctx::DiffuseMove, newDiffuse, SplitDiffuse(), data_.diffuseColors.size(), true,
+                                   index, "Invalid diffuse color index in move face"))
                 return false;
             Pending(faceIndex).Set(Field::Diffuse + corner, index);
         }
         if (shading.HasSpecular() && reader_.ReadCompressedU8(Ctx::SpecularMove) == 1) {
-            if (!ReadMoveAttribute(Ctx::SpecularMove, newSpecular, SplitSpecular(),
-                                   data_.specularColors.size(), false, index,
-                                   "Invalid specular color index in move face"))
+            if (!ReadMoveAttribute(Ctx::SpecularMove, newSpecular, SplitSpecular(), data_.specularColors.size(), false,
+                                   index, "Invalid specular color index in move face"))
                 return false;
             Pending(faceIndex).Set(Field::Specular + corner, index);
         }
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
             if (reader_.ReadCompressedU8(Ctx::TexMove) != 1) continue;
-            if (!ReadMoveAttribute(Ctx::TexMove, newTexCoords, SplitTexCoords(layer),
-                                   data_.texCoords.size(), false, index,
-                                   "Invalid texture coord index in move face"))
+            if (!ReadMoveAttribute(Ctx::TexMove, newTexCoords, SplitTexCoords(layer), data_.texCoords.size(), false,
+                                   index, "Invalid texture coord index in move face"))
                 return false;
             if (layer < AdjacencySet::kMaxQueryLayers)
                 Pending(faceIndex).Set(Field::TexCoord + layer * 3 + corner, index);
@@ -554,13 +539,12 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular,
 }
 
 bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
-    static constexpr const char* kDiffuseLocal[] = {
-        "Invalid local diffuse color index! (split pos)", "Invalid local diffuse color index! (new pos)",
-        "Invalid local diffuse color index! (third pos)"};
-    static constexpr const char* kSpecularLocal[] = {
-        "Invalid local specular color index! (split pos)",
-        "Invalid local specular color index! (new pos)",
-        "Invalid local specular color index! (third pos)"};
+    static constexpr const char* kDiffuseLocal[] = {"Invalid local diffuse color index! (split pos)",
+                                                    "Invalid local diffuse color index! (new pos)",
+                                                    "Invalid local diffuse color index! (third pos)"};
+    static constexpr const char* kSpecularLocal[] = {"Invalid local specular color index! (split pos)",
+                                                     "Invalid local specular color index! (new pos)",
+                                                     "Invalid local specular color index! (third pos)"};
     static constexpr const char* kTexLocal[] = {"Invalid local tex coord index! (split pos)",
                                                 "Invalid local tex coord index! (new pos)",
                                                 "Invalid local tex coord index! (third pos)"};
@@ -572,31 +556,27 @@ bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
         // Corners of the split, new and third position (a degenerate face may repeat one).
         std::array<int, 3> corners{};
         corners[1] = face.CornerOf(r_);
-        corners[0] = face.positions[(corners[1] + 1) % 3] == s_ ? (corners[1] + 1) % 3
-                                                                 : (corners[1] + 2) % 3;
+        corners[0] = face.positions[(corners[1] + 1) % 3] == s_ ? (corners[1] + 1) % 3 : (corners[1] + 2) % 3;
         corners[2] = 3 - corners[0] - corners[1];
         const uint32_t third = face.positions[corners[2]];
         if (face.shadingId >= descriptions.size()) return FailFor("Invalid shading ID in new face");
         const ShadingDescription& shading = descriptions[face.shadingId];
         if (shading.HasDiffuse() &&
-            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType,
-                            Ctx::NewCornerColorLocal, Ctx::NewCornerColorGlobal, SplitDiffuse(),
-                            data_.diffuseColors.size(), data_.lastDiffuse, corners, third, 0, 0,
-                            face.diffuse, kDiffuseLocal))
+            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
+                            Ctx::NewCornerColorGlobal, SplitDiffuse(), data_.diffuseColors.size(), data_.lastDiffuse,
+                            corners, third, 0, 0, face.diffuse, kDiffuseLocal))
             return false;
         if (shading.HasSpecular() &&
-            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType,
-                            Ctx::NewCornerColorLocal, Ctx::NewCornerColorGlobal, SplitSpecular(),
-                            data_.specularColors.size(), data_.lastSpecular, corners, third, 1, 0,
-                            face.specular, kSpecularLocal))
+            !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
+                            Ctx::NewCornerColorGlobal, SplitSpecular(), data_.specularColors.size(), data_.lastSpecular,
+                            corners, third, 1, 0, face.specular, kSpecularLocal))
             return false;
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
             std::array<uint32_t, 3> scratch{};
             auto& out = layer < ShadingDescription::kMaxLayers ? face.texCoords[layer] : scratch;
-            if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType,
-                                Ctx::NewCornerTexLocal, Ctx::NewCornerTexGlobal,
-                                SplitTexCoords(layer), data_.texCoords.size(), data_.lastTexCoord,
-                                corners, third, 2, layer, out, kTexLocal))
+            if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType, Ctx::NewCornerTexLocal,
+                                Ctx::NewCornerTexGlobal, SplitTexCoords(layer), data_.texCoords.size(),
+                                data_.lastTexCoord, corners, third, 2, layer, out, kTexLocal))
                 return false;
         }
     }
@@ -606,12 +586,11 @@ bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
 // The three corners of a new face, in the order split, new, third: each either repeats the
 // index last used at that corner or reads a local index (into the split position's set, or
 // the third position's for the third corner) or a global one.
-bool UpdateDecoder::ReadNewCorners(uint32_t flagsContext, uint32_t typeContext,
-                                   uint32_t localContext, uint32_t globalContext,
-                                   const IndexSet& splitSet, size_t arraySize,
-                                   std::array<uint32_t, 3>& last, const std::array<int, 3>& corners,
-                                   uint32_t third, int kind, uint32_t layer,
-                                   std::array<uint32_t, 3>& out, const char* const* invalidLocal) {
+bool UpdateDecoder::ReadNewCorners(uint32_t flagsContext, uint32_t typeContext, uint32_t localContext,
+                                   uint32_t globalContext, const IndexSet& splitSet, size_t arraySize,
+                                   std::array<uint32_t, 3>& last, const std::array<int, 3>& corners, uint32_t third,
+                                   int kind, uint32_t layer, std::array<uint32_t, 3>& out,
+                                   const char* const* invalidLocal) {
     const uint8_t flags = reader_.ReadCompressedU8(flagsContext);
     for (int k = 0; k < 3; ++k) {
         uint32_t index = last[k];
@@ -624,8 +603,7 @@ bool UpdateDecoder::ReadNewCorners(uint32_t flagsContext, uint32_t typeContext,
                                     : kind == 1 ? adjacency_.GetSpecularColorSet(third, scratchSet_)
                                                 : adjacency_.GetTexCoordSet(layer, third, scratchSet_);
                     if (!ok) scratchSet_.clear();
-                    if (!Charge(scratchSet_.size() + 1))
-                        return FailIn("Update exceeds the work its block can carry");
+                    if (!Charge(scratchSet_.size() + 1)) return FailIn("Update exceeds the work its block can carry");
                     set = &scratchSet_;
                 }
                 const uint32_t rank = reader_.ReadCompressedU32(localContext);
@@ -663,8 +641,8 @@ bool UpdateDecoder::ReadNewPosition() {
     // Before the first position exists the split position is a virtual one at the origin.
     Vec3f position = s_ < data_.positions.size() ? data_.positions[s_] : Vec3f{0, 0, 0};
     for (int k = 0; k < 3; ++k) {
-        const float delta = static_cast<float>(reader_.ReadCompressedU32(contexts[k])) *
-                            declaration_.inverseQuantPosition;
+        const float delta =
+            static_cast<float>(reader_.ReadCompressedU32(contexts[k])) * declaration_.inverseQuantPosition;
         position[k] += (sign >> k) & 1 ? -delta : delta;
     }
     data_.positions.push_back(position);
@@ -740,8 +718,7 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         size_t size() const { return items.size(); }
     } const faces{stored};
     const uint32_t count = reader_.ReadCompressedU32(Ctx::NormalCount);
-    if (count > 2 * faces.size() + 16 || count > attributesLeft_ ||
-        !Charge(uint64_t(faces.size() + 1) * (count + 2)))
+    if (count > 2 * faces.size() + 16 || count > attributesLeft_ || !Charge(uint64_t(faces.size() + 1) * (count + 2)))
         return FailFor("Invalid normal count");
     attributesLeft_ -= count;
 
@@ -898,11 +875,16 @@ void UpdateDecoder::ApplyPending() {
         for (uint32_t marks = change.marks; marks != 0; marks &= marks - 1) {
             const uint32_t field = static_cast<uint32_t>(__builtin_ctz(marks));
             const uint32_t value = change.values[field];
-            if (field < Field::Normal) data_.SetFacePosition(change.face, static_cast<int>(field), value);
-            else if (field < Field::Diffuse) face.normals[field - Field::Normal] = value;
-            else if (field < Field::Specular) face.diffuse[field - Field::Diffuse] = value;
-            else if (field < Field::TexCoord) face.specular[field - Field::Specular] = value;
-            else face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
+            if (field < Field::Normal)
+                data_.SetFacePosition(change.face, static_cast<int>(field), value);
+            else if (field < Field::Diffuse)
+                face.normals[field - Field::Normal] = value;
+            else if (field < Field::Specular)
+                face.diffuse[field - Field::Diffuse] = value;
+            else if (field < Field::TexCoord)
+                face.specular[field - Field::Specular] = value;
+            else
+                face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
         pendingSlot_[change.face] = kNone;
     }
@@ -932,8 +914,7 @@ const IndexSet& UpdateDecoder::SplitTexCoords(uint32_t layer) {
         return scratchSet_;
     }
     if (!(haveSplitTexCoords_ & (1u << layer))) {
-        if (!adjacency_.GetTexCoordSet(layer, s_, splitTexCoords_[layer]))
-            splitTexCoords_[layer].clear();
+        if (!adjacency_.GetTexCoordSet(layer, s_, splitTexCoords_[layer])) splitTexCoords_[layer].clear();
         haveSplitTexCoords_ |= 1u << layer;
     }
     return splitTexCoords_[layer];
@@ -941,8 +922,7 @@ const IndexSet& UpdateDecoder::SplitTexCoords(uint32_t layer) {
 
 }  // namespace
 
-bool CLODProgressiveMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader,
-                                                           AuthorMesh& mesh) {
+bool CLODProgressiveMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, AuthorMesh& mesh) {
     auto* declaration = mesh.DeclarationAs<CLODMeshData>();
     auto* continuation = mesh.ContinuationAs<CLODMeshContinuationData>();
     if (!declaration || !continuation || !mesh.adjacencySet.IsInitialized()) {

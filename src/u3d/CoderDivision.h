@@ -18,8 +18,8 @@ namespace Velmora::U3D {
 
 class CoderDivision {
 public:
-    static constexpr uint32_t kMaxDivisor = 16383;        // largest total of any context
-    static constexpr uint32_t kDividendBits = 30;         // dividends are below 2^30
+    static constexpr uint32_t kMaxDivisor = 16383;  // largest total of any context
+    static constexpr uint32_t kDividendBits = 30;   // dividends are below 2^30
 
     // floor(n / d) for 1 <= d <= kMaxDivisor and n < 2^30.
     static uint32_t Divide(uint32_t n, uint32_t d) {

@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 ContextManager::ContextManager() {
     if (!Grow(kInitialSymbols)) {

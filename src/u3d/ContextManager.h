@@ -73,8 +73,10 @@ public:
 
     void AddSymbol(uint32_t symbol) {
         // Common case: the symbol has a slot and the total is below the halving limit.
-        if (symbol < symbolCount_ && symbol < kMaxSymbol && total_ < kElephant) Increment(symbol);
-        else AddSymbolSlow(symbol);
+        if (symbol < symbolCount_ && symbol < kMaxSymbol && total_ < kElephant)
+            Increment(symbol);
+        else
+            AddSymbolSlow(symbol);
     }
 
 private:
@@ -96,8 +98,8 @@ private:
 
     uint32_t symbolCount_ = 0;
     uint32_t total_ = 0;
-    uint32_t treeSize_ = 0;  // tree_ covers symbols 0 .. treeSize_ - 1 (a power of two)
-    uint32_t highest_ = 0;   // no symbol above it has ever had a count
+    uint32_t treeSize_ = 0;              // tree_ covers symbols 0 .. treeSize_ - 1 (a power of two)
+    uint32_t highest_ = 0;               // no symbol above it has ever had a count
     std::vector<uint16_t> frequencies_;  // treeSize entries; those from symbolCount on stay 0
     std::vector<uint16_t> tree_;         // treeSize + 1 entries, 1-based
 };

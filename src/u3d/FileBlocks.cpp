@@ -10,8 +10,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool FileHeader::Read(BitStreamReader& reader) {
     versionA = reader.ReadI16();
@@ -93,9 +93,9 @@ bool NewObjectType::Read(BitStreamReader& reader) {
         if (ok) reader.ReadString(extensionInfo);
     }
     static const uint8_t kId4[8] = {0xB2, 0xDF, 0x2A, 0x31, 0xB5, 0x56, 0x93, 0x40};
-    const bool accepted = ok && name == "RHAdobeMeshResource" && id1 == 0x96A804A6 && id2 == 0x3FB9 &&
-                          id3 == 0x43C5 && std::equal(id4, id4 + 8, kId4) &&
-                          vendorName == "Right Hemisphere Adobe Systems" && extensionInfo == "version 1.0";
+    const bool accepted = ok && name == "RHAdobeMeshResource" && id1 == 0x96A804A6 && id2 == 0x3FB9 && id3 == 0x43C5 &&
+                          std::equal(id4, id4 + 8, kId4) && vendorName == "Right Hemisphere Adobe Systems" &&
+                          extensionInfo == "version 1.0";
     if (!accepted) {
         Logger::Log(LogLevel::Error, "Unsupported 'New Object' block type!");
         return false;

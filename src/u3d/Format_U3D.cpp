@@ -6,16 +6,16 @@
 
 #include "format/AuthoringInterrupt.h"
 #include "format/FormatManager.h"
-#include "util/SimpleProfiler.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "util/Logger.h"
+#include "util/SimpleProfiler.h"
 
 namespace Velmora::U3D {
 
 using FormatGlue::AuthoringInterrupt;
 using FormatGlue::ImportDescriptor;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using Utility::SimpleProfiler;
 
 namespace {
@@ -42,8 +42,10 @@ uint32_t Format_U3D::Load(const ImportDescriptor& descriptor) {
     std::shared_ptr<SimpleProfiler> root;
     if (descriptor.profile) {
         root.reset(new (std::nothrow) SimpleProfiler("CreateSceneGraphFromU3DFile"));
-        if (!root) Logger::Log(LogLevel::Error, "Failed to create profile - OUT OF MEMORY");
-        else root->Start();
+        if (!root)
+            Logger::Log(LogLevel::Error, "Failed to create profile - OUT OF MEMORY");
+        else
+            root->Start();
     }
     AuthoringInterrupt::Reset();
     const uint32_t scene = LoadThroughPool(descriptor, root);

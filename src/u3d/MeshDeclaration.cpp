@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool MeshDeclaration::Read(BitStreamReader& reader) {
     std::shared_ptr<AuthorMeshData> data;
@@ -43,8 +43,7 @@ bool MeshDeclaration::Read(BitStreamReader& reader) {
     return pool_.AddMesh(mesh);
 }
 
-bool MeshDeclaration::ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data,
-                                              uint32_t count) {
+bool MeshDeclaration::ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data, uint32_t count) {
     // Each description takes at least three u32 (attributes, layer count, shading id).
     if (uint64_t(count) * 96 > reader.RemainingBits()) return false;
     data.shadingDescriptions.resize(count);
@@ -57,7 +56,8 @@ bool MeshDeclaration::ReadShadingDescriptions(BitStreamReader& reader, AuthorMes
             if (layer < ShadingDescription::kMaxLayers) {
                 shading.layerDimensions[layer] = dimension;
             } else {
-                Logger::Log(LogLevel::Warning, "MeshDeclaration::ReadShadingDescriptions() for '%s' - too many texture layers",
+                Logger::Log(LogLevel::Warning,
+                            "MeshDeclaration::ReadShadingDescriptions() for '%s' - too many texture layers",
                             data.meshName.c_str());
             }
         }

@@ -38,8 +38,7 @@ protected:
 
     // `count` descriptions into data.shadingDescriptions. False only when the block is too
     // short to hold them, which is checked before anything is allocated.
-    static bool ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data,
-                                        uint32_t count);
+    static bool ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data, uint32_t count);
 };
 
 class MeshContinuation : public MeshBase {

@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -40,7 +40,8 @@ bool NodeBase::Read(BitStreamReader& reader) {
     const uint32_t parentCount = reader.ReadU32();
     // Parent entries come from the block: a count beyond what the block can hold is corrupt.
     if (parentCount > reader.RemainingBits() / kMinParentBits) {
-        Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to read node specific data for '%s'!", data->nodeName.c_str());
+        Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to read node specific data for '%s'!",
+                    data->nodeName.c_str());
         return false;
     }
     std::vector<ParentEntry> parents;
@@ -57,25 +58,30 @@ bool NodeBase::Read(BitStreamReader& reader) {
             for (int c = 0; c < 4; ++c) r[c] = reader.ReadF32();
             // Writers sometimes leave a zero row in the rotation part; mend its diagonal.
             if (row < 3 && r[0] == 0.0f && r[1] == 0.0f && r[2] == 0.0f) {
-                Logger::Log(LogLevel::Warning, "NodeBase::Read() - bad input data for parent.transform, trying to auto-correct! (Node: '%s')",
-                            data->nodeName.c_str());
+                Logger::Log(
+                    LogLevel::Warning,
+                    "NodeBase::Read() - bad input data for parent.transform, trying to auto-correct! (Node: '%s')",
+                    data->nodeName.c_str());
                 r[row] = 1.0f;
             }
         }
     }
     if (!ReadNodeSpecific(reader, *data)) {
-        Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to read node specific data for '%s'!", data->nodeName.c_str());
+        Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to read node specific data for '%s'!",
+                    data->nodeName.c_str());
         return false;
     }
     if (parents.empty()) {
-        Logger::Log(LogLevel::Warning, "Unable to create authoring node for '%s' - no parents available!", data->nodeName.c_str());
+        Logger::Log(LogLevel::Warning, "Unable to create authoring node for '%s' - no parents available!",
+                    data->nodeName.c_str());
         return true;
     }
     for (uint32_t i = 0; i < parents.size(); ++i) {
         AuthorNodeHandle node = AuthorNode::Create(parents[i].parentName, parents[i].transform, i, data);
         if (!node) {
             Logger::Log(LogLevel::Warning, "Failed to create authoring node for '%s'!", data->nodeName.c_str());
-            Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to create authoring node for '%s'!", data->nodeName.c_str());
+            Logger::Log(LogLevel::Error, "NodeBase::Read() - failed to create authoring node for '%s'!",
+                        data->nodeName.c_str());
             continue;
         }
         pool_.AddNode(node);
@@ -114,7 +120,8 @@ bool ViewNode::ReadNodeSpecific(BitStreamReader& reader, BaseNodeData& base) {
     if (projection == 2) {
         data.orthoHeight = reader.ReadF32();
     } else if (projection == 4 || projection == 6) {
-        Logger::Log(LogLevel::Warning, "ViewNode %s is using unsupported %s", data.nodeName.c_str(), kProjectionNames[projection / 2]);
+        Logger::Log(LogLevel::Warning, "ViewNode %s is using unsupported %s", data.nodeName.c_str(),
+                    kProjectionNames[projection / 2]);
         for (float& v : data.projectionVector) v = reader.ReadF32();
     } else {
         data.fieldOfView = reader.ReadF32();

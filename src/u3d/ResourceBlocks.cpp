@@ -10,8 +10,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 bool LightResource::Read(BitStreamReader& reader) {
     const std::string name = reader.ReadString();
@@ -32,7 +32,8 @@ bool LightResource::Read(BitStreamReader& reader) {
     }
     const float intensity = reader.ReadF32();
     if (intensity != 1.0f)
-        Logger::Log(LogLevel::Warning, "Light intensity for light '%s' (%.3f) IGNORED - check effect", name.c_str(), double(intensity));
+        Logger::Log(LogLevel::Warning, "Light intensity for light '%s' (%.3f) IGNORED - check effect", name.c_str(),
+                    double(intensity));
     if (type == 0) {
         std::array<float, 4> color = light.diffuse;
         color[3] = LightData{}.ambient[3];
@@ -56,7 +57,8 @@ bool MaterialResource::Read(BitStreamReader& reader) {
     const float reflectivity = reader.ReadF32();
     const float opacity = reader.ReadF32();
     // std::clamp keeps a NaN, which the renderer would take badly: treat it as 0.
-    material.reflectivity = (attributes & 0x10) && reflectivity == reflectivity ? std::clamp(reflectivity, 0.0f, 1.0f) : 0.0f;
+    material.reflectivity =
+        (attributes & 0x10) && reflectivity == reflectivity ? std::clamp(reflectivity, 0.0f, 1.0f) : 0.0f;
     material.opacity = (attributes & 0x20) ? opacity : 1.0f;
     pool_.AddMaterial(name, material);
     return true;
@@ -92,7 +94,8 @@ bool LitTextureShader::Read(BitStreamReader& reader) {
         layer.repeat = reader.ReadU8();
     }
     if (!pool_.AddShader(shader))
-        Logger::Log(LogLevel::Error, "Failed to add shader '%s' to shader pool -> will not be available!", shader->name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to add shader '%s' to shader pool -> will not be available!",
+                    shader->name.c_str());
     return true;
 }
 

@@ -9,8 +9,8 @@ namespace Velmora::U3D {
 using Rendering::ShaderDescription;
 namespace Flags = Rendering::ShaderFlags;
 namespace VA = Rendering::VertexAttribute;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 constexpr uint32_t kGLNever = 0x610;
@@ -29,7 +29,8 @@ uint32_t BlendModeFromColorBlendFunction(uint32_t function) {
         case kColorBlendAlpha: return Rendering::BlendMode::Alpha;
         case kColorBlendInverseAlpha: return Rendering::BlendMode::InverseAlpha;
         default:
-            Logger::Log(LogLevel::Error, "BlendModeFromColorBlendFunction - invalid input, falling back to BlendMode_Alpha_Blend");
+            Logger::Log(LogLevel::Error,
+                        "BlendModeFromColorBlendFunction - invalid input, falling back to BlendMode_Alpha_Blend");
             return Rendering::BlendMode::Alpha;
     }
 }
@@ -37,7 +38,8 @@ uint32_t BlendModeFromColorBlendFunction(uint32_t function) {
 uint32_t AlphaBlendModeFromAlphaBlendFunction(uint32_t function) {
     if (function >= kGLNever && function < kGLAlways) return function - kGLNever + 1;
     if (function != kGLAlways)
-        Logger::Log(LogLevel::Error, "AlphaBlendModeFromAlphaBlendFunction - invalid input, falling back to AlphaTestFunc_Always");
+        Logger::Log(LogLevel::Error,
+                    "AlphaBlendModeFromAlphaBlendFunction - invalid input, falling back to AlphaTestFunc_Always");
     return 0;
 }
 
@@ -76,8 +78,9 @@ GroupShading MakeGroupShading(uint32_t vertexAttributes, const AuthorShader* sha
     uint32_t layers = shader->layerCount;
     if (layers > shader->layers.size()) layers = uint32_t(shader->layers.size());
     if (meshLayers != shader->layerCount) {
-        Logger::LogF(LogLevel::Warning, "Mismatching number of available vertex coordinates and active textures for Mesh '{:s}' with "
-                        "Shader '{:s}'",
+        Logger::LogF(LogLevel::Warning,
+                     "Mismatching number of available vertex coordinates and active textures for Mesh '{:s}' with "
+                     "Shader '{:s}'",
                      meshName, shader->name);
         if (meshLayers < layers) layers = meshLayers;
     }

@@ -29,7 +29,7 @@ uint32_t GetBlendFunction(uint32_t blendFunction);
 
 struct GroupShading {
     Rendering::ShaderDescription description;
-    std::string materialName;  // empty: the default material
+    std::string materialName;                                            // empty: the default material
     std::array<std::string, Rendering::kMaxTextureLayers> textureNames;  // per used layer
     bool transparent = false;
 };

@@ -8,8 +8,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 // An image description takes at least 8 bytes (two u8, one u16 and one u32).
@@ -29,13 +29,14 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
     const uint32_t imageCount = reader.ReadU32();
     const char* name = texture->name.c_str();
     if (texture->width == 0 || texture->height == 0) {
-        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid dimensions (%ux%u) -> IGNORED", name, texture->width,
-                    texture->height);
+        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid dimensions (%ux%u) -> IGNORED", name,
+                    texture->width, texture->height);
         return true;
     }
     const uint8_t type = texture->imageType;
     if (type != 1 && type != 14 && type != 15 && type != 16 && type != 17) {
-        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid image type (%u) -> IGNORED", name, uint32_t(type));
+        Logger::Log(LogLevel::Error, "TextureDeclaration '%s' with invalid image type (%u) -> IGNORED", name,
+                    uint32_t(type));
         return true;
     }
     if (imageCount == 0) {
@@ -56,7 +57,8 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
             if (image.External()) {
                 const uint32_t urlCount = reader.ReadU32();
                 if (urlCount > reader.RemainingBits() / 16) {
-                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!", name);
+                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!",
+                                name);
                     return true;
                 }
                 image.urls.resize(urlCount);
@@ -64,7 +66,8 @@ bool TextureDeclaration::Read(BitStreamReader& reader) {
             } else {
                 image.byteCount = reader.ReadU32();
                 if (image.byteCount == 0) {
-                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!", name);
+                    Logger::Log(LogLevel::Error, "Texture '%s' with invalid byte count -> will not be available!",
+                                name);
                     return true;
                 }
             }
@@ -83,16 +86,19 @@ bool TextureContinuation::Read(BitStreamReader& reader) {
     const uint32_t index = reader.ReadU32();
     std::shared_ptr<AuthorTexture> texture = pool_.FindTexture(name);
     if (!texture) {
-        if (!name.empty()) Logger::Log(LogLevel::Error, "TextureContinuation unable to find AuthorTexture '%s'", name.c_str());
+        if (!name.empty())
+            Logger::Log(LogLevel::Error, "TextureContinuation unable to find AuthorTexture '%s'", name.c_str());
         return true;
     }
     if (index >= texture->continuations.size()) {
-        Logger::Log(LogLevel::Error, "TextureContinuation for AuthorTexture '%s' with invalid continuationIndex (%u, max: %u)",
+        Logger::Log(LogLevel::Error,
+                    "TextureContinuation for AuthorTexture '%s' with invalid continuationIndex (%u, max: %u)",
                     name.c_str(), index, static_cast<uint32_t>(texture->continuations.size()));
         return true;
     }
     if (index >= texture->rawImages.size()) {
-        Logger::Log(LogLevel::Error, "TextureContinuation for AuthorTexture '%s' cannot find RawTexture continuation", name.c_str());
+        Logger::Log(LogLevel::Error, "TextureContinuation for AuthorTexture '%s' cannot find RawTexture continuation",
+                    name.c_str());
         return true;
     }
     const TextureImageDescription& description = texture->continuations[index];

@@ -11,8 +11,8 @@ namespace Velmora::U3D {
 using Rendering::Texture;
 using Rendering::TextureCreationInfo;
 using Rendering::TextureData;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -22,11 +22,13 @@ bool ImageInfo(const AuthorTexture& texture, uint32_t index, const char* caller,
     const TextureImageDescription& description = texture.continuations[index];
     const RawTextureImage& raw = texture.rawImages[index];
     if (description.External()) {
-        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: External images not supported! (Texture: '{:s}')", caller, texture.name);
+        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: External images not supported! (Texture: '{:s}')", caller,
+                     texture.name);
         return false;
     }
     if (raw.bytes.size() < description.byteCount || raw.bytes.empty()) {
-        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: TextureContinuation '{:s}' NOT FINISHED", caller, texture.name);
+        Logger::LogF(LogLevel::Error, "AuthorTexture::{:s}: TextureContinuation '{:s}' NOT FINISHED", caller,
+                     texture.name);
         return false;
     }
     info.format = DecoderForCompression(description.compressionType);
@@ -49,7 +51,8 @@ std::shared_ptr<Texture> CreateFromContinuation(const AuthorTexture& texture, ui
     if (!ImageInfo(texture, index, "CreateFromContinuation", info)) return nullptr;
     std::shared_ptr<Texture> result = Texture::CreateFromImageData(info);
     if (!result)
-        Logger::LogF(LogLevel::Error, "AuthorTexture::CreateFromContinuation: Failed in Texture::CreateFromImageData() for '{:s}'!",
+        Logger::LogF(LogLevel::Error,
+                     "AuthorTexture::CreateFromContinuation: Failed in Texture::CreateFromImageData() for '{:s}'!",
                      texture.name);
     return result;
 }
@@ -95,12 +98,14 @@ std::shared_ptr<Texture> CreateRenderableTexture(const AuthorTexture& texture) {
         return nullptr;
     }
     if (images != texture.rawImages.size()) {
-        Logger::Log(LogLevel::Error, "CreateRenderableTexture: Discrepancy between number of continuation images and raw images!");
+        Logger::Log(LogLevel::Error,
+                    "CreateRenderableTexture: Discrepancy between number of continuation images and raw images!");
         return nullptr;
     }
     if (images == 1) return CreateFromContinuation(texture, 0);
     if (images == 2) return BlendFromContinuation(texture, 0, 1);
-    Logger::LogF(LogLevel::Error, "CreateRenderableTexture: Texture '{:s}' contains {:d} continuation images! NOT SUPPORTED",
+    Logger::LogF(LogLevel::Error,
+                 "CreateRenderableTexture: Texture '{:s}' contains {:d} continuation images! NOT SUPPORTED",
                  texture.name, images);
     return nullptr;
 }

@@ -11,8 +11,8 @@
 
 namespace Velmora::U3D {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -112,8 +112,8 @@ bool U3DFile::ExtractDataBlocks(const uint8_t* data, uint64_t size) {
             return false;
         }
         if (Logger::Passes(LogLevel::ExtraVerbose))
-            Logger::Log(LogLevel::ExtraVerbose, "U3DFile read datablock: %s (%08x), dataSize: %u, metaSize: %u", block->name.c_str(),
-                        block->blockType, block->dataSize, block->metaSize);
+            Logger::Log(LogLevel::ExtraVerbose, "U3DFile read datablock: %s (%08x), dataSize: %u, metaSize: %u",
+                        block->name.c_str(), block->blockType, block->dataSize, block->metaSize);
         if (consumed >= bytesLeft) {
             Logger::Log(LogLevel::Verbose, "Finished reading DataBlocks, data used up (overshoot: %u)",
                         static_cast<uint32_t>(consumed - bytesLeft));

@@ -4,7 +4,6 @@
 #include <charconv>
 
 #include "format/PDFHelper.h"
-#include "util/SceneParameters.h"
 #include "rendering/CameraController.h"
 #include "rendering/LightingSchemeManager.h"
 #include "rendering/MathUtil.h"
@@ -12,13 +11,14 @@
 #include "rendering/SceneGraph.h"
 #include "rendering/SceneManager.h"
 #include "util/Logger.h"
+#include "util/SceneParameters.h"
 
 namespace Velmora::U3D {
 
 using FormatGlue::DictionaryValue;
 using FormatGlue::PDFHelper;
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 using Tag = DictionaryValue::Tag;
 
 namespace {
@@ -109,7 +109,8 @@ void CheckNodeArray(const Dictionary& dictionary) {
 bool U3DSceneDescription::Create(const Dictionary& dictionary) {
     if (dictionary.Empty()) return false;
     if (Logger::Passes(LogLevel::ExtraVerbose)) {
-        Logger::Log(LogLevel::ExtraVerbose, "Creating scene description from %s", PDFHelper::PrintDictionary(dictionary, "").c_str());
+        Logger::Log(LogLevel::ExtraVerbose, "Creating scene description from %s",
+                    PDFHelper::PrintDictionary(dictionary, "").c_str());
     }
     if (!ReadNameAndViewport(dictionary)) return false;
     ReadBackground(dictionary);
@@ -216,10 +217,14 @@ void U3DSceneDescription::ReadProjection(const Dictionary& dictionary) {
 void U3DSceneDescription::ReadProjectionScaling(const std::string& text) {
     if (!text.empty() && text[0] == '/') {
         const std::string mode = text.substr(1);
-        if (mode == "W") projectionScaling = Width;
-        else if (mode == "H") projectionScaling = Height;
-        else if (mode == "Min") projectionScaling = Min;
-        else if (mode == "Max") projectionScaling = Max;
+        if (mode == "W")
+            projectionScaling = Width;
+        else if (mode == "H")
+            projectionScaling = Height;
+        else if (mode == "Min")
+            projectionScaling = Min;
+        else if (mode == "Max")
+            projectionScaling = Max;
         return;
     }
     projectionScaling = Number;
@@ -292,7 +297,8 @@ bool ScaleFieldOfView(U3DSceneDescription::ProjectionScaling mode, float number,
             if (height < width) result = fitWidth();
             break;
         default:
-            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Invalid viewport scaling radius (PS value)");
+            Logger::Log(LogLevel::Error,
+                        "U3DSceneDescription::ApplyToScene: Invalid viewport scaling radius (PS value)");
             return false;
     }
     if (result > 0.0f) *fov = result;
@@ -338,7 +344,8 @@ bool U3DSceneDescription::StartCamera(const Rendering::SceneGraph& scene, bool a
         auto it = sceneCameras.find(viewNode);
         if (it == sceneCameras.end()) {
             Logger::Log(LogLevel::Warning, "Cannot find camera info for '%s'", viewNode.c_str());
-            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Cannot find view node '%s'", viewNode.c_str());
+            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Cannot find view node '%s'",
+                        viewNode.c_str());
             return false;
         }
         camera = it->second;
@@ -346,7 +353,9 @@ bool U3DSceneDescription::StartCamera(const Rendering::SceneGraph& scene, bool a
     } else if (hasMatrix) {
         name = viewName.empty() ? "__GeneratedCamera" : viewName;
     } else {
-        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Cannot find view node name, and also not using explicit matrix");
+        Logger::Log(
+            LogLevel::Error,
+            "U3DSceneDescription::ApplyToScene: Cannot find view node name, and also not using explicit matrix");
         return false;
     }
     const bool isDefault = name == Rendering::kDefaultCameraName;
@@ -380,7 +389,8 @@ void U3DSceneDescription::ApplyClipping(const Rendering::SceneGraph& scene, Rend
     const Rendering::SceneBoundingBox& box = scene.GetBoundingBox();
     const float radius = box.valid ? M::Length(M::Sub(box.max, box.min)) * 0.5f : 0.0f;
     if (!(radius > 0.0f)) {
-        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Cannot get valid default clipping distances for camera");
+        Logger::Log(LogLevel::Warning,
+                    "U3DSceneDescription::ApplyToScene: Cannot get valid default clipping distances for camera");
         return;
     }
     camera.farClip = radius * kFarClipRadii;
@@ -418,15 +428,19 @@ bool U3DSceneDescription::InstallCamera(Rendering::SceneGraph& scene, Rendering:
                                         const Rendering::CameraInfo& camera) {
     if (camera.isDefault) {
         if (!controller.EditCamera(camera)) {
-            Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to edit default view from provided camera parameters!");
+            Logger::Log(
+                LogLevel::Error,
+                "U3DSceneDescription::ApplyToScene: Failed to edit default view from provided camera parameters!");
             return false;
         }
     } else if (!scene.AddCamera(camera) || !controller.AddCamera(camera)) {
-        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to create view from provided camera parameters!");
+        Logger::Log(LogLevel::Error,
+                    "U3DSceneDescription::ApplyToScene: Failed to create view from provided camera parameters!");
         return false;
     }
     if (!controller.ActivateCamera(camera.name)) {
-        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to activate camera '%s'!", camera.name.c_str());
+        Logger::Log(LogLevel::Error, "U3DSceneDescription::ApplyToScene: Failed to activate camera '%s'!",
+                    camera.name.c_str());
         return false;
     }
     return true;
@@ -437,7 +451,8 @@ bool U3DSceneDescription::ApplyLightingScheme(Rendering::LightingSchemeManager& 
     using Rendering::LightingScheme::CAD;
     std::string scheme = lightingScheme;
     if (scheme.empty()) {
-        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: No Lighting Scheme specified, falling back to default");
+        Logger::Log(LogLevel::Warning,
+                    "U3DSceneDescription::ApplyToScene: No Lighting Scheme specified, falling back to default");
         if (schemes.ActivateScheme(Artwork)) {
             scheme = "Artwork";
         } else if (schemes.ActivateScheme(CAD)) {
@@ -449,13 +464,15 @@ bool U3DSceneDescription::ApplyLightingScheme(Rendering::LightingSchemeManager& 
     }
     uint32_t id = Rendering::LightingSchemeManager::GetLightingSchemeFromName(scheme);
     if (id >= Rendering::LightingScheme::Count) {
-        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
+        Logger::Log(LogLevel::Warning,
+                    "U3DSceneDescription::ApplyToScene: Invalid Lighting Scheme specified, falling back to default");
         id = CAD;
     }
     if (!schemes.ActivateScheme(id) && id != CAD) {
         // The document brought no lights to restore (or the scheme failed): a picture lit by
         // the default scheme beats an unlit silhouette.
-        Logger::Log(LogLevel::Warning, "U3DSceneDescription::ApplyToScene: Cannot activate lighting scheme '%s', falling back to default",
+        Logger::Log(LogLevel::Warning,
+                    "U3DSceneDescription::ApplyToScene: Cannot activate lighting scheme '%s', falling back to default",
                     scheme.c_str());
         schemes.ActivateScheme(CAD);
     }
@@ -509,8 +526,9 @@ void InsertBackground(const Utility::ViewParameters& params, Dictionary* out) {
 void InsertLightingScheme(const Utility::ViewParameters& params, Dictionary* out) {
     Dictionary lighting;
     lighting.Insert("Type", NameValue("3DLightingScheme"));
-    const uint32_t scheme =
-        params.lightingScheme <= Rendering::LightingScheme::Headlamp ? params.lightingScheme : Rendering::LightingScheme::None;
+    const uint32_t scheme = params.lightingScheme <= Rendering::LightingScheme::Headlamp
+                                ? params.lightingScheme
+                                : Rendering::LightingScheme::None;
     std::string schemeName;
     Rendering::LightingSchemeManager::GetLightingSchemeName(scheme, schemeName);
     lighting.Insert("Subtype", NameValue(schemeName));
@@ -537,7 +555,8 @@ bool InsertProjection(const Utility::ViewParameters& params, Dictionary* out) {
             case kScaleToMax: ps.text = "/Max"; break;
             case kScaleToNumber: ps.text = fmt::format("{:.9g}", params.projectionScalingValue); break;
             default:
-                Logger::Log(LogLevel::Error, "CreateDictionaryFromViewParams FAILED - invalid projection scaling setting!");
+                Logger::Log(LogLevel::Error,
+                            "CreateDictionaryFromViewParams FAILED - invalid projection scaling setting!");
                 return false;
         }
         projection.Insert("PS", ps);
@@ -561,7 +580,8 @@ void InsertCameraSource(const Utility::ViewParameters& params, Dictionary* out) 
         DictionaryValue matrix;
         matrix.tag = Tag::Matrix;
         for (int row = 0; row < 4; ++row) {
-            for (int column = 0; column < 3; ++column) matrix.numbers[row * 4 + column] = params.cameraToWorld[row * 3 + column];
+            for (int column = 0; column < 3; ++column)
+                matrix.numbers[row * 4 + column] = params.cameraToWorld[row * 3 + column];
             matrix.numbers[row * 4 + 3] = row == 3 ? 1.0f : 0.0f;
         }
         out->Insert("C2W", matrix);

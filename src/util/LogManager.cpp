@@ -111,8 +111,10 @@ LogManager::Hook LogManager::SetLoggingHook(void* userData, Hook hook) {
             hook_ = nullptr;
             hookUserData_ = nullptr;
         }
-        if (loggingToDefault_.load() && debugStream_) Logger::Instance().SetStream(debugStream_);
-        else Logger::Instance().SetStream(hookStream_);
+        if (loggingToDefault_.load() && debugStream_)
+            Logger::Instance().SetStream(debugStream_);
+        else
+            Logger::Instance().SetStream(hookStream_);
     }
     return old;
 }

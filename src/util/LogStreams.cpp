@@ -91,8 +91,8 @@ void DebuggingLogStream::Stop() {
 void DebuggingLogStream::ThreadMain() {
     if (bodyEntered_.exchange(true)) return;
     if (!path_.empty()) {
-        const uint32_t flags = append_ ? (SimpleFile::Text | SimpleFile::Append)
-                                       : (SimpleFile::Text | SimpleFile::Write);
+        const uint32_t flags =
+            append_ ? (SimpleFile::Text | SimpleFile::Append) : (SimpleFile::Text | SimpleFile::Write);
         file_ = SimpleFile::Open(path_, flags);
         if (file_) {
             file_->Put("Session Start (" + FormatLogTime(std::time(nullptr)) + ")\n");

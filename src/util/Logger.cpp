@@ -33,9 +33,7 @@ void Logger::SetStream(std::shared_ptr<LogStream> stream) {
     hasStream_.store(has, std::memory_order_release);
 }
 
-std::shared_ptr<LogStream> Logger::Stream() const {
-    return std::atomic_load(&stream_);
-}
+std::shared_ptr<LogStream> Logger::Stream() const { return std::atomic_load(&stream_); }
 
 bool Logger::Passes(LogLevel level) {
     Logger& self = Instance();

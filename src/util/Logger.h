@@ -69,7 +69,7 @@ private:
     std::atomic<int32_t> maxLevel_{2};
     std::atomic<bool> hasStream_{false};  // lets a message with no stream return without the
                                           // shared_ptr load (which takes a spin lock)
-    std::shared_ptr<LogStream> stream_;  // swapped with the atomic shared_ptr free functions
+    std::shared_ptr<LogStream> stream_;   // swapped with the atomic shared_ptr free functions
 };
 
 }  // namespace Velmora::Utility

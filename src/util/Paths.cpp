@@ -43,8 +43,7 @@ bool IsRegular(const std::string& path) {
         return fs::is_regular_file(ToPath(path));
     } catch (const std::exception& e) {
         Logger::Log(LogLevel::Error, "IsRegular - exception %s", e.what());
-    } catch (...) {
-    }
+    } catch (...) {}
     return false;
 }
 bool IsRegular(const std::u16string& path) { return IsRegular(WideToUtf8(path)); }
@@ -54,8 +53,7 @@ bool IsValidDirectory(const std::string& path) {
         return fs::is_directory(ToPath(path));
     } catch (const std::exception& e) {
         Logger::Log(LogLevel::Error, "IsValidDirectory filesystem_error: %s", e.what());
-    } catch (...) {
-    }
+    } catch (...) {}
     return false;
 }
 bool IsValidDirectory(const std::u16string& path) { return IsValidDirectory(WideToUtf8(path)); }
@@ -68,8 +66,7 @@ bool CheckCreateDirectory(const std::string& path) {
         return fs::is_directory(p);
     } catch (const std::exception& e) {
         Logger::Log(LogLevel::Error, "CheckCreateDirectory filesystem_error: %s", e.what());
-    } catch (...) {
-    }
+    } catch (...) {}
     return false;
 }
 bool CheckCreateDirectory(const std::u16string& path) { return CheckCreateDirectory(WideToUtf8(path)); }

@@ -36,8 +36,8 @@ std::string GetModulePath();
 // Names (not paths) of the regular files in `folder` that match one of the wildcard patterns
 // of `mask` ("*" and "?", case-insensitive, so that a host's mask finds the same files
 // whatever the case of their names; the mask splits at blank, tab, line feed and carriage
-// return; an empty mask matches everything). Sorted, each name once. Failures log "FindFilesInFolder - exception: %s" or
-// "FindFilesInFolder - unknown exception" and give what was found so far.
+// return; an empty mask matches everything). Sorted, each name once. Failures log "FindFilesInFolder - exception: %s"
+// or "FindFilesInFolder - unknown exception" and give what was found so far.
 std::vector<std::string> FindFilesInFolder(const std::string& folder, const std::string& mask);
 
 // Parts of a path: Stem("a/b.c.u3d") is "b.c", Extension("a/b.u3d") is ".u3d" (with the dot).

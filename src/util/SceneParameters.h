@@ -17,10 +17,10 @@ struct LoadSceneParameters {
     enum : uint32_t { ViewStringsAreText = 1u << 0 };
 
     uint32_t flags = 0;
-    std::string path;                  // only with FromFile (and FromMemory clear)
-    uint32_t sceneHandle = 0;          // only when ByHandle is the highest source bit
-    std::vector<uint8_t> data;         // only with FromMemory: exactly dataSize bytes
-    uint32_t viewStringFlags = 0;      // ViewStringsAreText, else the entries are file paths
+    std::string path;                      // only with FromFile (and FromMemory clear)
+    uint32_t sceneHandle = 0;              // only when ByHandle is the highest source bit
+    std::vector<uint8_t> data;             // only with FromMemory: exactly dataSize bytes
+    uint32_t viewStringFlags = 0;          // ViewStringsAreText, else the entries are file paths
     std::vector<std::string> viewStrings;  // empty entries dropped, no holes
     uint32_t selectedViewIndex = 0;
     uint32_t userTag = 0;

@@ -96,13 +96,16 @@ std::u16string Utf8ToWide(std::string_view text) {
         unsigned char lo = 0x80, hi = 0xBF;
         char32_t cp;
         if (b >= 0xC2 && b <= 0xDF) {
-            need = 1; cp = b & 0x1F;
+            need = 1;
+            cp = b & 0x1F;
         } else if (b >= 0xE0 && b <= 0xEF) {
-            need = 2; cp = b & 0x0F;
+            need = 2;
+            cp = b & 0x0F;
             if (b == 0xE0) lo = 0xA0;
             if (b == 0xED) hi = 0x9F;
         } else if (b >= 0xF0 && b <= 0xF4) {
-            need = 3; cp = b & 0x07;
+            need = 3;
+            cp = b & 0x07;
             if (b == 0xF0) lo = 0x90;
             if (b == 0xF4) hi = 0x8F;
         } else {
@@ -114,10 +117,16 @@ std::u16string Utf8ToWide(std::string_view text) {
         size_t j = i + 1;
         bool ok = true;
         for (size_t k = 0; k < need; ++k, ++j) {
-            if (j >= n) { ok = false; break; }
+            if (j >= n) {
+                ok = false;
+                break;
+            }
             unsigned char c = s[j];
             unsigned char cl = (k == 0) ? lo : 0x80, ch = (k == 0) ? hi : 0xBF;
-            if (c < cl || c > ch) { ok = false; break; }
+            if (c < cl || c > ch) {
+                ok = false;
+                break;
+            }
             cp = (cp << 6) | (c & 0x3F);
         }
         if (ok) {
@@ -139,8 +148,7 @@ std::u16string Utf8ToWide(const char* text) {
 
 char16_t* MakeBstr(const char16_t* text, uint32_t length) {
     constexpr uint32_t kMaxUnits =
-        (std::numeric_limits<uint32_t>::max() - sizeof(SystemStringHeader) - sizeof(char16_t)) /
-        sizeof(char16_t);
+        (std::numeric_limits<uint32_t>::max() - sizeof(SystemStringHeader) - sizeof(char16_t)) / sizeof(char16_t);
     if (length > kMaxUnits) throw std::bad_alloc();
     const size_t bytes = static_cast<size_t>(length) * sizeof(char16_t);
     void* block = std::malloc(sizeof(SystemStringHeader) + bytes + sizeof(char16_t));
@@ -164,13 +172,9 @@ char16_t* MakeBstr(std::u16string_view text) {
     return MakeBstr(text.data(), static_cast<uint32_t>(text.size()));
 }
 
-char16_t* MakeBstrFromUtf8(std::string_view text) {
-    return MakeBstr(std::u16string_view(Utf8ToWide(text)));
-}
+char16_t* MakeBstrFromUtf8(std::string_view text) { return MakeBstr(std::u16string_view(Utf8ToWide(text))); }
 
-char16_t* MakeBstrFromUtf8(const std::string& text) {
-    return MakeBstrFromUtf8(std::string_view(text));
-}
+char16_t* MakeBstrFromUtf8(const std::string& text) { return MakeBstrFromUtf8(std::string_view(text)); }
 
 char16_t* MakeBstrFromUtf8(const char* text) {
     return MakeBstrFromUtf8(text == nullptr ? std::string_view() : std::string_view(text));
@@ -186,8 +190,6 @@ uint32_t SystemStringByteLength(const char16_t* text) {
     return (reinterpret_cast<const SystemStringHeader*>(text) - 1)->byteLength;
 }
 
-uint32_t SystemStringLength(const char16_t* text) {
-    return SystemStringByteLength(text) / sizeof(char16_t);
-}
+uint32_t SystemStringLength(const char16_t* text) { return SystemStringByteLength(text) / sizeof(char16_t); }
 
 }  // namespace Velmora::Utility

@@ -44,7 +44,6 @@ public:
 
     void Invoke() override { Call(); }
 
-
 private:
     T* target_;
     M method_;
@@ -79,14 +78,13 @@ private:
 namespace detail {
 template <typename M>
 struct MemberTraits;
-#define KESTRUM_MEMBER_TRAITS(QUALIFIERS)                                 \
-    template <typename R, typename C, typename... P>                      \
-    struct MemberTraits<R (C::*)(P...) QUALIFIERS> {                      \
-        using Class = C;                                                  \
-        using Stored = std::tuple<std::remove_cvref_t<P>...>;             \
-        template <typename T>                                             \
-        using Caller = MemberFunctionCaller<T, R (C::*)(P...) QUALIFIERS, \
-                                            std::remove_cvref_t<P>...>;   \
+#define KESTRUM_MEMBER_TRAITS(QUALIFIERS)                                                             \
+    template <typename R, typename C, typename... P>                                                  \
+    struct MemberTraits<R (C::*)(P...) QUALIFIERS> {                                                  \
+        using Class = C;                                                                              \
+        using Stored = std::tuple<std::remove_cvref_t<P>...>;                                         \
+        template <typename T>                                                                         \
+        using Caller = MemberFunctionCaller<T, R (C::*)(P...) QUALIFIERS, std::remove_cvref_t<P>...>; \
     };
 KESTRUM_MEMBER_TRAITS()
 KESTRUM_MEMBER_TRAITS(const)

@@ -133,12 +133,11 @@ R ThreadManager::Call(C callable, uint32_t threadId) {
         auto ticket = std::make_shared<SyncTicket>();
         ticket->state = state;
         using Method = void (ThreadManager::*)(SyncCallable<C>&, std::shared_ptr<SyncTicket>&, R*);
-        using Caller = MemberFunctionCaller<ThreadManager, Method, SyncCallable<C>,
-                                            std::shared_ptr<SyncTicket>, R*>;
+        using Caller = MemberFunctionCaller<ThreadManager, Method, SyncCallable<C>, std::shared_ptr<SyncTicket>, R*>;
         R* resultPointer = nullptr;
         if constexpr (!std::is_void_v<R>) resultPointer = &result;
-        Caller caller(this, &ThreadManager::RunSync<C, R>, SyncCallable<C>{std::move(callable)},
-                      std::move(ticket), resultPointer);
+        Caller caller(this, &ThreadManager::RunSync<C, R>, SyncCallable<C>{std::move(callable)}, std::move(ticket),
+                      resultPointer);
         posted = Post(std::move(caller), threadId);
     }
     if (posted) state->Wait();

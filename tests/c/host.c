@@ -16,28 +16,29 @@
 static int g_passed = 0;
 static int g_failed = 0;
 
-#define CHECK(cond)                                                          \
-    do {                                                                     \
-        if (cond) {                                                          \
-            ++g_passed;                                                      \
-        } else {                                                             \
-            ++g_failed;                                                      \
+#define CHECK(cond)                                                                  \
+    do {                                                                             \
+        if (cond) {                                                                  \
+            ++g_passed;                                                              \
+        } else {                                                                     \
+            ++g_failed;                                                              \
             fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-        }                                                                    \
+        }                                                                            \
     } while (0)
 
 /* Every function, declared and resolved by name from one list. */
-#define KESTRUM_EXPORTS(X) \
-    X(StartLoggingToDefault) X(StopLoggingToDefault) X(IsLoggingToDefault) X(SetLogLevel) \
-    X(GetLogLevel) X(Log) X(SetLoggingHook) X(GetLoggingHook) X(SetCompanyName) X(GetCompanyName) \
-    X(SetApplicationName) X(GetApplicationName) X(SetupRenderer) X(ShutdownRenderer) \
-    X(GetLibraryVersion) X(LoadCaptureScene) X(UnloadCaptureScene) X(UnloadAllCaptureScenes) \
-    X(CaptureScene) X(CreateRenderProxy) X(DestroyRenderProxy) X(GetRenderProxyHwnd) X(LoadScene) \
-    X(CloseScene) X(IsSceneLoaded) X(InterruptCurrentImport) X(ActivateCamera) \
-    X(GetAvailableCameras) X(Screenshot) X(LoadViewInfoFromFile) X(LoadViewInfoFromString) \
-    X(ExportScene) X(SetProperty_Bool) X(SetProperty_Int32) X(SetProperty_Int64) \
-    X(SetProperty_Double) X(SetProperty_String) X(GetProperty_Bool) X(GetProperty_Int32) \
-    X(GetProperty_Int64) X(GetProperty_Double) X(GetProperty_String) X(FreeSystemString)
+#define KESTRUM_EXPORTS(X)                                                                                           \
+    X(StartLoggingToDefault)                                                                                         \
+    X(StopLoggingToDefault) X(IsLoggingToDefault) X(SetLogLevel) X(GetLogLevel) X(Log) X(SetLoggingHook)             \
+        X(GetLoggingHook) X(SetCompanyName) X(GetCompanyName) X(SetApplicationName) X(GetApplicationName)            \
+            X(SetupRenderer) X(ShutdownRenderer) X(GetLibraryVersion) X(LoadCaptureScene) X(UnloadCaptureScene)      \
+                X(UnloadAllCaptureScenes) X(CaptureScene) X(CreateRenderProxy) X(DestroyRenderProxy)                 \
+                    X(GetRenderProxyHwnd) X(LoadScene) X(CloseScene) X(IsSceneLoaded) X(InterruptCurrentImport)      \
+                        X(ActivateCamera) X(GetAvailableCameras) X(Screenshot) X(LoadViewInfoFromFile)               \
+                            X(LoadViewInfoFromString) X(ExportScene) X(SetProperty_Bool) X(SetProperty_Int32)        \
+                                X(SetProperty_Int64) X(SetProperty_Double) X(SetProperty_String) X(GetProperty_Bool) \
+                                    X(GetProperty_Int32) X(GetProperty_Int64) X(GetProperty_Double)                  \
+                                        X(GetProperty_String) X(FreeSystemString)
 
 static struct {
 #define DECLARE(name) KestrumFn_##name name;
@@ -47,11 +48,11 @@ static struct {
 
 static int Resolve(void* lib) {
     int missing = 0;
-#define RESOLVE(name)                                      \
-    *(void**)(&K.name) = dlsym(lib, #name);                 \
-    if (!K.name) {                                          \
-        fprintf(stderr, "missing export %s\n", #name);      \
-        ++missing;                                          \
+#define RESOLVE(name)                                  \
+    *(void**)(&K.name) = dlsym(lib, #name);            \
+    if (!K.name) {                                     \
+        fprintf(stderr, "missing export %s\n", #name); \
+        ++missing;                                     \
     }
     KESTRUM_EXPORTS(RESOLVE)
 #undef RESOLVE
@@ -135,13 +136,20 @@ static void OnLoad(LoadSceneResult* result, int success) {
 }
 
 static atomic_int g_callbackCalls;
-static void OnHandle(uint32_t handle) { (void)handle; atomic_fetch_add(&g_callbackCalls, 1); }
+static void OnHandle(uint32_t handle) {
+    (void)handle;
+    atomic_fetch_add(&g_callbackCalls, 1);
+}
 static void OnCamera(ActiveCameraInfo* info, int success) {
-    (void)info; (void)success;
+    (void)info;
+    (void)success;
     atomic_fetch_add(&g_callbackCalls, 1);
 }
 static void OnCameraList(int zero, const char* const* names, const int* lengths, uint32_t count) {
-    (void)zero; (void)names; (void)lengths; (void)count;
+    (void)zero;
+    (void)names;
+    (void)lengths;
+    (void)count;
     atomic_fetch_add(&g_callbackCalls, 1);
 }
 

@@ -21,11 +21,11 @@ protected:
 };
 
 TEST_F(PDFHelperTest, ReadsAFullViewWithNestedDictionaries) {
-    ASSERT_TRUE(Read(
-        "<< /Type /3DView /XN (Front View) /MS /M\n"
-        "/C2W [1 0 0 0 1 0 0 0 1 10 20 30]\t/CO 12.5 /3DB [0 0 640 480]\r\n"
-        "/BG << /Type /3DBG /C [0.25 0.5 0.75] >> /LS << /Type /3DLightingScheme /Subtype /CAD >>\n"
-        "/P << /Subtype /P /FOV 45 /PS /Min /CS /XNF /N 0.5 /F 900 >> /NR true >>"));
+    ASSERT_TRUE(
+        Read("<< /Type /3DView /XN (Front View) /MS /M\n"
+             "/C2W [1 0 0 0 1 0 0 0 1 10 20 30]\t/CO 12.5 /3DB [0 0 640 480]\r\n"
+             "/BG << /Type /3DBG /C [0.25 0.5 0.75] >> /LS << /Type /3DLightingScheme /Subtype /CAD >>\n"
+             "/P << /Subtype /P /FOV 45 /PS /Min /CS /XNF /N 0.5 /F 900 >> /NR true >>"));
     const DictionaryValue* xn = dict.Find("XN", DictionaryValue::String);
     ASSERT_NE(xn, nullptr);
     EXPECT_EQ(xn->text, "Front View");

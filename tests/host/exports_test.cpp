@@ -113,7 +113,8 @@ TEST_F(CaptureExports, BackgroundColourFillsWhatTheSceneDoesNotCover) {
     const Picture p = FromAnswer(a);
     for (auto [x, y] : {std::pair{2, 2}, std::pair{p.width - 3, 2}, std::pair{2, p.height - 3}}) {
         const uint8_t* px = p.At(x, y);
-        EXPECT_FALSE(Differs(px, 0x3366CC, 2)) << x << "," << y << ": " << int(px[2]) << " " << int(px[1]) << " " << int(px[0]);
+        EXPECT_FALSE(Differs(px, 0x3366CC, 2))
+            << x << "," << y << ": " << int(px[2]) << " " << int(px[1]) << " " << int(px[0]);
     }
 }
 

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "support/LogCapture.h"
 #include "host/RenderThread.h"
+#include "support/LogCapture.h"
 #include "util/ThreadManager.h"
 
 namespace {
@@ -122,13 +122,12 @@ TEST_F(RenderThreadTest, ListenerRegistrationRules) {
     ASSERT_TRUE(rt.Start());
     CountingListener listener;
     EXPECT_FALSE(rt.RegisterRenderThreadListener(nullptr));
-    EXPECT_TRUE(capture.Has(
-        "RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object\n"));
+    EXPECT_TRUE(capture.Has("RenderThread::RegisterRenderThreadListener - invalid RenderThreadListener object\n"));
     ASSERT_TRUE(rt.RegisterRenderThreadListener(&listener));
     EXPECT_EQ(rt.ListenerCount(), 1u);
     EXPECT_FALSE(rt.RegisterRenderThreadListener(&listener));
-    EXPECT_TRUE(capture.Has(
-        "RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object\n"));
+    EXPECT_TRUE(
+        capture.Has("RenderThread::RegisterRenderThreadListener - cannot register new RenderThreadListener object\n"));
     EXPECT_EQ(rt.ListenerCount(), 1u);
     EXPECT_TRUE(WaitFor([&] { return listener.Updates() >= 5; }));
     CountingListener stranger;

@@ -219,7 +219,7 @@ TEST_F(NavigationFixture, WheelZoomsWithinTheClippingRange) {
     SceneCamera& camera = Active();
     const float scale = camera.GetMovementScale();
     ASSERT_FLOAT_EQ(scale, 100.0f);  // the grid
-    controller.Zoom(-0.1f);  // negative: closer
+    controller.Zoom(-0.1f);          // negative: closer
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), 100.0f - scale * 0.1f);
     controller.Zoom(0.01f);  // fine step back
     EXPECT_FLOAT_EQ(camera.GetTargetDistance(), 90.0f + scale * 0.01f);

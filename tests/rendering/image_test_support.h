@@ -74,7 +74,8 @@ inline std::vector<uint8_t> MakeBmp(const std::vector<uint8_t>& rgba, uint32_t w
 
 // An 8-bit (palette) GIF of four colours. The LZW stream sends a clear code before every
 // second index, so the code width stays at 3 bits and no string table is needed.
-inline std::vector<uint8_t> MakeGif(const std::vector<uint8_t>& indices, uint32_t w, uint32_t h, const uint8_t palette[12]) {
+inline std::vector<uint8_t> MakeGif(const std::vector<uint8_t>& indices, uint32_t w, uint32_t h,
+                                    const uint8_t palette[12]) {
     std::vector<uint8_t> b = {'G', 'I', 'F', '8', '9', 'a'};
     Put16(b, w), Put16(b, h);
     b.insert(b.end(), {0x81, 0, 0});

@@ -36,16 +36,18 @@
 #include "support/LogCapture.h"
 
 using namespace Velmora::Rendering;
-using image_test::MakePattern;
-using image_test::MakeSmooth;
 using image_test::MakeBmp;
 using image_test::MakeGif;
+using image_test::MakePattern;
+using image_test::MakeSmooth;
 
 namespace {
 
-std::vector<uint8_t> EncodeRgba(ImageFormat format, const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h, bool alpha) {
+std::vector<uint8_t> EncodeRgba(ImageFormat format, const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h,
+                                bool alpha) {
     std::vector<uint8_t> bytes;
-    EXPECT_EQ(Image::Encode(format, rgba.data(), w, h, size_t(w) * 4, PixelLayout::RGBA, alpha, false, bytes), ImageStatus::Ok);
+    EXPECT_EQ(Image::Encode(format, rgba.data(), w, h, size_t(w) * 4, PixelLayout::RGBA, alpha, false, bytes),
+              ImageStatus::Ok);
     return bytes;
 }
 
@@ -55,7 +57,9 @@ std::vector<uint8_t> Pixels(const ImageBuffer& image) { return {image.pixels.get
 // enough for a reader to learn the size and start on the pixels.
 std::vector<uint8_t> MakePngHeader(uint32_t w, uint32_t h) {
     std::vector<uint8_t> b = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
-    auto be32 = [&](uint32_t v) { b.insert(b.end(), {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)}); };
+    auto be32 = [&](uint32_t v) {
+        b.insert(b.end(), {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)});
+    };
     be32(w), be32(h);
     b.insert(b.end(), {8, 6, 0, 0, 0});
     be32(uint32_t(crc32(0, b.data() + 12, 17)));
@@ -237,14 +241,17 @@ protected:
         return info;
     }
 
-    static std::vector<uint8_t> Encode(ImageFormat format, const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h, bool alpha) {
+    static std::vector<uint8_t> Encode(ImageFormat format, const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h,
+                                       bool alpha) {
         std::vector<uint8_t> bytes;
-        EXPECT_EQ(Image::Encode(format, rgba.data(), w, h, w * 4, PixelLayout::RGBA, alpha, false, bytes), ImageStatus::Ok);
+        EXPECT_EQ(Image::Encode(format, rgba.data(), w, h, w * 4, PixelLayout::RGBA, alpha, false, bytes),
+                  ImageStatus::Ok);
         return bytes;
     }
 
-    static std::vector<uint8_t> Pixels(const TextureData& data) { return {data.pixels.get(), data.pixels.get() + data.size}; }
-
+    static std::vector<uint8_t> Pixels(const TextureData& data) {
+        return {data.pixels.get(), data.pixels.get() + data.size};
+    }
 };
 
 }  // namespace
@@ -252,7 +259,8 @@ protected:
 TEST_F(TextureTest, PngAndTiffRoundTripsThroughTheGpuArePixelExact) {
     const uint32_t w = 33, h = 17;
     const auto rgba = MakePattern(w, h, false, 3);
-    for (auto [format, code] : {std::pair{ImageFormat::PNG, TextureFormat::PNG}, std::pair{ImageFormat::TIFF, TextureFormat::TIFF}}) {
+    for (auto [format, code] :
+         {std::pair{ImageFormat::PNG, TextureFormat::PNG}, std::pair{ImageFormat::TIFF, TextureFormat::TIFF}}) {
         auto texture = Texture::CreateFromImageData(BytesInfo(Encode(format, rgba, w, h, true), w, h, code));
         ASSERT_NE(texture, nullptr);
         EXPECT_NE(texture->GetId(), 0u);
@@ -273,9 +281,11 @@ TEST_F(TextureTest, AlphaComesFromTheFirstByteOfTheSecondImage) {
     const uint32_t w = 12, h = 9;
     const auto color = MakePattern(w, h, true, 5);
     std::vector<uint8_t> grey(color.size());
-    for (size_t i = 0; i < grey.size(); i += 4) grey[i] = grey[i + 1] = grey[i + 2] = uint8_t(i * 7 / 4), grey[i + 3] = 255;
-    auto texture = Texture::CreateWithAlphaFrom(BytesInfo(Encode(ImageFormat::PNG, color, w, h, false), w, h, TextureFormat::PNG),
-                                                BytesInfo(Encode(ImageFormat::TIFF, grey, w, h, false), w, h, TextureFormat::TIFF));
+    for (size_t i = 0; i < grey.size(); i += 4)
+        grey[i] = grey[i + 1] = grey[i + 2] = uint8_t(i * 7 / 4), grey[i + 3] = 255;
+    auto texture = Texture::CreateWithAlphaFrom(
+        BytesInfo(Encode(ImageFormat::PNG, color, w, h, false), w, h, TextureFormat::PNG),
+        BytesInfo(Encode(ImageFormat::TIFF, grey, w, h, false), w, h, TextureFormat::TIFF));
     ASSERT_NE(texture, nullptr);
     EXPECT_TRUE(texture->HasAlpha());
     auto expected = color;
@@ -387,7 +397,8 @@ TEST(ImageInterop, ColourAndGreyImagesOfAU3DSceneCombineIntoAlpha) {
         i.data = TextureData::Create(256, 16, 256 * 4, uint32_t(bytes.size()), bytes.data());
         return i;
     };
-    auto texture = Texture::CreateWithAlphaFrom(info(colorBytes, TextureFormat::JPEG), info(alphaBytes, TextureFormat::PNG));
+    auto texture =
+        Texture::CreateWithAlphaFrom(info(colorBytes, TextureFormat::JPEG), info(alphaBytes, TextureFormat::PNG));
     ASSERT_NE(texture, nullptr);
     EXPECT_TRUE(texture->HasAlpha());
     auto data = texture->GetTextureDataFromGPU();

@@ -39,7 +39,8 @@ protected:
     static std::shared_ptr<DataBuffer<uint32_t>> Indices(std::vector<uint32_t> values) {
         return DataBuffer<uint32_t>::Create(uint32_t(values.size()), 1, values.data());
     }
-    static MeshCreationInfo Info(std::string name, uint32_t type, std::vector<MeshSubObjectData> subs, bool animate = false) {
+    static MeshCreationInfo Info(std::string name, uint32_t type, std::vector<MeshSubObjectData> subs,
+                                 bool animate = false) {
         MeshCreationInfo info;
         info.name = std::move(name);
         info.primitiveType = type;
@@ -56,7 +57,8 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
     const uint32_t full = VA::Position | VA::Normal | VA::Diffuse | VA::Specular | VA::TexCoord(0) | VA::TexCoord(7);
     auto a = Vertices(6, full);
     auto b = Vertices(3, VA::Position | VA::TexCoord(1), 100.0f);
-    auto mesh = Mesh::Create(Info("two", PrimitiveType::Triangles, {{a, nullptr, full}, {b, nullptr, VA::Position | VA::TexCoord(1)}}));
+    auto mesh = Mesh::Create(
+        Info("two", PrimitiveType::Triangles, {{a, nullptr, full}, {b, nullptr, VA::Position | VA::TexCoord(1)}}));
     ASSERT_NE(mesh, nullptr);
     EXPECT_EQ(mesh->GetName(), "two");
     EXPECT_EQ(mesh->GetSubObjectCount(), 2u);
@@ -82,7 +84,8 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
 
 TEST_F(MeshTest, BuildUpGrowsByOneTriangleEveryIntervalAndFinishes) {
     kestrum_test::ColorTarget target(4, 4);
-    auto mesh = Mesh::Create(Info("grow", PrimitiveType::Triangles, {{Vertices(12, VA::Position), nullptr, VA::Position}}, true));
+    auto mesh = Mesh::Create(
+        Info("grow", PrimitiveType::Triangles, {{Vertices(12, VA::Position), nullptr, VA::Position}}, true));
     ASSERT_NE(mesh, nullptr);
     const DrawInfo* d = mesh->GetDrawInfo(0);
     EXPECT_TRUE(d->animated);
@@ -140,7 +143,8 @@ void PointVaoAtRows(const Mesh& mesh) {
     glEnableVertexAttribArray(0);
     glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 7 * sizeof(float), nullptr);
     glEnableVertexAttribArray(1);
-    glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 7 * sizeof(float), reinterpret_cast<const void*>(3 * sizeof(float)));
+    glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 7 * sizeof(float),
+                          reinterpret_cast<const void*>(3 * sizeof(float)));
     glBindVertexArray(0);
     glBindBuffer(GL_ARRAY_BUFFER, 0);
 }
@@ -200,7 +204,8 @@ protected:
             const float z = float(int(unit(random) * 4.0f)) * 0.25f - 0.5f;
             const float colour[4] = {unit(random), unit(random), unit(random), 0.6f};
             for (int c = 0; c < 3; ++c)
-                rows.insert(rows.end(), {cx + offset(random), cy + offset(random), z, colour[0], colour[1], colour[2], colour[3]});
+                rows.insert(rows.end(),
+                            {cx + offset(random), cy + offset(random), z, colour[0], colour[1], colour[2], colour[3]});
         }
         return rows;
     }
@@ -318,7 +323,9 @@ protected:
     void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
 
     // Row r, value k of a sub-object: distinct everywhere, so a shifted row shows.
-    static float Value(uint32_t sub, uint32_t r, uint32_t k) { return float(sub) * 1000.0f + float(r) * 10.0f + float(k) - 40.0f; }
+    static float Value(uint32_t sub, uint32_t r, uint32_t k) {
+        return float(sub) * 1000.0f + float(r) * 10.0f + float(k) - 40.0f;
+    }
 
     static std::vector<float> Rows(uint32_t sub, uint32_t count, uint32_t stride) {
         std::vector<float> rows(size_t(count) * stride);

@@ -18,9 +18,9 @@ struct SizeCase {
 
 TEST_F(SceneGraphTest, SizeRuleMovesOnlyTheExponent) {
     const SizeCase cases[] = {
-        {250.0f, 1.0f, 250.0f, 1000.0f},  {2500.0f, 0.1f, 250.0f, 1000.0f}, {0.005f, 10.0f, 0.05f, 0.1f},
-        {100.0f, 1.0f, 100.0f, 1000.0f},  {0.01f, 1.0f, 0.01f, 0.01f},       {50.0f, 1.0f, 50.0f, 100.0f},
-        {10.0f, 1.0f, 10.0f, 100.0f},     {2.0f, 1.0f, 2.0f, 10.0f},
+        {250.0f, 1.0f, 250.0f, 1000.0f}, {2500.0f, 0.1f, 250.0f, 1000.0f}, {0.005f, 10.0f, 0.05f, 0.1f},
+        {100.0f, 1.0f, 100.0f, 1000.0f}, {0.01f, 1.0f, 0.01f, 0.01f},      {50.0f, 1.0f, 50.0f, 100.0f},
+        {10.0f, 1.0f, 10.0f, 100.0f},    {2.0f, 1.0f, 2.0f, 10.0f},
     };
     for (const SizeCase& c : cases) {
         SCOPED_TRACE(c.extent);
@@ -115,7 +115,7 @@ TEST_F(ModelTree, SetMatrixDecomposesAndRebuildsTheMatrix) {
     for (int i = 0; i < 16; ++i) EXPECT_NEAR(model->GetWorldMatrix()[size_t(i)], m[size_t(i)], 1e-5f) << i;
     EXPECT_FLOAT_EQ(model->GetScale()[1], 3.0f);
     const Mat3& n = model->GetRenderInfo().normalMatrix;
-    EXPECT_NEAR(n[1], 0.5f, 1e-5f);       // column 0 = (0, 1/2, 0)
+    EXPECT_NEAR(n[1], 0.5f, 1e-5f);          // column 0 = (0, 1/2, 0)
     EXPECT_NEAR(n[3], -1.0f / 3.0f, 1e-5f);  // column 1 = (-1/3, 0, 0)
     EXPECT_NEAR(n[8], 0.25f, 1e-5f);
     // A quarter turn about y, doubled: the normal matrix is the turn halved.
@@ -149,8 +149,7 @@ protected:
         const SceneHandle handle = NewScene();
         auto root = InvisibleModel::Create(handle, "___TEST_ROOT");
         auto back = MakeModel(handle, "z_back", MakeBox(handle, "back", {-1, -1, -1}, {1, 1, 0}, {{1, 0, 0, 1}}));
-        auto slab = MakeModel(handle, "a_slab",
-                              MakeBox(handle, "slab", {-1, -1, 0.5f}, {1, 1, 1}, {{0, 1, 0, 0.5f}}));
+        auto slab = MakeModel(handle, "a_slab", MakeBox(handle, "slab", {-1, -1, 0.5f}, {1, 1, 1}, {{0, 1, 0, 0.5f}}));
         slab->SetTransparent(slabTransparent);
         back->SetVisible(!hideBack);
         root->AddChild(back, "");

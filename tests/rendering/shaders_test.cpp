@@ -77,9 +77,15 @@ std::vector<ShaderDescription> SweepDescriptions() {
         {0x0F, 0x0E, {0, 1 | 8, 3 | 8, 2}},
         {0xFF, 0xFF, {0, 1, 2, 3, 1 | 8, 3 | 8, 2 | 4, 0 | 12}},
     };
-    const uint32_t attributeSets[] = {kPos, kPos | kNormal, kPos | kDiffuse, kPos | kSpecular, kPos | kNormal | kDiffuse,
-                                      kPos | kNormal | kSpecular, kPos | kNormal | kDiffuse | kSpecular};
-    const uint32_t flagSets[] = {0x01, 0x02, 0x03, 0x05, 0x06, 0x07, 0x0B, 0x0F, 0x13, 0x17, 0x1F, 0x21, 0x29, 0x61, 0x71};
+    const uint32_t attributeSets[] = {kPos,
+                                      kPos | kNormal,
+                                      kPos | kDiffuse,
+                                      kPos | kSpecular,
+                                      kPos | kNormal | kDiffuse,
+                                      kPos | kNormal | kSpecular,
+                                      kPos | kNormal | kDiffuse | kSpecular};
+    const uint32_t flagSets[] = {0x01, 0x02, 0x03, 0x05, 0x06, 0x07, 0x0B, 0x0F,
+                                 0x13, 0x17, 0x1F, 0x21, 0x29, 0x61, 0x71};
 
     std::vector<ShaderDescription> out;
     uint32_t counter = 0;
@@ -249,9 +255,9 @@ protected:
 ::testing::AssertionResult PixelIs(const std::array<int, 4>& pixel, std::array<int, 4> expected) {
     for (int i = 0; i < 4; ++i)
         if (std::abs(pixel[i] - expected[i]) > 2)
-            return ::testing::AssertionFailure() << "pixel (" << pixel[0] << ", " << pixel[1] << ", " << pixel[2] << ", "
-                                                 << pixel[3] << ") expected (" << expected[0] << ", " << expected[1]
-                                                 << ", " << expected[2] << ", " << expected[3] << ")";
+            return ::testing::AssertionFailure() << "pixel (" << pixel[0] << ", " << pixel[1] << ", " << pixel[2]
+                                                 << ", " << pixel[3] << ") expected (" << expected[0] << ", "
+                                                 << expected[1] << ", " << expected[2] << ", " << expected[3] << ")";
     return ::testing::AssertionSuccess();
 }
 
@@ -300,7 +306,7 @@ TEST_F(ShaderDrawTest, MatricesAndLightsComeFromTheBoundBlocks) {
     const int32_t enable = 1;
     std::memcpy(lights + 0, &enable, 4);
     auto setLight = [&](float x, float y, float z) {
-        const float light[20] = {x, y, z, 0,  1, 1, 1, 1,  0, 0, 0, 0,  0, 0, 0, 1,  0, 0, 0, 0};
+        const float light[20] = {x, y, z, 0, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0};
         std::memcpy(lights + 32, light, sizeof(light));
         std::memcpy(lights + 672, &enable, 4);  // flags[0].x
         UniformBuffer(kLightsBinding, lights, sizeof(lights));

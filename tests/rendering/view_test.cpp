@@ -137,9 +137,9 @@ TEST_F(ViewDescriptionTest, ExplicitMatrixPutsTheObjectWhereItSays) {
     CaptureView view("desc-matrix", 160, 120);
     SceneHandle handle = 0;
     ASSERT_TRUE(Show(view, &handle));
-    U3DSceneDescription centred =
-        Parse("/XN (C) /3DB [0 0 160 120] /BG << /C [0 0 0] >> /MS /M /C2W [0 0 -1 0 1 0 -1 0 0 8 0 0] "
-              "/P << /Subtype /P /FOV 30 /PS /H >> /LS << /Subtype /White >>");
+    U3DSceneDescription centred = Parse(
+        "/XN (C) /3DB [0 0 160 120] /BG << /C [0 0 0] >> /MS /M /C2W [0 0 -1 0 1 0 -1 0 0 8 0 0] "
+        "/P << /Subtype /P /FOV 30 /PS /H >> /LS << /Subtype /White >>");
     ASSERT_TRUE(centred.ApplyToScene(handle, true, view.get()));
     Picture picture;
     ASSERT_TRUE(view.Capture(picture));
@@ -147,9 +147,9 @@ TEST_F(ViewDescriptionTest, ExplicitMatrixPutsTheObjectWhereItSays) {
     ASSERT_GE(extent[0], 0);
     EXPECT_NEAR((extent[0] + extent[2]) / 2.0, 80.0, 3.0);
     EXPECT_NEAR((extent[1] + extent[3]) / 2.0, 60.0, 3.0);
-    U3DSceneDescription shifted =
-        Parse("/XN (S) /3DB [0 0 160 120] /BG << /C [0 0 0] >> /MS /M /C2W [0 0 -1 0 1 0 -1 0 0 8 0 1.5] "
-              "/P << /Subtype /P /FOV 30 /PS /H >> /LS << /Subtype /White >>");
+    U3DSceneDescription shifted = Parse(
+        "/XN (S) /3DB [0 0 160 120] /BG << /C [0 0 0] >> /MS /M /C2W [0 0 -1 0 1 0 -1 0 0 8 0 1.5] "
+        "/P << /Subtype /P /FOV 30 /PS /H >> /LS << /Subtype /White >>");
     ASSERT_TRUE(shifted.ApplyToScene(handle, true, view.get()));
     Picture moved;
     ASSERT_TRUE(view.Capture(moved));

@@ -15,9 +15,9 @@ using namespace U3DWriter;
 
 namespace {
 
+using U3DWriter::BitStreamWriter;
 using Velmora::U3D::BitStreamReader;
 using Velmora::U3D::ContextManager;
-using U3DWriter::BitStreamWriter;
 
 enum class Op { U8, U16, U32, U64, F32, F64, String, CU8, CU16, CU32 };
 
@@ -86,14 +86,37 @@ std::vector<Item> RandomItems(uint32_t seed, size_t count) {
         Item it;
         const uint32_t pick = rng() % 14;
         switch (pick) {
-            case 0: it.op = Op::U8; it.value = rng() & 0xFF; break;
-            case 1: it.op = Op::U16; it.value = rng() & 0xFFFF; break;
-            case 2: it.op = Op::U32; it.value = rng(); break;
-            case 3: it.op = Op::U64; it.value = (uint64_t(rng()) << 32) | rng(); break;
-            case 4: it.op = Op::F32; it.real = float(int32_t(rng())) / 977.0f; break;
-            case 5: it.op = Op::F64; it.real = double(int32_t(rng())) / 1234.5; break;
-            case 6: it.op = Op::String; it.text = std::string(rng() % 9, char('a' + rng() % 26)); break;
-            case 7: case 8: case 9: {
+            case 0:
+                it.op = Op::U8;
+                it.value = rng() & 0xFF;
+                break;
+            case 1:
+                it.op = Op::U16;
+                it.value = rng() & 0xFFFF;
+                break;
+            case 2:
+                it.op = Op::U32;
+                it.value = rng();
+                break;
+            case 3:
+                it.op = Op::U64;
+                it.value = (uint64_t(rng()) << 32) | rng();
+                break;
+            case 4:
+                it.op = Op::F32;
+                it.real = float(int32_t(rng())) / 977.0f;
+                break;
+            case 5:
+                it.op = Op::F64;
+                it.real = double(int32_t(rng())) / 1234.5;
+                break;
+            case 6:
+                it.op = Op::String;
+                it.text = std::string(rng() % 9, char('a' + rng() % 26));
+                break;
+            case 7:
+            case 8:
+            case 9: {
                 it.op = Op::CU32;
                 it.context = 1 + rng() % 12;
                 const uint32_t kind = rng() % 10;
@@ -107,9 +130,21 @@ std::vector<Item> RandomItems(uint32_t seed, size_t count) {
                 it.value = rng() % total;
                 break;
             }
-            case 11: it.op = Op::CU8; it.context = 1 + rng() % 5; it.value = rng() % 7; break;
-            case 12: it.op = Op::CU16; it.context = 1 + rng() % 5; it.value = rng() % 3 ? rng() % 9 : rng() & 0xFFFF; break;
-            default: it.op = Op::CU8; it.context = 1024 + 256; it.value = rng() & 0xFF; break;
+            case 11:
+                it.op = Op::CU8;
+                it.context = 1 + rng() % 5;
+                it.value = rng() % 7;
+                break;
+            case 12:
+                it.op = Op::CU16;
+                it.context = 1 + rng() % 5;
+                it.value = rng() % 3 ? rng() % 9 : rng() & 0xFFFF;
+                break;
+            default:
+                it.op = Op::CU8;
+                it.context = 1024 + 256;
+                it.value = rng() & 0xFF;
+                break;
         }
         items.push_back(std::move(it));
     }

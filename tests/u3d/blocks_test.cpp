@@ -62,7 +62,7 @@ TEST(Lights, SpotAndIntensityRules) {
     EXPECT_NEAR(spot->data.spotCutoff, 0.5f, 1e-5);  // cosine of the full angle, not halved
     EXPECT_EQ(spot->data.spotExponent, 50.0f);
     EXPECT_EQ(spot->data.specular[1], 0.5f);  // specular takes the colour with bit 0x2
-    EXPECT_EQ(spot->data.diffuse[3], 0.0f);  // the fourth value read is thrown away
+    EXPECT_EQ(spot->data.diffuse[3], 0.0f);   // the fourth value read is thrown away
     EXPECT_EQ(spot->data.attenuation[2], 0.25f);
     const auto* dir = pool->LightPool().FindLight("dir");
     ASSERT_TRUE(dir);

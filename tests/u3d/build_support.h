@@ -88,7 +88,8 @@ inline DocumentMeshes CountDocumentMeshes(const Rendering::SceneGraph& scene) {
         if (name.rfind("___", 0) == 0) continue;
         ++counts.meshes;
         if (mesh->GetPrimitiveType() != Rendering::PrimitiveType::Triangles) continue;
-        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) counts.triangles += mesh->GetDrawInfo(i)->primitiveCount;
+        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i)
+            counts.triangles += mesh->GetDrawInfo(i)->primitiveCount;
     }
     return counts;
 }
@@ -100,7 +101,9 @@ struct SceneGuard {
     ~SceneGuard() {
         if (handle) Rendering::SceneManager::Instance().ReleaseScene(handle);
     }
-    std::shared_ptr<Rendering::SceneGraph> Scene() const { return Rendering::SceneManager::Instance().GetScene(handle); }
+    std::shared_ptr<Rendering::SceneGraph> Scene() const {
+        return Rendering::SceneManager::Instance().GetScene(handle);
+    }
 };
 
 }  // namespace Velmora::U3D::Test

@@ -198,18 +198,18 @@ TEST(GroupShading, LayerCountMismatchTakesTheSmaller) {
     EXPECT_EQ(MakeGroupShading(VA::Position, &shader, "mesh").description.alphaFunction, 0u);
 }
 
-using Velmora::FormatGlue::AuthoringPool;
-using Velmora::Rendering::InvisibleModel;
-using Velmora::Rendering::Model;
-using Velmora::U3D::Test::EnsureBuildContext;
-using Velmora::U3D::Test::SceneGuard;
 using Velmora::FormatGlue::AuthoringInterrupt;
+using Velmora::FormatGlue::AuthoringPool;
 using Velmora::FormatGlue::FormatManager;
 using Velmora::FormatGlue::ImportDescriptor;
+using Velmora::Rendering::InvisibleModel;
+using Velmora::Rendering::Model;
 using Velmora::Rendering::SceneGraph;
 using Velmora::Rendering::SceneManager;
 using Velmora::U3D::Test::CountDocumentMeshes;
+using Velmora::U3D::Test::EnsureBuildContext;
 using Velmora::U3D::Test::ForEachModel;
+using Velmora::U3D::Test::SceneGuard;
 using Velmora::U3D::Test::TestFile;
 
 struct FacesEntry {
@@ -342,7 +342,8 @@ TEST_F(U3DSceneBuild, ViewNodesBecomeNamedCameras) {
     for (const std::string& name : views) {
         const auto it = cameras.find(name);
         if (it == cameras.end()) {
-            EXPECT_TRUE(log.Has("camera '" + name + "' ignored!") || log.Has("Unable to add camera info '" + name + "'"))
+            EXPECT_TRUE(log.Has("camera '" + name + "' ignored!") ||
+                        log.Has("Unable to add camera info '" + name + "'"))
                 << name;
             continue;
         }
@@ -353,8 +354,7 @@ TEST_F(U3DSceneBuild, ViewNodesBecomeNamedCameras) {
             const auto& row = camera.orientation[r];
             EXPECT_NEAR(row[0] * row[0] + row[1] * row[1] + row[2] * row[2], 1.0f, 1e-4f);
         }
-        for (int k = 0; k < 3; ++k)
-            EXPECT_NEAR(camera.target[k] - camera.eye[k], camera.orientation[2][k], 1e-4f);
+        for (int k = 0; k < 3; ++k) EXPECT_NEAR(camera.target[k] - camera.eye[k], camera.orientation[2][k], 1e-4f);
     }
     EXPECT_GE(found, 2u);
 }

@@ -4,20 +4,20 @@
 #include <gtest/gtest.h>
 
 #include "support/LogCapture.h"
-#include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/BlockBase.h"
 #include "u3d/U3DFile.h"
+#include "u3dwriter/U3DWriter.h"
 
 using namespace U3DWriter;
 
 namespace {
 
 using namespace Velmora::U3D;
-using Velmora::Test::LogCapture;
 using U3DWriter::BitStreamWriter;
 using U3DWriter::FrameBlock;
 using U3DWriter::U3DFileWriter;
+using Velmora::Test::LogCapture;
 
 std::shared_ptr<AuthoringPool_U3D> MakePool() {
     return Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
@@ -112,10 +112,10 @@ std::vector<uint8_t> ChainData(const std::string& name, const std::vector<std::v
 TEST(BlockWalk, ModifierChainsAreReadDepthFirstInFileOrder) {
     using U3DWriter::GroupNodeBlock;
     const auto inner = ChainData("inner", {FrameBlock(0xFFFFFF21, GroupNodeBlock("b", {{"a"}})),
-                                            FrameBlock(0xFFFFFF21, GroupNodeBlock("c", {{"b"}}))});
-    const auto outer = ChainData("outer!", {FrameBlock(0xFFFFFF21, GroupNodeBlock("a", {{""}})),
-                                            FrameBlock(0xFFFFFF14, inner),
-                                            FrameBlock(0xFFFFFF21, GroupNodeBlock("d", {{"c"}}))});
+                                           FrameBlock(0xFFFFFF21, GroupNodeBlock("c", {{"b"}}))});
+    const auto outer =
+        ChainData("outer!", {FrameBlock(0xFFFFFF21, GroupNodeBlock("a", {{""}})), FrameBlock(0xFFFFFF14, inner),
+                             FrameBlock(0xFFFFFF21, GroupNodeBlock("d", {{"c"}}))});
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF14, outer);
     auto pool = MakePool();

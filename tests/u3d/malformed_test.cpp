@@ -10,8 +10,8 @@
 
 #include "format/AuthoringInterrupt.h"
 #include "support/LogCapture.h"
-#include "u3dwriter/U3DWriter.h"
 #include "u3d/AuthoringPool_U3D.h"
+#include "u3dwriter/U3DWriter.h"
 
 using namespace U3DWriter;
 
@@ -31,8 +31,8 @@ bool LoadBytes(const std::vector<uint8_t>& bytes) {
 }
 
 const fs::path kDir = fs::path(KESTRUM_TESTDATA) / "u3d";
-const char* const kSamples[] = {"box.u3d", "TextureLayers.u3d", "views.u3d", "box_base.u3d", "mp_box_light.u3d",
-                                "shading.u3d"};
+const char* const kSamples[] = {"box.u3d",      "TextureLayers.u3d", "views.u3d",
+                                "box_base.u3d", "mp_box_light.u3d",  "shading.u3d"};
 
 TEST(Malformed, TruncatedFilesFailOrLoadWithoutFaults) {
     Velmora::Test::LogCapture quiet(-1);

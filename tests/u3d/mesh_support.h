@@ -72,15 +72,16 @@ private:
 };
 
 // Reads one mesh block of the given type into the pool; other types are ignored.
-inline bool ReadMeshBlock(AuthorMeshPool& pool, uint32_t type, const uint8_t* data, uint32_t size,
-                          bool noCompression) {
+inline bool ReadMeshBlock(AuthorMeshPool& pool, uint32_t type, const uint8_t* data, uint32_t size, bool noCompression) {
     std::unique_ptr<BlockBase> block;
-    if (type == BlockType::CLODMeshDeclaration) block = std::make_unique<CLODMeshDeclaration>(pool);
+    if (type == BlockType::CLODMeshDeclaration)
+        block = std::make_unique<CLODMeshDeclaration>(pool);
     else if (type == BlockType::CLODBaseMeshContinuation)
         block = std::make_unique<CLODBaseMeshContinuation>(pool);
     else if (type == BlockType::CLODProgressiveMeshContinuation)
         block = std::make_unique<CLODProgressiveMeshContinuation>(pool);
-    else return true;
+    else
+        return true;
     BitStreamReader reader(data, size, noCompression);
     return block->Read(reader);
 }

@@ -133,7 +133,8 @@ TEST_F(MeshBlocks, BaseMeshWithShadingIdOutOfRangeCostsOnlyItsMesh) {
     EXPECT_TRUE(Read(BlockType::CLODBaseMeshContinuation,
                      BaseBlock("Mesh", kSquare, kUp, {{0, {0, 1, 2}, {}}, {1, {0, 2, 3}, {}}})));
     EXPECT_TRUE(log.capture->Contains("Invalid shading ID for AuthorMesh 'Mesh'"));
-    EXPECT_TRUE(log.capture->Contains("AuthorMesh 'Mesh' has been removed due to read error -> MESH WILL NOT BE CREATED!"));
+    EXPECT_TRUE(
+        log.capture->Contains("AuthorMesh 'Mesh' has been removed due to read error -> MESH WILL NOT BE CREATED!"));
     EXPECT_EQ(pool.meshes.count("Mesh"), 0u);
     EXPECT_EQ(pool.removedMeshes.count("Mesh"), 1u);
     ASSERT_TRUE(Read(BlockType::CLODBaseMeshContinuation, BaseBlock("Other", kSquare, kUp, {{0, {0, 1, 2}, {}}})));
@@ -203,8 +204,8 @@ std::vector<uint8_t> TinyProgressive(const std::string& name, uint32_t start, ui
         // r3: split position 1; neighbours of 1 are {2, 0}, ranked from the top: local 0 is 2.
         header(3, 1, 1);
         w.WriteCompressedU32(65, 0);
-        w.WriteCompressedU8(2, 2);   // orientation 2: new, split, third
-        w.WriteCompressedU8(3, 1);   // local third
+        w.WriteCompressedU8(2, 2);  // orientation 2: new, split, third
+        w.WriteCompressedU8(3, 1);  // local third
         w.WriteCompressedU32(4, 0);
         // Face 0 (0 2 1): split at corner 2, a = 0, b = 2 in rightThird -> class 2; moves.
         w.WriteCompressedU8(17, 1);
@@ -348,8 +349,8 @@ TEST_F(MeshBlocks, RandomBlocksNeverCrashOrOverrunTheDeclaration) {
         std::vector<uint8_t> block = w.Finish();
         const size_t tail = 16 + random() % 400;
         for (size_t i = 0; i < tail; ++i) block.push_back(static_cast<uint8_t>(random()));
-        const uint32_t type = round % 3 == 0 ? BlockType::CLODBaseMeshContinuation
-                                             : BlockType::CLODProgressiveMeshContinuation;
+        const uint32_t type =
+            round % 3 == 0 ? BlockType::CLODBaseMeshContinuation : BlockType::CLODProgressiveMeshContinuation;
         if (type == BlockType::CLODBaseMeshContinuation) block.erase(block.begin() + 6, block.begin() + 14);
         EXPECT_TRUE(ReadMeshBlock(local, type, block.data(), static_cast<uint32_t>(block.size()), round % 2 == 0));
         for (const auto& [name, mesh] : local.meshes) {
@@ -414,8 +415,8 @@ TEST(Adjacency, PositionsBeyondTheDeclarationAreRefusedOrIgnored) {
     EXPECT_TRUE(log.capture->Contains("AdjacencySet::Remove - invalid index!"));
     IndexSet out;
     EXPECT_FALSE(mesh->adjacencySet.GetTexCoordSet(4, 0, out));
-    EXPECT_TRUE(log.capture->Contains(
-        "AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported"));
+    EXPECT_TRUE(
+        log.capture->Contains("AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported"));
 }
 
 TEST(Adjacency, AttributeSetsTakeTheCornerOfThePositionAndRankFromTheTop) {
@@ -482,9 +483,7 @@ TEST(IndexSet, NormalizeGivesDistinctMembersInDescendingOrder) {
 
 using Velmora::U3D::Test::MeshBlockWalk;
 
-double Dot(const Vec3f& a, const Vec3f& b) {
-    return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
-}
+double Dot(const Vec3f& a, const Vec3f& b) { return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2]; }
 Vec3f Edge(const Vec3f& from, const Vec3f& to) { return {to[0] - from[0], to[1] - from[1], to[2] - from[2]}; }
 
 // Files whose meshes are mostly built by progressive updates, with corners moved by splits.
@@ -519,7 +518,6 @@ TEST_P(FaceRecords, FollowTheFacesAndCacheOnlyNormalsOfTheirPresentCorners) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Testdata, FaceRecords,
-                         ::testing::Values("shape.u3d", "plane64x64.u3d", "sphere_shading.u3d",
-                                           "bearing.u3d"));
+                         ::testing::Values("shape.u3d", "plane64x64.u3d", "sphere_shading.u3d", "bearing.u3d"));
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "format/PDFHelper.h"
-#include "u3d/U3DSceneDescription.h"
 #include "support/LogCapture.h"
+#include "u3d/U3DSceneDescription.h"
 
 namespace {
 
@@ -21,10 +21,10 @@ protected:
 
 TEST_F(SceneDescriptionTest, ReadsProjectionBackgroundAndLighting) {
     U3DSceneDescription d;
-    ASSERT_TRUE(d.CreateFromString(
-        "/XN (V) /3DB [0 0 8 6] /BG << /C [0.2] >> /LS << /Subtype /Night >> /CO 3 "
-        "/RM << /Subtype /Wireframe >> /P << /Subtype /P /FOV 200 /PS /Max /CS /XNF /N 0.1 /F 50 >> "
-        "/MS /U3D /U3DPath (Cam A)"));
+    ASSERT_TRUE(
+        d.CreateFromString("/XN (V) /3DB [0 0 8 6] /BG << /C [0.2] >> /LS << /Subtype /Night >> /CO 3 "
+                           "/RM << /Subtype /Wireframe >> /P << /Subtype /P /FOV 200 /PS /Max /CS /XNF /N 0.1 /F 50 >> "
+                           "/MS /U3D /U3DPath (Cam A)"));
     EXPECT_EQ(d.backgroundColor, (std::array<float, 3>{0.2f, 0.2f, 0.2f}));
     EXPECT_EQ(d.lightingScheme, "Night");
     EXPECT_TRUE(d.hasCenterOfOrbit);

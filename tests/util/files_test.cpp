@@ -131,9 +131,7 @@ TEST_F(FilesTest, FindFilesInFolder) {
 }
 
 namespace {
-bool AllDigits(const std::string& s) {
-    return !s.empty() && s.find_first_not_of("0123456789") == std::string::npos;
-}
+bool AllDigits(const std::string& s) { return !s.empty() && s.find_first_not_of("0123456789") == std::string::npos; }
 // The counter of a name "<prefix>_<14-digit time>_<4-digit counter>.png", or -1.
 int NameCounter(const std::string& name, const std::string& prefix) {
     constexpr size_t kStampDigits = 14, kCounterDigits = 4;

@@ -153,8 +153,12 @@ TEST_F(LoggingTest, StartDefaultWritesTheFileFormat) {
     EXPECT_EQ(Logger::Instance().MaxLevel(), 4);  // the level stays
     const std::string content = ReadAll(log);
     const std::vector<std::string> expected = {
-        "Session Start (", "] [VERBOSE] Started logging to '" + log.string() + "' at level 'VERBOSE'",
-        "] [WARNING] some text 42", "] [ERROR] an error", "", "Session End ("};
+        "Session Start (",
+        "] [VERBOSE] Started logging to '" + log.string() + "' at level 'VERBOSE'",
+        "] [WARNING] some text 42",
+        "] [ERROR] an error",
+        "",
+        "Session End ("};
     std::istringstream lines(content);
     std::string line;
     for (const std::string& part : expected) {
@@ -215,7 +219,8 @@ TEST_F(LoggingTest, ConcurrentLoggingToFile) {
     LogManager::Instance().StopDefault();
     const std::string content = ReadAll(log);
     size_t lines = 0;
-    for (size_t p = content.find("] [ERROR] t"); p != std::string::npos; p = content.find("] [ERROR] t", p + 1)) ++lines;
+    for (size_t p = content.find("] [ERROR] t"); p != std::string::npos; p = content.find("] [ERROR] t", p + 1))
+        ++lines;
     EXPECT_EQ(lines, 1000u);
     for (int t = 0; t < 4; ++t) {
         size_t last = 0;

@@ -28,15 +28,21 @@ TEST(Strings, LoneSurrogatesBecomeReplacement) {
 
 TEST(Strings, IllFormedUtf8BecomesReplacement) {
     const std::u16string r = u"\uFFFD";
-    EXPECT_EQ(Utf8ToWide("a\x80" "b"), u"a" + r + u"b");          // stray continuation
-    EXPECT_EQ(Utf8ToWide("\xC0\xAF"), r + r);                        // overlong lead C0
-    EXPECT_EQ(Utf8ToWide("\xE0\x80\xAF"), r + r + r);                // overlong 3-byte
-    EXPECT_EQ(Utf8ToWide("\xED\xA0\x80"), r + r + r);                // encoded surrogate
-    EXPECT_EQ(Utf8ToWide("\xF4\x90\x80\x80"), r + r + r + r);        // above U+10FFFF
-    EXPECT_EQ(Utf8ToWide("\xF5\x80"), r + r);                        // invalid lead
-    EXPECT_EQ(Utf8ToWide("\xE2\x82"), r);                            // truncated at the end
-    EXPECT_EQ(Utf8ToWide("\xE2\x82" "A"), r + u"A");                 // truncated, then ASCII
-    EXPECT_EQ(Utf8ToWide("\xF0\x9F\x98" "\xC3\xA9"), r + u"\u00e9"); // truncated 4-byte
+    EXPECT_EQ(Utf8ToWide("a\x80"
+                         "b"),
+              u"a" + r + u"b");                                // stray continuation
+    EXPECT_EQ(Utf8ToWide("\xC0\xAF"), r + r);                  // overlong lead C0
+    EXPECT_EQ(Utf8ToWide("\xE0\x80\xAF"), r + r + r);          // overlong 3-byte
+    EXPECT_EQ(Utf8ToWide("\xED\xA0\x80"), r + r + r);          // encoded surrogate
+    EXPECT_EQ(Utf8ToWide("\xF4\x90\x80\x80"), r + r + r + r);  // above U+10FFFF
+    EXPECT_EQ(Utf8ToWide("\xF5\x80"), r + r);                  // invalid lead
+    EXPECT_EQ(Utf8ToWide("\xE2\x82"), r);                      // truncated at the end
+    EXPECT_EQ(Utf8ToWide("\xE2\x82"
+                         "A"),
+              r + u"A");  // truncated, then ASCII
+    EXPECT_EQ(Utf8ToWide("\xF0\x9F\x98"
+                         "\xC3\xA9"),
+              r + u"\u00e9");  // truncated 4-byte
     EXPECT_EQ(Utf8ToWide("\xFF\xFE"), r + r);
 }
 

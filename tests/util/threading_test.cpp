@@ -54,7 +54,10 @@ struct Target {
     std::atomic<uint32_t> lastOsId{0};
     std::vector<int> order;
 
-    void Bump() { count.fetch_add(1); lastOsId.store(CurrentThreadOsId()); }
+    void Bump() {
+        count.fetch_add(1);
+        lastOsId.store(CurrentThreadOsId());
+    }
     void Record(int i) { order.push_back(i); }
     int32_t Add(int32_t a, int32_t b) { return a + b; }
     uint32_t Where() { return CurrentThreadOsId(); }
@@ -141,7 +144,8 @@ TEST(ThreadManager, ManyThreadsPostAndCall) {
             for (int j = 0; j < kEach; ++j) {
                 if (ThreadManager::Instance().Post(MakeCaller(&t, &Target::Bump), w.Id())) accepted.fetch_add(1);
                 if (j % 50 == 0) {
-                    EXPECT_EQ(ThreadManager::Instance().Call<int32_t>(MakeCaller(&t, &Target::Add, j, 1), w.Id()), j + 1);
+                    EXPECT_EQ(ThreadManager::Instance().Call<int32_t>(MakeCaller(&t, &Target::Add, j, 1), w.Id()),
+                              j + 1);
                 }
             }
         });

@@ -171,8 +171,7 @@ std::vector<uint8_t> BitStreamWriter::Finish() {
     return std::move(bytes_);
 }
 
-std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data,
-                                const std::vector<uint8_t>& meta) {
+std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data, const std::vector<uint8_t>& meta) {
     std::vector<uint8_t> out;
     PutU32(out, type);
     PutU32(out, static_cast<uint32_t>(data.size()));
@@ -184,8 +183,8 @@ std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data,
     return out;
 }
 
-std::vector<uint8_t> FileHeaderData(uint32_t profile, uint32_t encoding, double scaleFactor,
-                                    int16_t versionA, int16_t versionB) {
+std::vector<uint8_t> FileHeaderData(uint32_t profile, uint32_t encoding, double scaleFactor, int16_t versionA,
+                                    int16_t versionB) {
     BitStreamWriter w;
     w.WriteI16(versionA);
     w.WriteI16(versionB);
@@ -226,7 +225,7 @@ std::vector<uint8_t> GroupNodeBlock(const std::string& name, const std::vector<P
 }
 
 std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
-                                   const std::string& resource, uint32_t visibility) {
+                                    const std::string& resource, uint32_t visibility) {
     BitStreamWriter w;
     w.WriteString(name);
     WriteParents(w, parents);
@@ -236,7 +235,7 @@ std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<P
 }
 
 std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
-                                   const std::string& resource) {
+                                    const std::string& resource) {
     BitStreamWriter w;
     w.WriteString(name);
     WriteParents(w, parents);

@@ -73,13 +73,11 @@ private:
 inline uint32_t Pad4(uint32_t n) { return (n + 3u) & ~3u; }
 
 // One block in file form: type, data size, meta size, data, padding, meta, padding.
-std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data,
-                                const std::vector<uint8_t>& meta = {});
+std::vector<uint8_t> FrameBlock(uint32_t type, const std::vector<uint8_t>& data, const std::vector<uint8_t>& meta = {});
 
 // Payload of a file header block (always plain: the header is read before any profile).
-std::vector<uint8_t> FileHeaderData(uint32_t profile = 0, uint32_t encoding = 106,
-                                    double scaleFactor = 1.0, int16_t versionA = 0,
-                                    int16_t versionB = 0);
+std::vector<uint8_t> FileHeaderData(uint32_t profile = 0, uint32_t encoding = 106, double scaleFactor = 1.0,
+                                    int16_t versionA = 0, int16_t versionB = 0);
 
 class U3DFileWriter {
 public:
@@ -108,8 +106,8 @@ struct ParentEntry {
 };
 std::vector<uint8_t> GroupNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents);
 std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
-                                   const std::string& resource, uint32_t visibility = 3);
+                                    const std::string& resource, uint32_t visibility = 3);
 std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
-                                   const std::string& resource);
+                                    const std::string& resource);
 
 }  // namespace U3DWriter

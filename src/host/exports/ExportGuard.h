@@ -16,8 +16,7 @@ R Guarded(R fallback, F&& body) noexcept {
         return std::forward<F>(body)();
     } catch (const std::bad_alloc&) {
         Velmora::Utility::Logger::Log(Velmora::Utility::LogLevel::Error, "OUT OF MEMORY");
-    } catch (...) {
-    }
+    } catch (...) {}
     return fallback;
 }
 
@@ -27,8 +26,7 @@ void Guarded(F&& body) noexcept {
         std::forward<F>(body)();
     } catch (const std::bad_alloc&) {
         Velmora::Utility::Logger::Log(Velmora::Utility::LogLevel::Error, "OUT OF MEMORY");
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 }  // namespace Kestrum::Exports

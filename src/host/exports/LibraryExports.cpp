@@ -12,8 +12,8 @@
 namespace Kestrum {
 
 using Velmora::ApplicationNames;
-using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
+using Velmora::Utility::LogLevel;
 
 namespace {
 

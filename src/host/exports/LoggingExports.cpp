@@ -10,8 +10,8 @@
 
 namespace Kestrum {
 
-using Velmora::Utility::LogManager;
 using Velmora::Utility::Logger;
+using Velmora::Utility::LogManager;
 
 uint8_t StartLoggingToDefault(uint32_t, const char16_t* path, int append, uint32_t level) {
     if (level > 5) return 0;
@@ -49,9 +49,8 @@ void Log(uint32_t, int32_t level, const char16_t* message) {
 }
 
 LoggingHook SetLoggingHook(void* userData, LoggingHook hook) {
-    return Exports::Guarded<LoggingHook>(nullptr, [&] {
-        return LogManager::Instance().SetLoggingHook(userData, hook);
-    });
+    return Exports::Guarded<LoggingHook>(nullptr,
+                                         [&] { return LogManager::Instance().SetLoggingHook(userData, hook); });
 }
 
 LoggingHook GetLoggingHook(void** userData) { return LogManager::Instance().GetLoggingHook(userData); }

@@ -12,8 +12,8 @@
 
 namespace Kestrum {
 
-using Velmora::Utility::LogLevel;
 using Velmora::Utility::Logger;
+using Velmora::Utility::LogLevel;
 using Velmora::Utility::MakeCaller;
 using Velmora::Utility::ThreadManager;
 
@@ -33,9 +33,8 @@ void SetProperty(RenderProxy3D* proxy, Method method, uint32_t id, Value value, 
 
 template <typename R, typename Method>
 R GetProperty(RenderProxy3D* proxy, Method method, uint32_t id) {
-    return Exports::Guarded<R>(R{}, [&] {
-        return ThreadManager::Instance().Call<R>(MakeCaller(proxy, method, id), proxy->RenderThreadId());
-    });
+    return Exports::Guarded<R>(
+        R{}, [&] { return ThreadManager::Instance().Call<R>(MakeCaller(proxy, method, id), proxy->RenderThreadId()); });
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include "format/FormatManager.h"
 #include "host/CaptureProxy.h"
 #include "host/RenderProxy3D.h"
-#include "util/SceneParameters.h"
 #include "host/exports/ExportGuard.h"
+#include "util/SceneParameters.h"
 #include "util/Strings.h"
 #include "util/ThreadManager.h"
 
@@ -64,9 +64,8 @@ KestrumWindow GetRenderProxyHwnd(RenderProxy3D* proxy) { return proxy != nullptr
 void LoadScene(uint32_t, RenderProxy3D* proxy, LoadSceneParameters load, ViewParameters view,
                LoadSceneCallback callback) {
     if (proxy == nullptr) return;
-    Exports::Guarded([&] {
-        PostToProxy(proxy, &RenderProxy3D::Thread_LoadScene, ToOwned(load), ToOwned(view), callback);
-    });
+    Exports::Guarded(
+        [&] { PostToProxy(proxy, &RenderProxy3D::Thread_LoadScene, ToOwned(load), ToOwned(view), callback); });
 }
 
 void CloseScene(RenderProxy3D* proxy, HandleCallback callback) {
@@ -100,8 +99,7 @@ void Screenshot(uint32_t, RenderProxy3D* proxy, const char16_t* path) {
     Exports::Guarded([&] { PostToProxy(proxy, &RenderProxy3D::Thread_Screenshot, WideToUtf8(path)); });
 }
 
-void LoadViewInfoFromFile(uint32_t, RenderProxy3D* proxy, const char16_t* path, int activate,
-                          CameraCallback callback) {
+void LoadViewInfoFromFile(uint32_t, RenderProxy3D* proxy, const char16_t* path, int activate, CameraCallback callback) {
     if (proxy == nullptr) return;
     Exports::Guarded([&] {
         PostToProxy(proxy, &RenderProxy3D::Thread_LoadViewInfoFromFile, WideToUtf8(path), activate != 0, callback);
@@ -112,8 +110,7 @@ void LoadViewInfoFromString(uint32_t, RenderProxy3D* proxy, const char16_t* text
                             CameraCallback callback) {
     if (proxy == nullptr) return;
     Exports::Guarded([&] {
-        PostToProxy(proxy, &RenderProxy3D::Thread_LoadViewInfoFromString, WideToUtf8(text), activate != 0,
-                    callback);
+        PostToProxy(proxy, &RenderProxy3D::Thread_LoadViewInfoFromString, WideToUtf8(text), activate != 0, callback);
     });
 }
 

@@ -10,13 +10,13 @@
 
 namespace Velmora::Windowing {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
-constexpr long kEventMask = PointerMotionMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask |
-                            FocusChangeMask;
+constexpr long kEventMask =
+    PointerMotionMask | ButtonPressMask | ButtonReleaseMask | StructureNotifyMask | FocusChangeMask;
 
 }  // namespace
 
@@ -64,9 +64,9 @@ bool RenderWindow::Create(const CreateInfo& info) {
         }
         if (found) XFree(found);
     }
-    const Window window = XCreateWindow(display, static_cast<Window>(info.parent), 0, 0,
-                                        static_cast<unsigned>(info.width), static_cast<unsigned>(info.height), 0,
-                                        depth, InputOutput, visual, mask, &attributes);
+    const Window window =
+        XCreateWindow(display, static_cast<Window>(info.parent), 0, 0, static_cast<unsigned>(info.width),
+                      static_cast<unsigned>(info.height), 0, depth, InputOutput, visual, mask, &attributes);
     if (window != 0) {
         XStoreName(display, window, kWindowName);
         XMapWindow(display, window);
@@ -156,9 +156,7 @@ intptr_t RenderWindow::WindowProc(NativeHandle hwnd, uint32_t message, uintptr_t
             // Activation hands us the focus already; asking again would only echo events.
             if (LowWord(wparam) != 0) hasFocus_ = true;
             return 0;
-        case kMessageKillFocus:
-            hasFocus_ = false;
-            return 0;
+        case kMessageKillFocus: hasFocus_ = false; return 0;
         default: return WindowBase::WindowProc(hwnd, message, wparam, lparam);
     }
 }

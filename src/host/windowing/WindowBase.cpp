@@ -25,8 +25,7 @@ std::map<NativeHandle, WindowBase*>& WindowMap() {
 }
 
 // X mouse buttons 1 left, 2 middle, 3 right, 4 and 5 the wheel.
-bool TranslateButton(const XButtonEvent& event, bool down, uint32_t& message, uintptr_t& wparam,
-                     intptr_t& lparam) {
+bool TranslateButton(const XButtonEvent& event, bool down, uint32_t& message, uintptr_t& wparam, intptr_t& lparam) {
     lparam = PackPoint(event.x, event.y);
     wparam = 0;
     switch (event.button) {
@@ -62,9 +61,7 @@ bool TranslateEvent(const XEvent& event, uint32_t& message, uintptr_t& wparam, i
             message = kMessageActivate;
             wparam = 1;
             return true;
-        case FocusOut:
-            message = kMessageKillFocus;
-            return true;
+        case FocusOut: message = kMessageKillFocus; return true;
         default: return false;
     }
 }

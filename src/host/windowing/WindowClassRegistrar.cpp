@@ -7,8 +7,8 @@
 
 namespace Velmora::Windowing {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 WindowClassRegistrar& WindowClassRegistrar::Instance() {
     static WindowClassRegistrar registrar;
@@ -24,7 +24,8 @@ bool WindowClassRegistrar::Register(const WindowClassRecord& record) {
         classes_.emplace(record.name, record);
     } catch (const std::bad_alloc&) {
         // The class itself is usable; only our record of it is missing.
-        Logger::LogF(LogLevel::Error, "WindowClassRegistrar::Register - failed to insert registered class '{:s}': '{:s}'", name,
+        Logger::LogF(LogLevel::Error,
+                     "WindowClassRegistrar::Register - failed to insert registered class '{:s}': '{:s}'", name,
                      "OUT OF MEMORY");
     }
     return true;

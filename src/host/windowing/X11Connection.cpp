@@ -9,8 +9,8 @@
 
 namespace Velmora::Windowing {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 

@@ -4,16 +4,16 @@
 #include <epoxy/gl.h>
 #include <fmt/format.h>
 
-#include "rendering/Renderer.h"
 #include "rendering/OpenGLContext.h"
+#include "rendering/Renderer.h"
 #include "rendering/shaders/ShaderManager2.h"
 #include "rendering/shaders/ShaderSourceGenerator.h"
 #include "util/Logger.h"
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -86,7 +86,8 @@ bool DynamicShader::CreateStages(uint32_t lightingModel) {
 
     ShaderStage stages[3];
     stages[0] = {ShaderStageKind::Vertex, "DSV_" + name_, generator.VertexSource()};
-    if (generator.HasGeometryStage()) stages[1] = {ShaderStageKind::Geometry, "DSG_" + name_, generator.GeometrySource()};
+    if (generator.HasGeometryStage())
+        stages[1] = {ShaderStageKind::Geometry, "DSG_" + name_, generator.GeometrySource()};
     stages[2] = {ShaderStageKind::Fragment, "DSF_" + name_, generator.FragmentSource()};
 
     stages_.clear();
@@ -128,8 +129,7 @@ bool DynamicShader::BindBlock(const char* block, uint32_t bindingPoint) {
         return false;
     }
     // Errors left by earlier calls must not be taken for this one's.
-    for (int i = 0; i < 16 && glGetError() != GL_NO_ERROR; ++i) {
-    }
+    for (int i = 0; i < 16 && glGetError() != GL_NO_ERROR; ++i) {}
     glUniformBlockBinding(program_, index, bindingPoint);
     if (glGetError() != GL_NO_ERROR) {
         Logger::LogF(LogLevel::Error, "Failed to set blockBinding for '{:s}'", block);
@@ -158,7 +158,8 @@ void DynamicShader::ReadLocations() {
         if (!d.LayerUsed(n)) continue;
         l.vertexTexCoord[n] = GetAttributeLocation(names.texCoord[n].c_str());
         l.texSampler[n] = GetUniformLocation(names.sampler[n].c_str());
-        if (d.layerBlend[n] & LayerBlend::UsesConstant) l.blendingConstant[n] = GetUniformLocation(names.constant[n].c_str());
+        if (d.layerBlend[n] & LayerBlend::UsesConstant)
+            l.blendingConstant[n] = GetUniformLocation(names.constant[n].c_str());
         l.texIntensity[n] = GetUniformLocation(names.intensity[n].c_str());
     }
     if (d.HasFlag(ShaderFlags::MaterialSampler)) {
@@ -175,7 +176,8 @@ int32_t DynamicShader::GetUniformLocation(const char* name) const {
         return -1;
     }
     const GLint location = glGetUniformLocation(program_, name);
-    if (location == -1) Logger::LogF(LogLevel::Error, "DynamicShader::GetUniformLocation() - cannot find uniform '{:s}'", name);
+    if (location == -1)
+        Logger::LogF(LogLevel::Error, "DynamicShader::GetUniformLocation() - cannot find uniform '{:s}'", name);
     return location;
 }
 
@@ -185,7 +187,8 @@ int32_t DynamicShader::GetAttributeLocation(const char* name) const {
         return -1;
     }
     const GLint location = glGetAttribLocation(program_, name);
-    if (location == -1) Logger::LogF(LogLevel::Error, "DynamicShader::GetAttributeLocation() - cannot find attribute '{:s}'", name);
+    if (location == -1)
+        Logger::LogF(LogLevel::Error, "DynamicShader::GetAttributeLocation() - cannot find attribute '{:s}'", name);
     return location;
 }
 

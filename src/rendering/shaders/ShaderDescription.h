@@ -35,7 +35,7 @@ inline constexpr uint32_t Add = 1;
 inline constexpr uint32_t Replace = 2;
 inline constexpr uint32_t Mix = 3;
 inline constexpr uint32_t AlphaSourceMask = 0xC;  // 0: the layer's alpha, else the constant
-inline constexpr uint32_t UsesConstant = 0x8;      // bit 3: blendingConstant uniform is read
+inline constexpr uint32_t UsesConstant = 0x8;     // bit 3: blendingConstant uniform is read
 }  // namespace LayerBlend
 
 // geometryMode values.

@@ -11,25 +11,25 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
 const char* StageWord(uint32_t kind) {
     switch (kind) {
-    case ShaderStageKind::Fragment: return "fragment";
-    case ShaderStageKind::Vertex: return "vertex";
-    default: return "geometry";
+        case ShaderStageKind::Fragment: return "fragment";
+        case ShaderStageKind::Vertex: return "vertex";
+        default: return "geometry";
     }
 }
 
 GLenum StageType(uint32_t kind) {
     switch (kind) {
-    case ShaderStageKind::Fragment: return GL_FRAGMENT_SHADER;
-    case ShaderStageKind::Vertex: return GL_VERTEX_SHADER;
-    case ShaderStageKind::Geometry: return GL_GEOMETRY_SHADER;
-    default: return 0;
+        case ShaderStageKind::Fragment: return GL_FRAGMENT_SHADER;
+        case ShaderStageKind::Vertex: return GL_VERTEX_SHADER;
+        case ShaderStageKind::Geometry: return GL_GEOMETRY_SHADER;
+        default: return 0;
     }
 }
 
@@ -70,8 +70,8 @@ std::string ShaderManager2::BuildName(const ShaderDescription& d) const {
 
     std::string name;
     name.reserve(32);
-    fmt::format_to(std::back_inserter(name), "{:01x}_{:01x}_{:02x}_{:03x}_{:01x}", scene.lightingModel,
-                   d.alphaFunction, d.flags, d.vertexAttributes, d.geometryMode);
+    fmt::format_to(std::back_inserter(name), "{:01x}_{:01x}_{:02x}_{:03x}_{:01x}", scene.lightingModel, d.alphaFunction,
+                   d.flags, d.vertexAttributes, d.geometryMode);
     if (d.textureLayers != 0) {
         name += '_';
         for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer)

@@ -8,8 +8,8 @@
 
 namespace Velmora::Rendering {
 
-using Utility::LogLevel;
 using Utility::Logger;
+using Utility::LogLevel;
 
 namespace {
 
@@ -45,7 +45,8 @@ constexpr const char* kLightsBlockBody =
 
 constexpr const char* kLightLoopHead =
     "    for( int index = 0; index < NUMBER_OF_LIGHTS; index++ )\n    {\n"
-    "    \t if( Lights.flags[index].x != 1 )\t// flags is an ivec4 (for simpler alignment), so it just uses x component\n"
+    "    \t if( Lights.flags[index].x != 1 )\t// flags is an ivec4 (for simpler alignment), so it just uses x "
+    "component\n"
     "            continue;\n\n        LightSource lgt = Lights.light[index];\n\n";
 
 constexpr const char* kLightDirection =
@@ -121,8 +122,8 @@ void ShaderSourceGenerator::AppendInterfaceMembers(std::string& s) const {
         s += "    vec4 vertSpecularColor;       // vertex diffuse color\n";
     for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer)
         if (desc_.LayerUsed(layer))
-            fmt::format_to(std::back_inserter(s), "    vec2 vertTexCoord{:d};           // texture color coord layer {:d}\n",
-                           layer, layer);
+            fmt::format_to(std::back_inserter(s),
+                           "    vec2 vertTexCoord{:d};           // texture color coord layer {:d}\n", layer, layer);
     if (desc_.HasFlag(ShaderFlags::MaterialSampler)) s += kMaterialMembers;
 }
 
@@ -161,15 +162,18 @@ std::string ShaderSourceGenerator::VertexSource() const {
     }
 
     s += "void main()\n{\n";
-    if (camSpace) s += "    vertexOut.vertPositionCamSpace = vec3(viewMatrix * modelMatrix * vec4(vertexPos, 1.0));\n\n";
+    if (camSpace)
+        s += "    vertexOut.vertPositionCamSpace = vec3(viewMatrix * modelMatrix * vec4(vertexPos, 1.0));\n\n";
     if (normalLit)
         s += "    vertexOut.vertNormalCamSpace = normalize(mat3(viewMatrix) * normalMatrix * vertexNormal);\n"
              "    vertexOut.vertBackNormalCamSpace = -vertexOut.vertNormalCamSpace;\n\n";
     if (desc_.Has(VertexAttribute::Diffuse)) s += "    vertexOut.vertDiffuseColor = vertexDiffuse;\n\n";
-    if (desc_.Has(VertexAttribute::Specular) && Lighting()) s += "    vertexOut.vertSpecularColor = vertexSpecular;\n\n";
+    if (desc_.Has(VertexAttribute::Specular) && Lighting())
+        s += "    vertexOut.vertSpecularColor = vertexSpecular;\n\n";
     for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer)
         if (desc_.LayerUsed(layer))
-            fmt::format_to(std::back_inserter(s), "    vertexOut.vertTexCoord{:d} = vertexTexCoord{:d};\n", layer, layer);
+            fmt::format_to(std::back_inserter(s), "    vertexOut.vertTexCoord{:d} = vertexTexCoord{:d};\n", layer,
+                           layer);
 
     if (material) {
         // Five texels per material row: ambient, diffuse, specular, emissive, then
@@ -204,13 +208,14 @@ void ShaderSourceGenerator::AppendGeometryCopies(std::string& s) const {
     if (desc_.Has(VertexAttribute::Normal) && Lighting())
         s += "        vertexOut.vertNormalCamSpace = vertexIn[i].vertNormalCamSpace;\n"
              "        vertexOut.vertBackNormalCamSpace = vertexIn[i].vertBackNormalCamSpace;\n";
-    if (desc_.Has(VertexAttribute::Diffuse)) s += "        vertexOut.vertDiffuseColor = vertexIn[i].vertDiffuseColor;\n";
+    if (desc_.Has(VertexAttribute::Diffuse))
+        s += "        vertexOut.vertDiffuseColor = vertexIn[i].vertDiffuseColor;\n";
     if (desc_.Has(VertexAttribute::Specular) && Lighting())
         s += "        vertexOut.vertSpecularColor = vertexIn[i].vertSpecularColor;\n";
     for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer)
         if (desc_.LayerUsed(layer))
-            fmt::format_to(std::back_inserter(s), "        vertexOut.vertTexCoord{:d} = vertexIn[i].vertTexCoord{:d};\n",
-                           layer, layer);
+            fmt::format_to(std::back_inserter(s),
+                           "        vertexOut.vertTexCoord{:d} = vertexIn[i].vertTexCoord{:d};\n", layer, layer);
     if (desc_.HasFlag(ShaderFlags::MaterialSampler))
         s += "        vertexOut.matAmbient = vertexIn[i].matAmbient;\n"
              "        vertexOut.matDiffuse = vertexIn[i].matDiffuse;\n"
@@ -369,35 +374,35 @@ void ShaderSourceGenerator::AppendSpecular(std::string& s, const char* p) const 
     Put(s, p, "if( matShininess > 0.0 )\n");
     Put(s, p, "{\n");
     switch (lightingModel_) {
-    case LightingModel::Phong:
-        Put(s, p, "// specular reflection - phong\n");
-        Put(s, p, "    vec3 reflectionCamSpace = reflect(-lightDirectionCamSpace, faceNormal);\n");
-        Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
-        Put(s, p, "    float dotSpecular = max( 0.0, dot (reflectionCamSpace, surfToViewerCamSpace) );\n");
-        Put(s, p, "    float specularFactor = pow( dotSpecular, matShininess );\n");
-        Put(s, p, "    specularTerm += vec3(lgt.specular * specularFactor); \n");
-        break;
-    case LightingModel::Blinn:
-        Put(s, p, "// specular reflection - blinn\n");
-        Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
-        Put(s, p, "    vec3 halfAngle = normalize(lightDirectionCamSpace + surfToViewerCamSpace);\n");
-        Put(s, p, "    float blinnSpecularFactor = dot(faceNormal, halfAngle);\n");
-        Put(s, p, "    blinnSpecularFactor = clamp(blinnSpecularFactor, 0, 1);\n");
-        Put(s, p, "    blinnSpecularFactor = lightDot != 0.0 ? blinnSpecularFactor : 0.0;\n");
-        Put(s, p, "    blinnSpecularFactor = pow(blinnSpecularFactor, matShininess);\n");
-        Put(s, p, "    specularTerm += vec3(lgt.specular * blinnSpecularFactor);\n");
-        break;
-    default:
-        Put(s, p, "// specular reflection - gauss\n");
-        Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
-        Put(s, p, "    vec3 halfAngle = normalize(lightDirectionCamSpace + surfToViewerCamSpace);\n");
-        Put(s, p, "    float angleNormalHalf = acos(dot(halfAngle, faceNormal));\n");
-        Put(s, p, "    float exponent = angleNormalHalf / matShininess;\n");
-        Put(s, p, "    exponent = -(exponent * exponent);\n");
-        Put(s, p, "    float gaussSpecularFactor = exp(exponent);\n");
-        Put(s, p, "    gaussSpecularFactor = lightDot != 0.0 ? gaussSpecularFactor : 0.0;\n");
-        Put(s, p, "    specularTerm += vec3(lgt.specular * gaussSpecularFactor);\n");
-        break;
+        case LightingModel::Phong:
+            Put(s, p, "// specular reflection - phong\n");
+            Put(s, p, "    vec3 reflectionCamSpace = reflect(-lightDirectionCamSpace, faceNormal);\n");
+            Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
+            Put(s, p, "    float dotSpecular = max( 0.0, dot (reflectionCamSpace, surfToViewerCamSpace) );\n");
+            Put(s, p, "    float specularFactor = pow( dotSpecular, matShininess );\n");
+            Put(s, p, "    specularTerm += vec3(lgt.specular * specularFactor); \n");
+            break;
+        case LightingModel::Blinn:
+            Put(s, p, "// specular reflection - blinn\n");
+            Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
+            Put(s, p, "    vec3 halfAngle = normalize(lightDirectionCamSpace + surfToViewerCamSpace);\n");
+            Put(s, p, "    float blinnSpecularFactor = dot(faceNormal, halfAngle);\n");
+            Put(s, p, "    blinnSpecularFactor = clamp(blinnSpecularFactor, 0, 1);\n");
+            Put(s, p, "    blinnSpecularFactor = lightDot != 0.0 ? blinnSpecularFactor : 0.0;\n");
+            Put(s, p, "    blinnSpecularFactor = pow(blinnSpecularFactor, matShininess);\n");
+            Put(s, p, "    specularTerm += vec3(lgt.specular * blinnSpecularFactor);\n");
+            break;
+        default:
+            Put(s, p, "// specular reflection - gauss\n");
+            Put(s, p, "    vec3 surfToViewerCamSpace = normalize (-vertPositionCamSpace);\n");
+            Put(s, p, "    vec3 halfAngle = normalize(lightDirectionCamSpace + surfToViewerCamSpace);\n");
+            Put(s, p, "    float angleNormalHalf = acos(dot(halfAngle, faceNormal));\n");
+            Put(s, p, "    float exponent = angleNormalHalf / matShininess;\n");
+            Put(s, p, "    exponent = -(exponent * exponent);\n");
+            Put(s, p, "    float gaussSpecularFactor = exp(exponent);\n");
+            Put(s, p, "    gaussSpecularFactor = lightDot != 0.0 ? gaussSpecularFactor : 0.0;\n");
+            Put(s, p, "    specularTerm += vec3(lgt.specular * gaussSpecularFactor);\n");
+            break;
     }
     Put(s, p, "}\n");
 }
@@ -546,9 +551,10 @@ void ShaderSourceGenerator::AppendBaseColor(std::string& s, const char* p) const
             continue;
         }
         s += p;
-        fmt::format_to(std::back_inserter(s),
-                       "vec4 texLayer{:d} = texture(texSampler{:d}, vertTexCoord{:d}) * vec4( vec3(texIntensity{:d}), 1.0 );\n",
-                       layer, layer, layer, layer);
+        fmt::format_to(
+            std::back_inserter(s),
+            "vec4 texLayer{:d} = texture(texSampler{:d}, vertTexCoord{:d}) * vec4( vec3(texIntensity{:d}), 1.0 );\n",
+            layer, layer, layer, layer);
         AppendLayerBlend(s, p, layer);
     }
 
@@ -574,20 +580,24 @@ void ShaderSourceGenerator::AppendLayerBlend(std::string& s, const char* p, uint
     s += p;
     if ((own & LayerBlend::OperationMask) == LayerBlend::Add) {
         if (layerAlpha)
-            fmt::format_to(out, "currDiffuseColor = vec4( clamp(currDiffuseColor + texLayer{:d}, 0.0, 1.0).rgb, texLayer{:d}.a );\n",
-                           layer, layer);
+            fmt::format_to(
+                out,
+                "currDiffuseColor = vec4( clamp(currDiffuseColor + texLayer{:d}, 0.0, 1.0).rgb, texLayer{:d}.a );\n",
+                layer, layer);
         else
             fmt::format_to(out,
-                           "currDiffuseColor = vec4( clamp(currDiffuseColor + texLayer{:d}, 0.0, 1.0).rgb, blendingConstant{:d} );\n",
+                           "currDiffuseColor = vec4( clamp(currDiffuseColor + texLayer{:d}, 0.0, 1.0).rgb, "
+                           "blendingConstant{:d} );\n",
                            layer, layer);
     } else if ((first & LayerBlend::OperationMask) == LayerBlend::Multiply) {
         fmt::format_to(out, "currDiffuseColor *= texLayer{:d};\n", layer);
     } else if ((first & LayerBlend::OperationMask) == LayerBlend::Mix) {
         if (layerAlpha)
-            fmt::format_to(out, "currDiffuseColor = mix( currDiffuseColor, texLayer{:d}, texLayer{:d}.a );\n", layer, layer);
-        else
-            fmt::format_to(out, "currDiffuseColor = mix( currDiffuseColor, texLayer{:d}, blendingConstant{:d} );\n", layer,
+            fmt::format_to(out, "currDiffuseColor = mix( currDiffuseColor, texLayer{:d}, texLayer{:d}.a );\n", layer,
                            layer);
+        else
+            fmt::format_to(out, "currDiffuseColor = mix( currDiffuseColor, texLayer{:d}, blendingConstant{:d} );\n",
+                           layer, layer);
     } else {
         fmt::format_to(out, "currDiffuseColor = texLayer{:d};\n", layer);
     }
@@ -603,20 +613,21 @@ void ShaderSourceGenerator::AppendMaterialBlend(std::string& s, const char* p) c
     s += "\n";
     Put(s, p, "// modify color according to blend factors\n");
     switch (first & LayerBlend::OperationMask) {
-    case LayerBlend::Multiply:
-        Put(s, p, "currDiffuseColor = matDiffuse * currDiffuseColor;\n");
-        break;
-    case LayerBlend::Add:
-        Put(s, p, layerAlpha
-                      ? "currDiffuseColor = vec4( clamp(matDiffuse + currDiffuseColor, 0.0, 1.0).rgb, currDiffuseColor.a );\n"
-                      : "currDiffuseColor = vec4( clamp(matDiffuse + currDiffuseColor, 0.0, 1.0).rgb, blendingConstant0 );\n");
-        break;
-    case LayerBlend::Mix:
-        Put(s, p, layerAlpha ? "currDiffuseColor = mix( matDiffuse, currDiffuseColor, currDiffuseColor.a );\n"
-                             : "currDiffuseColor = mix( matDiffuse, currDiffuseColor, blendingConstant0 );\n");
-        break;
-    default:  // replace: the texture stands as it is
-        break;
+        case LayerBlend::Multiply: Put(s, p, "currDiffuseColor = matDiffuse * currDiffuseColor;\n"); break;
+        case LayerBlend::Add:
+            Put(s, p,
+                layerAlpha ? "currDiffuseColor = vec4( clamp(matDiffuse + currDiffuseColor, 0.0, 1.0).rgb, "
+                             "currDiffuseColor.a );\n"
+                           : "currDiffuseColor = vec4( clamp(matDiffuse + currDiffuseColor, 0.0, 1.0).rgb, "
+                             "blendingConstant0 );\n");
+            break;
+        case LayerBlend::Mix:
+            Put(s, p,
+                layerAlpha ? "currDiffuseColor = mix( matDiffuse, currDiffuseColor, currDiffuseColor.a );\n"
+                           : "currDiffuseColor = mix( matDiffuse, currDiffuseColor, blendingConstant0 );\n");
+            break;
+        default:  // replace: the texture stands as it is
+            break;
     }
 }
 

@@ -25,8 +25,8 @@ inline constexpr uint32_t Gauss = 2;
 class ShaderSourceGenerator {
 public:
     // GLSL version as the context reports it: 3.30 is (3, 30) and gives "#version 330".
-    ShaderSourceGenerator(const ShaderDescription& description, uint32_t lightingModel,
-                          int32_t shaderMajor, int32_t shaderMinor);
+    ShaderSourceGenerator(const ShaderDescription& description, uint32_t lightingModel, int32_t shaderMajor,
+                          int32_t shaderMinor);
 
     // Whether the description asks for a geometry stage (modes 1 to 3; 4 is drawn without).
     bool HasGeometryStage() const;

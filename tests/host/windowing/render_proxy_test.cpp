@@ -129,7 +129,7 @@ TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
     SendButton(child, Button4, true, 0, 0);
     SendButton(child, Button4, false, 0, 0);
     SendButton(child, Button5, true, 0, 0);
-    const std::vector<std::string> expected = {"button 0 down 10,20", "move 11,22", "button 0 up 12,24",
+    const std::vector<std::string> expected = {"button 0 down 10,20", "move 11,22",        "button 0 up 12,24",
                                                "button 1 down 30,40", "button 2 up 31,41", "wheel 120",
                                                "wheel -120"};
     EXPECT_TRUE(PumpUntil([&] { return recorder.events.size() >= expected.size(); }));
@@ -393,7 +393,8 @@ TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
     EXPECT_EQ(parent, hostWindow_);
     ASSERT_FALSE(g_anisotropyLevels.empty());
     EXPECT_EQ(g_anisotropyLevels.front(), 2u);
-    for (size_t i = 1; i < g_anisotropyLevels.size(); ++i) EXPECT_EQ(g_anisotropyLevels[i], g_anisotropyLevels[i - 1] * 2);
+    for (size_t i = 1; i < g_anisotropyLevels.size(); ++i)
+        EXPECT_EQ(g_anisotropyLevels[i], g_anisotropyLevels[i - 1] * 2);
     EXPECT_GE(lib.GetProperty_Int32(proxy_, KESTRUM_PROPERTY_GL_MAJOR), 3);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 0);
 }
