@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "format/AuthoringInterrupt.h"
 #include "prc/reader/BitstreamReader.h"
 #include "prc/reader/filestructure/EntityTypes.h"
 #include "util/Logger.h"
@@ -310,6 +311,8 @@ bool BitstreamReader::ReadFileStructureTessellationDecompressed(TessellationSect
     const uint32_t count = ReadUnsignedInteger();
     if (!CountFits(count, kMinimumItemBits, "tessellation")) return false;
     for (uint32_t i = 0; i < count; ++i) {
+        // A large section is the longest stretch of a load; an interrupt ends it here.
+        if (FormatGlue::AuthoringInterrupt::Interrupted()) return false;
         auto tess = ReadTessellation();
         if (!tess) return false;
         const bool highlyCompressed = tess->type == kTypeTessHighlyCompressed;

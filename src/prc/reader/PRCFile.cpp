@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "format/AuthoringInterrupt.h"
 #include "format/AuthoringProgress.h"
 #include "prc/reader/BitstreamReader.h"
 #include "util/Logger.h"
@@ -95,6 +96,10 @@ uint32_t PRCFile::ReadBlocks(BitstreamReader& reader, std::vector<std::shared_pt
     const double fileSize = data_->Size();
     uint32_t read = 0;
     for (auto& block : blocks) {
+        if (FormatGlue::AuthoringInterrupt::Interrupted()) {
+            Logger::Log(LogLevel::Warning, "PRCFile::CreateRawDataBlocks() - interrupted");
+            break;
+        }
         const auto& offsets = block->sectionOffsets;
         const uint32_t span = offsets.size() > kSectionEnd ? offsets[kSectionEnd] - offsets[0] : 0;
         reader.SetProgress(progress_, static_cast<float>(span / fileSize * progressSpan_), static_cast<int32_t>(span));
