@@ -90,7 +90,7 @@ void BitstreamReader::AdvanceByte() {
     if (pos_ > size_) Logger::Log(LogLevel::Error, "BitstreamReader::AdvanceByte() - DATA OVERFLOW!");
 }
 
-uint8_t BitstreamReader::ReadByte() {
+uint8_t BitstreamReader::ReadByteSlow() {
     const uint32_t first = pos_ < size_ ? data_[pos_] : 0u;
     const uint32_t offset = bitOffset_;
     AdvanceByte();
@@ -104,6 +104,12 @@ uint32_t BitstreamReader::ReadBits(uint32_t n) {
     if (n > kMaxBitsPerRead) {
         Logger::Log(LogLevel::Error, "BitstreamReader::ReadBits() - too many bits requested!");
         return 0;
+    }
+    if (n == 0) return 0;
+    if (HasFastWindow()) {
+        const auto value = static_cast<uint32_t>(PeekWord() >> (kWordBits - n));
+        SkipBits(n);
+        return value;
     }
     uint32_t value = 0;
     for (uint32_t i = 0; i < n; ++i) value = (value << 1) | ReadBit();
@@ -121,8 +127,20 @@ uint32_t BitstreamReader::ReadU32() {
 }
 
 uint32_t BitstreamReader::ReadUnsignedInteger() {
+    constexpr uint32_t kGroupBits = 9;  // the continuation bit and its byte
     uint32_t value = 0;
     uint32_t shift = 0;
+    while (HasFastWindow()) {
+        const uint64_t word = PeekWord();
+        if (!(word >> (kWordBits - 1))) {
+            SkipBits(1);
+            return value;
+        }
+        const auto byte = static_cast<uint32_t>((word >> (kWordBits - kGroupBits)) & 0xFFu);
+        SkipBits(kGroupBits);
+        value |= byte << (shift & (kMaxBitsPerRead - 1));
+        shift += kBitsPerByte;
+    }
     while (ReadBit()) {
         value |= static_cast<uint32_t>(ReadByte()) << (shift & (kMaxBitsPerRead - 1));
         shift += kBitsPerByte;
@@ -183,10 +201,23 @@ bool BitstreamReader::ReadFloatAsIntArray(std::vector<float>& array, uint32_t co
 double BitstreamReader::ReadDouble() {
     const FrequentDoubles& table = FrequentDoubles::Instance();
     const FrequentValueRow* row = nullptr;
-    uint32_t code = 0;
-    for (uint32_t length = 1; length <= FrequentDoubles::kMaxCodeLength && !row; ++length) {
-        code = (code << 1) | ReadBit();
-        row = table.Find(length, code);
+    if (HasFastWindow()) {
+        const uint64_t word = PeekWord();
+        uint32_t length = 0;
+        row = table.FindShort(static_cast<uint32_t>(word >> (kWordBits - FrequentDoubles::kPrefixBits)), length);
+        if (!row) {
+            length = FrequentDoubles::kPrefixBits + 1;
+            for (; length <= FrequentDoubles::kMaxCodeLength && !row; ++length)
+                row = table.Find(length, static_cast<uint32_t>(word >> (kWordBits - length)));
+            --length;
+        }
+        SkipBits(length);
+    } else {
+        uint32_t code = 0;
+        for (uint32_t length = 1; length <= FrequentDoubles::kMaxCodeLength && !row; ++length) {
+            code = (code << 1) | ReadBit();
+            row = table.Find(length, code);
+        }
     }
     if (!row) return 0.0;
     if ((row->value & ~kSignBit) == 0) return std::bit_cast<double>(row->value);
@@ -203,6 +234,15 @@ double BitstreamReader::ReadDouble() {
     std::memcpy(bytes, &value, sizeof(value));
     int p = kFirstMantissaByte;
     while (p >= 0) {
+        if (HasFastWindow()) {
+            // One flag bit and a byte, in one step.
+            const uint64_t word = PeekWord();
+            if (word >> (kWordBits - 1)) {
+                bytes[p--] = static_cast<uint8_t>(word >> (kWordBits - 1 - kBitsPerByte));
+                SkipBits(1 + kBitsPerByte);
+                continue;
+            }
+        }
         if (ReadBit()) {
             bytes[p--] = ReadByte();
             continue;

@@ -9,7 +9,9 @@
 // are left before it sizes anything, so that a hostile count fails the entity instead of
 // allocating or looping.
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -87,7 +89,14 @@ public:
         if (++bitOffset_ == 8) AdvanceByte();
         return bit;
     }
-    uint8_t ReadByte();
+    uint8_t ReadByte() {
+        if (HasFastWindow()) {
+            const auto value = static_cast<uint8_t>(PeekWord() >> (kWordBits - kByteBits));
+            SkipBits(kByteBits);
+            return value;
+        }
+        return ReadByteSlow();
+    }
     uint32_t ReadBits(uint32_t n);
     uint32_t ReadU32();
     uint32_t ReadUnsignedInteger();
@@ -181,6 +190,26 @@ public:
     bool ConvertRawCoordinatesToVertices(FileStructure::BaseTessData& tess);
 
 private:
+    static constexpr uint32_t kWordBits = 64;
+    static constexpr uint32_t kByteBits = 8;
+    static constexpr size_t kFastWindowBytes = 8;
+
+    // Bulk data is read through a 64-bit window while the cursor is at least eight bytes from
+    // the end; near the end every read goes bit by bit, so that running off the end logs as
+    // it should.
+    bool HasFastWindow() const { return pos_ + kFastWindowBytes <= size_; }
+    uint64_t PeekWord() const {
+        uint64_t word;
+        std::memcpy(&word, data_ + pos_, sizeof(word));
+        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+        return word << bitOffset_;
+    }
+    void SkipBits(uint32_t n) {
+        const uint32_t bits = bitOffset_ + n;
+        pos_ += bits / kByteBits;
+        bitOffset_ = bits % kByteBits;
+    }
+    uint8_t ReadByteSlow();
     bool ReadAttributeTitle(FileStructure::AttributeTitle& title);
     bool ReadSchemaTail(uint32_t type);
     bool ReadRawCoordinates(FileStructure::BaseTessData& tess);

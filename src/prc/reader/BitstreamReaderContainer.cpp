@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <list>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -115,23 +116,32 @@ bool BitstreamReader::DecompressBlock(const uint8_t* input, uint32_t inputSize, 
     if (result != Z_OK) return InflateFailure(result);
     zs.open = true;
 
-    std::list<std::vector<uint8_t>> chunks;
+    struct Chunk {
+        std::unique_ptr<uint8_t[]> bytes;
+        size_t size = 0;
+    };
+    std::list<Chunk> chunks;
     uint64_t total = 0;
     do {
         if (total > kMaxInflatedSize) {
             Logger::Log(LogLevel::Error, "BitstreamReader::DecompressBlock() - inflated size exceeds the limit");
             return false;
         }
-        std::vector<uint8_t> chunk(kInflateChunk);
-        zs.stream.next_out = chunk.data();
+        Chunk chunk{std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[kInflateChunk]), 0};
+        if (!chunk.bytes) {
+            Logger::Log(LogLevel::Error, chunks.empty() ? "BitstreamReader::DecompressBlock() - OUT OF MEMORY!"
+                                                        : "BitstreamReader::DecompressBlock() - OUT OF MEMORY[2]!");
+            return false;
+        }
+        zs.stream.next_out = chunk.bytes.get();
         zs.stream.avail_out = kInflateChunk;
         while (zs.stream.avail_out > 0) {
             result = inflate(&zs.stream, Z_NO_FLUSH);
             if (result == Z_STREAM_END) break;
             if (result != Z_OK) return InflateFailure(result);
         }
-        chunk.resize(kInflateChunk - zs.stream.avail_out);
-        total += chunk.size();
+        chunk.size = kInflateChunk - zs.stream.avail_out;
+        total += chunk.size;
         chunks.push_back(std::move(chunk));
     } while (result != Z_STREAM_END);
 
@@ -146,8 +156,8 @@ bool BitstreamReader::DecompressBlock(const uint8_t* input, uint32_t inputSize, 
     }
     size_t at = 0;
     for (const auto& chunk : chunks) {
-        if (!chunk.empty()) std::memcpy(bytes + at, chunk.data(), chunk.size());
-        at += chunk.size();
+        if (chunk.size) std::memcpy(bytes + at, chunk.bytes.get(), chunk.size);
+        at += chunk.size;
     }
     output = std::make_shared<ByteHolder>(bytes, static_cast<uint32_t>(total));
     consumed = inputSize - zs.stream.avail_in;

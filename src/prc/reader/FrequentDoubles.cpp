@@ -129,6 +129,16 @@ FrequentDoubles::FrequentDoubles() {
             longCodes_.push_back({(uint64_t{row.numberOfBits} << 32) | row.code, static_cast<int16_t>(i)});
     }
     std::sort(longCodes_.begin(), longCodes_.end());
+
+    prefix_.assign(size_t{1} << kPrefixBits, PrefixEntry{});
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        const FrequentValueRow& row = rows_[i];
+        if (row.numberOfBits > kPrefixBits) continue;
+        const uint32_t free = kPrefixBits - row.numberOfBits;
+        const uint32_t first = row.code << free;
+        for (uint32_t k = 0; k < (1u << free); ++k)
+            prefix_[first + k] = PrefixEntry{static_cast<int16_t>(i), static_cast<uint8_t>(row.numberOfBits)};
+    }
 }
 
 const FrequentValueRow* FrequentDoubles::FindLong(uint32_t length, uint32_t code) const {

@@ -39,6 +39,15 @@ public:
     }
     const std::vector<FrequentValueRow>& Rows() const { return rows_; }
 
+    // The row whose code starts the top kPrefixBits of `prefix` when that code is at most
+    // kPrefixBits long, else null; `length` takes the code's length.
+    static constexpr uint32_t kPrefixBits = 12;
+    const FrequentValueRow* FindShort(uint32_t prefix, uint32_t& length) const {
+        const PrefixEntry entry = prefix_[prefix];
+        length = entry.length;
+        return entry.row < 0 ? nullptr : &rows_[static_cast<size_t>(entry.row)];
+    }
+
 private:
     // Short codes are the frequent ones; they get direct lookup arrays, the long tail a
     // sorted search.
@@ -47,7 +56,13 @@ private:
     FrequentDoubles();
     const FrequentValueRow* FindLong(uint32_t length, uint32_t code) const;
 
+    struct PrefixEntry {
+        int16_t row = -1;
+        uint8_t length = 0;
+    };
+
     std::vector<FrequentValueRow> rows_;
+    std::vector<PrefixEntry> prefix_;
     std::vector<int16_t> direct_[kDirectLengths + 1];
     std::vector<std::pair<uint64_t, int16_t>> longCodes_;  // (length << 32 | code, row), sorted
 };
