@@ -127,6 +127,16 @@ TEST(PrcContainer, BadZlibFailsTheBlock) {
     EXPECT_TRUE(log.HasLine("Failed to read file structure block 0", 1));
 }
 
+TEST(PrcContainer, SectionThatInflatesFarBeyondItsSizeIsRefused) {
+    LogCapture log;
+    PrcFileBuilder builder;
+    builder.tessellation = [](PrcBitWriter& w) {
+        for (int i = 0; i < (16 << 20); ++i) w.Bit(0);
+    };
+    EXPECT_FALSE(Load(builder.Build()));
+    EXPECT_TRUE(log.HasLine("BitstreamReader::DecompressBlock() - inflated size exceeds the limit", 1));
+}
+
 TEST(PrcContainer, HugeCountsFailBeforeAllocating) {
     LogCapture log;
     PrcFileBuilder builder;

@@ -47,8 +47,13 @@ public:
     static constexpr uint32_t kSchemaReaderVersion = 10001;
     // The first file version whose views and scene display parameters carry further flags.
     static constexpr uint32_t kVersionWithViewFlags = 7094;
-    // Largest inflated section; a stream that inflates past it is refused.
+    // Largest inflated section; a stream that inflates past it is refused. The stream is
+    // packed bits already, so real sections inflate a few times at most; a section may grow to
+    // kMaxInflationRatio times its compressed size plus kInflationAllowance, which keeps what
+    // a hostile file can make the readers allocate in proportion to the file.
     static constexpr uint32_t kMaxInflatedSize = 256u << 20;
+    static constexpr uint32_t kMaxInflationRatio = 64;
+    static constexpr uint32_t kInflationAllowance = 1u << 20;
     // Deepest nesting of sets of representation items and annotation sets.
     static constexpr uint32_t kMaxNestingDepth = 32;
 

@@ -1,6 +1,7 @@
 // The container layer: file and file structure headers, uncompressed files, and the inflation
 // of each compressed section into an inner reader.
 
+#include <algorithm>
 #include <cstring>
 #include <list>
 #include <memory>
@@ -122,8 +123,10 @@ bool BitstreamReader::DecompressBlock(const uint8_t* input, uint32_t inputSize, 
     };
     std::list<Chunk> chunks;
     uint64_t total = 0;
+    const uint64_t limit = std::min<uint64_t>(kMaxInflatedSize,
+                                              uint64_t{inputSize} * kMaxInflationRatio + kInflationAllowance);
     do {
-        if (total > kMaxInflatedSize) {
+        if (total > limit) {
             Logger::Log(LogLevel::Error, "BitstreamReader::DecompressBlock() - inflated size exceeds the limit");
             return false;
         }
@@ -145,7 +148,7 @@ bool BitstreamReader::DecompressBlock(const uint8_t* input, uint32_t inputSize, 
         chunks.push_back(std::move(chunk));
     } while (result != Z_STREAM_END);
 
-    if (total > kMaxInflatedSize) {
+    if (total > limit) {
         Logger::Log(LogLevel::Error, "BitstreamReader::DecompressBlock() - inflated size exceeds the limit");
         return false;
     }

@@ -28,7 +28,6 @@ constexpr uint32_t kWireClosing = 0x10000000;
 constexpr uint32_t kWireContinuous = 0x20000000;
 constexpr uint32_t kWirePointMask = 0x0FFFFFFF;
 constexpr size_t kMinimumClosingIndices = 3;
-constexpr uint32_t kSlotsPerFlag = 2;
 
 int32_t MinusOne(uint32_t value) { return static_cast<int32_t>(value) - 1; }
 
@@ -194,11 +193,7 @@ bool BitstreamReader::ParseWires(Content3DWireTess& tess, const std::vector<int3
         Wire wire;
         const auto bits = static_cast<uint32_t>(header);
         wire.numberOfPoints = bits & kWirePointMask;
-        uint32_t slots = wire.numberOfPoints;
-        if (bits & kWireClosing) {
-            wire.isClosing = true;
-            slots += kSlotsPerFlag;
-        }
+        wire.isClosing = (bits & kWireClosing) != 0;
         if (bits & kWireContinuous) {
             if (tess.wires.empty()) {
                 Logger::Log(LogLevel::Error, "BitstreamReader::ReadContent3DWireTess() - PRC_3DWIRETESSDATA_IsContinuous "
@@ -206,13 +201,11 @@ bool BitstreamReader::ParseWires(Content3DWireTess& tess, const std::vector<int3
                 return false;
             }
             wire.isContinuous = true;
-            slots += kSlotsPerFlag;
             const Wire& previous = tess.wires.back();
             const size_t n = previous.indices.size();
             const size_t back = previous.isClosing ? 2 : 1;
             if (n >= back) wire.indices.push_back(previous.indices[n - back]);
         }
-        (void)slots;
         if (wire.numberOfPoints > array.size() - k) {
             Logger::Log(LogLevel::Error, "BitstreamReader::ReadContent3DWireTess() - invalid wire index!");
             return false;
