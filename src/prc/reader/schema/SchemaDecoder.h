@@ -18,6 +18,8 @@ public:
 
     explicit Decoder(const std::vector<uint32_t>* tokens) : tokens_(tokens) {}
     std::shared_ptr<Executable> Run();
+    // The reader version the decoder was made for; kept for inspection.
+    uint32_t ReaderVersion() const { return readerVersion_; }
 
 private:
     bool HasNext() const { return next_ < tokens_->size(); }
