@@ -179,7 +179,11 @@ TEST(PrcTestData, HighlyCompressedFilesReadUpToTheirTessellations) {
         EXPECT_GE(c.parts, 1u) << name;
         ASSERT_FALSE(c.tessellations.empty()) << name;
         EXPECT_EQ(c.tessellations.back()->type, kTypeTessHighlyCompressed) << name;
-        EXPECT_TRUE(file->GetFileStructureBlock(0)->tessellation.stoppedAtHighlyCompressed) << name;
+        const auto block = file->GetFileStructureBlock(0);
+        EXPECT_TRUE(block->tessellation.stoppedAtHighlyCompressed) << name;
+        EXPECT_LE(block->globals.unreadBits, kMaxPaddingBits) << name;
+        EXPECT_LE(block->tree.unreadBits, kMaxPaddingBits) << name;
+        EXPECT_LE(file->ModelFile().unreadBits, kMaxPaddingBits) << name;
         EXPECT_GT(static_cast<const FileStructure::HighlyCompressed3DTess&>(*c.tessellations.back()).tolerance, 0.0)
             << name;
     }
