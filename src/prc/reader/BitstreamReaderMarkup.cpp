@@ -201,8 +201,6 @@ std::shared_ptr<View> BitstreamReader::ReadView() {
     auto view = std::make_shared<View>();
     view->base.type = kTypeView;
     if (!ReadContentPRCBase(view->base, true) || !ReadGraphics(view->graphics)) return nullptr;
-    view->isAnnotationView = ReadBit() != 0;
-    view->isDefaultView = ReadBit() != 0;
     const uint32_t annotations = ReadUnsignedInteger();
     if (!CountFits(annotations, kMinimumItemBits, "view annotation")) return nullptr;
     view->annotations.resize(annotations);
@@ -223,8 +221,11 @@ std::shared_ptr<View> BitstreamReader::ReadView() {
         view->sceneDisplayParameters = ReadSceneDisplayParameters();
         if (!view->sceneDisplayParameters) return nullptr;
     }
-    if (version_ >= kVersionWithViewFlags)
+    if (version_ >= kVersionWithViewFlags) {
         for (uint32_t i = 0; i < kNewerViewFlags; ++i) view->newerFlags[i] = ReadBit() != 0;
+        view->isAnnotationView = view->newerFlags[0];
+        view->isDefaultView = view->newerFlags[1];
+    }
     if (!ReadCounted(*this, view->linkedItems, "view linked item", [&] { return ReadEntityReference(true); }))
         return nullptr;
     if (!ReadCounted(*this, view->displayFilters, "view filter", [&] { return ReadFilter(); })) return nullptr;
