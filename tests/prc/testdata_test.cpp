@@ -171,7 +171,7 @@ TEST(PrcTestData, PlainCube) {
 
 TEST(PrcTestData, HighlyCompressedFilesReadUpToTheirTessellations) {
     for (const char* name : {"hc_cube.prc", "hc_sphere.prc", "hc_head.prc", "hc_propeller.prc", "hc_parts.prc",
-                             "sw_triangle.prc"}) {
+                             "sw_triangle.prc", "sw_cylinder.prc"}) {
         LogCapture log(2);
         const auto file = PRCFile::CreateFromFile(PrcPath(name), nullptr, 0.6f);
         ASSERT_TRUE(file) << name;

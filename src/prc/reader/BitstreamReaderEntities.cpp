@@ -266,7 +266,9 @@ std::shared_ptr<RepresentationItem> BitstreamReader::ReadRepresentationItemDefin
 }
 
 std::shared_ptr<ReferenceData> BitstreamReader::ReadReferenceData() {
-    if (!ReadBit()) {
+    // A set bit announces the reference's type; a clear one repeats the type of the
+    // reference read before it in the section.
+    if (ReadBit()) {
         const uint32_t type = ReadUnsignedInteger();
         if (type != kTypeReferenceUniqueID && type != kTypeContentReferenceOnTopology) {
             Logger::Log(LogLevel::Error, "BitstreamReader::ReadReferenceData() - INVALID REF DATA!");
