@@ -140,7 +140,6 @@ public:
     bool ReadFileStructureBlock(FileStructureBlock& block);
     bool ReadModelFileSection(FileStructure::ModelFileSection& modelFile, uint32_t modelFileOffset,
                               uint32_t fileEndOffset, uint32_t numberOfFileStructures);
-    void SkipBytes(uint32_t count) { pos_ += count; }
 
     // --- sections ---
     bool ReadFileStructureGlobalsDecompressed(FileStructure::GlobalsSection& globals);

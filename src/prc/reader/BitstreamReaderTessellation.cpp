@@ -31,9 +31,34 @@ constexpr size_t kMinimumClosingIndices = 3;
 
 int32_t MinusOne(uint32_t value) { return static_cast<int32_t>(value) - 1; }
 
-}  // namespace
+// Corners that a face's triangulated entities cover, one vertex colour each: three per
+// triangle of the triangle kinds, one per vertex of fans and strips.
+uint32_t FaceCornerCount(const FaceTessData& face) {
+    constexpr uint32_t kHighestEntityBit = 16;
+    constexpr uint32_t kSingleNormalBit = 0x40000000;
+    constexpr uint32_t kTriangleFlags = 0x0002 | 0x0020 | 0x0200 | 0x2000;
+    const auto& sizes = face.triangulatedSizes;
+    size_t next = 0;
+    bool firstKind = true;
+    uint64_t corners = 0;
+    for (uint32_t bit = 0; bit < kHighestEntityBit; ++bit) {
+        const uint32_t flag = 1u << bit;
+        if (!(face.usedEntitiesFlag & flag)) continue;
+        uint32_t entries = 1;
+        if (sizes.size() == 2 || !firstKind) {
+            if (next >= sizes.size()) break;
+            entries = sizes[next++];
+        }
+        firstKind = false;
+        for (uint32_t e = 0; e < entries && next < sizes.size(); ++e) {
+            const uint64_t size = sizes[next++] & ~kSingleNormalBit;
+            corners += (flag & kTriangleFlags) ? size * kCoordinatesPerVertex : size;
+        }
+    }
+    return corners > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(corners);
+}
 
-uint32_t FaceCornerCount(const FaceTessData& face);
+}  // namespace
 
 bool BitstreamReader::ReadUnsignedArray(std::vector<uint32_t>& values, const char* what) {
     const uint32_t count = ReadUnsignedInteger();
@@ -100,31 +125,6 @@ bool BitstreamReader::ReadVertexColors(VertexColours& colours, uint32_t count) {
         }
     }
     return true;
-}
-
-uint32_t FaceCornerCount(const FaceTessData& face) {
-    constexpr uint32_t kHighestEntityBit = 16;
-    constexpr uint32_t kSingleNormalBit = 0x40000000;
-    constexpr uint32_t kTriangleFlags = 0x0002 | 0x0020 | 0x0200 | 0x2000;
-    const auto& sizes = face.triangulatedSizes;
-    size_t next = 0;
-    bool firstKind = true;
-    uint64_t corners = 0;
-    for (uint32_t bit = 0; bit < kHighestEntityBit; ++bit) {
-        const uint32_t flag = 1u << bit;
-        if (!(face.usedEntitiesFlag & flag)) continue;
-        uint32_t entries = 1;
-        if (sizes.size() == 2 || !firstKind) {
-            if (next >= sizes.size()) break;
-            entries = sizes[next++];
-        }
-        firstKind = false;
-        for (uint32_t e = 0; e < entries && next < sizes.size(); ++e) {
-            const uint64_t size = sizes[next++] & ~kSingleNormalBit;
-            corners += (flag & kTriangleFlags) ? size * kCoordinatesPerVertex : size;
-        }
-    }
-    return corners > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(corners);
 }
 
 bool BitstreamReader::ReadFaceTess(FaceTessData& face) {

@@ -18,6 +18,8 @@ class AuthoringProgress;
 
 namespace Velmora::PRC {
 
+class BitstreamReader;
+
 class PRCFile {
 public:
     static constexpr const char* kInMemoryName = "<InMemoryCreation>";
@@ -45,7 +47,7 @@ private:
         : progress_(progress), progressSpan_(span), fileName_(std::move(name)) {}
 
     bool CreateRawDataBlocks(std::shared_ptr<ByteHolder> holder);
-    bool ReadFileStructureTable(class BitstreamReader& reader, uint32_t count,
+    bool ReadFileStructureTable(BitstreamReader& reader, uint32_t count,
                                 std::vector<std::shared_ptr<FileStructureBlock>>& blocks);
     uint32_t ReadBlocks(BitstreamReader& reader, std::vector<std::shared_ptr<FileStructureBlock>>& blocks);
     bool SetBlocksFromModelSection(const std::vector<std::shared_ptr<FileStructureBlock>>& blocks);

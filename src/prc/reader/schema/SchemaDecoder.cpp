@@ -181,20 +181,4 @@ bool Executable::Run(BitstreamReader& reader) {
     return result && result->type == kValueBoolean && result->boolean;
 }
 
-uint64_t& RunBudget::Left() {
-    static uint64_t left = 0;
-    return left;
-}
-
-void RunBudget::Reset(uint64_t passes) { Left() = passes; }
-
-bool RunBudget::Take() {
-    if (Left() == 0) {
-        Logger::Log(LogLevel::Error, "Schema - loop passes exceed what the data can hold");
-        return false;
-    }
-    --Left();
-    return true;
-}
-
 }  // namespace Velmora::PRC::Schema
