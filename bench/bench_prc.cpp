@@ -1,0 +1,44 @@
+// Reading a whole PRC file to filled file structure blocks: container, inflation, schemas and
+// every section reader. The tessellations are stored, not decoded.
+
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "prc/reader/PRCFile.h"
+#include "util/Logger.h"
+
+namespace {
+
+std::vector<uint8_t> ReadTestFile(const char* name) {
+    std::ifstream in(std::string(KESTRUM_TESTDATA) + "/prc/" + name, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+void ReadFile(benchmark::State& state, const char* name) {
+    Velmora::Utility::Logger::Instance().SetMaxLevel(0);
+    const std::vector<uint8_t> bytes = ReadTestFile(name);
+    if (bytes.empty()) {
+        state.SkipWithError("test file missing");
+        return;
+    }
+    for (auto _ : state) {
+        auto file =
+            Velmora::PRC::PRCFile::CreateFromMemory(bytes.data(), static_cast<uint32_t>(bytes.size()), nullptr, 0.6f);
+        benchmark::DoNotOptimize(file);
+        if (!file) state.SkipWithError("file did not load");
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes.size()));
+}
+
+void BM_ReadGridBig(benchmark::State& state) { ReadFile(state, "grid_big.prc"); }
+void BM_ReadMesh2(benchmark::State& state) { ReadFile(state, "mesh2.prc"); }
+
+}  // namespace
+
+BENCHMARK(BM_ReadGridBig)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReadMesh2)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,96 @@
+// Feeds arbitrary bytes through the PRC reading path from memory. An input whose first byte is
+// 0 modulo 8 (every PRC file: 'P') is a whole file: container, inflation of every section,
+// schemas and every section and entity reader, up to the filled file structure blocks. Other
+// first bytes choose one section reader and hand it the rest as already inflated data, so that
+// mutations reach the entity readers without passing zlib. No rendering.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "prc/reader/BitstreamReader.h"
+#include "prc/reader/PRCFile.h"
+#include "util/Logger.h"
+
+namespace {
+
+using Velmora::PRC::BitstreamReader;
+namespace FS = Velmora::PRC::FileStructure;
+
+enum Mode : uint8_t {
+    kWholeFile = 0,
+    kGlobals = 1,
+    kTree = 2,
+    kTessellation = 3,
+    kGeometry = 4,
+    kModelFile = 5,
+    kSchema = 6,
+    kTessellationEntity = 7,
+    kModes = 8,
+};
+
+constexpr uint32_t kFileStructures = 1;
+
+void ReadSection(uint8_t mode, const uint8_t* data, size_t size) {
+    auto* copy = new uint8_t[size ? size : 1];
+    if (size) std::memcpy(copy, data, size);
+    BitstreamReader reader;
+    reader.SetVersion(8137);
+    reader.SetData(std::make_shared<Velmora::Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(size)));
+    FS::GlobalsSection globals;
+    BitstreamReader::SetCurrentGlobals(&globals);
+    switch (mode) {
+        case kGlobals: reader.ReadFileStructureGlobalsDecompressed(globals); break;
+        case kTree: {
+            FS::TreeSection tree;
+            reader.ReadFileStructureTreeDecompressed(tree);
+            break;
+        }
+        case kTessellation: {
+            FS::TessellationSection section;
+            reader.ReadFileStructureTessellationDecompressed(section);
+            break;
+        }
+        case kGeometry: {
+            FS::GeometrySection section;
+            reader.ReadFileStructureGeometryDecompressed(section);
+            break;
+        }
+        case kModelFile: {
+            FS::ModelFileSection model;
+            reader.ReadModelFileSectionDecompressed(model, kFileStructures);
+            break;
+        }
+        case kSchema: {
+            // Schemas first, then a graphics entity and a transformation that run them.
+            if (reader.ReadSchema(globals.schemas)) {
+                FS::Graphics graphics;
+                reader.ReadGraphics(graphics);
+                (void)reader.ReadTransformation();
+            }
+            break;
+        }
+        default: (void)reader.ReadTessellation(); break;
+    }
+    BitstreamReader::SetCurrentGlobals(nullptr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const bool quiet = [] {
+        Velmora::Utility::Logger::Instance().SetMaxLevel(-1);
+        return true;
+    }();
+    (void)quiet;
+    if (size == 0 || size > (64u << 20)) return 0;
+    const uint8_t mode = data[0] % kModes;
+    if (mode == kWholeFile) {
+        auto file = Velmora::PRC::PRCFile::CreateFromMemory(data, static_cast<uint32_t>(size), nullptr, 0.6f);
+        (void)file;
+        return 0;
+    }
+    ReadSection(mode, data + 1, size - 1);
+    return 0;
+}
