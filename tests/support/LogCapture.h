@@ -45,6 +45,16 @@ public:
         return n;
     }
     bool Has(const std::string& text, int level = -1) const { return Count(text, level) > 0; }
+    // Whole-line matches (without the line break), for messages that are the start of others.
+    size_t CountLine(const std::string& text, int level = -1) const {
+        size_t n = 0;
+        for (const Line& line : Lines())
+            if ((level < 0 || line.level == level) &&
+                line.text.substr(0, line.text.find_last_not_of("\r\n") + 1) == text)
+                ++n;
+        return n;
+    }
+    bool HasLine(const std::string& text, int level = -1) const { return CountLine(text, level) > 0; }
     // Index of the first line that is `text` with its line break, or -1: some messages are the
     // start of others.
     long IndexOfLine(const std::string& text) const {
