@@ -6,6 +6,7 @@
 #include <cmath>
 #include <string>
 
+#include "format/AuthoringProgress.h"
 #include "prc/reader/Content3DTessDecoder.h"
 #include "prc/reader/PRCFile.h"
 #include "prc/reader/TesselationDecoder.h"
@@ -113,6 +114,14 @@ TEST(PrcTessellationFiles, PlainCubeFillsTheUnitBox) {
     EXPECT_EQ(box.high, (Vec3f{1, 1, 1}));
 }
 
+TEST(PrcTessellationFiles, EachDecodeReportsItsWholeSpan) {
+    constexpr float kSpan = 0.25f, kPercent = 100.0f, kTolerance = 0.01f;
+    FormatGlue::AuthoringProgress progress;
+    const auto all = TessellationsOf("torus_mesh.prc");
+    for (const auto& tess : all) EXPECT_TRUE(TesselationDecoder::DecodeTesselation(tess, &progress, kSpan));
+    EXPECT_NEAR(progress.Progress(), kSpan * kPercent * static_cast<float>(all.size()), kTolerance);
+}
+
 // Vertices along x, no stored normals unless a test adds them, one face of one entity kind.
 std::shared_ptr<Content3DTess> Tess(size_t vertices, uint32_t flag, std::vector<uint32_t> sizes,
                                     std::vector<uint32_t> indices) {
@@ -143,6 +152,23 @@ TEST(PrcTessellationDecoder, StripKeepsItsWinding) {
     ASSERT_TRUE(TesselationDecoder::DecodeTesselation(tess, nullptr, 0.0f));
     EXPECT_EQ(tess->triangleIndices, (std::vector<uint32_t>{0, 1, 2, 2, 1, 3, 2, 3, 4}));
     EXPECT_EQ(tess->triangleMaterials, (std::vector<uint32_t>{4, 4, 4}));
+}
+
+TEST(PrcTessellationDecoder, LaterKindsCountTheirEntries) {
+    constexpr uint32_t kSingleNormal = 0x40000000;
+    auto tess = Tess(4, kTriangles | kFan, {1, 2, 3 | kSingleNormal, 4}, {0, 3, 6, 0, 3, 6, 0, 3, 6, 9});
+    Content3DTessDecoder decoder(*tess, nullptr, 0.0f);
+    ASSERT_TRUE(decoder.PrepareDecode());
+    ASSERT_EQ(decoder.Entries().size(), 1u);
+    const auto& entries = decoder.Entries()[0];
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0].entityFlag, kTriangles);
+    EXPECT_EQ(entries[1].entityFlag, kFan);
+    EXPECT_TRUE(entries[1].hasSingleNormal);
+    EXPECT_EQ(entries[1].numberOfTriangles, 1u);
+    EXPECT_EQ(entries[2].numberOfTriangles, 2u);
+    ASSERT_TRUE(decoder.DoDecode());
+    EXPECT_EQ(tess->triangleIndices, (std::vector<uint32_t>{0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 2, 3}));
 }
 
 TEST(PrcTessellationDecoder, FanTurnsAroundItsFirstCorner) {
