@@ -241,17 +241,27 @@ bool Content3DTessDecoder::DecodeTriangulation(const TriangulationEntry& entry, 
     const bool normalPerTriangle = layout.oneNormal && triangles && !entry.hasSingleNormal;
     uint32_t shared = 0;
     if (withNormals && layout.oneNormal && !normalPerTriangle && !ReadNormal(position, shared)) return false;
+    if (triangles) return DecodeTriangleList(entry, layout, normalPerTriangle, shared, position);
+    return DecodeFanOrStrip(entry, layout, shared, position);
+}
+
+bool Content3DTessDecoder::DecodeTriangleList(const TriangulationEntry& entry, const Layout& layout,
+                                              bool normalPerTriangle, uint32_t shared, size_t& position) {
+    const bool withNormals = !tess_.mustRecalculateNormals;
     Corner c0, c1, c2;
-    if (triangles) {
-        for (uint32_t t = 0; t < entry.numberOfTriangles; ++t) {
-            if (withNormals && normalPerTriangle && !ReadNormal(position, shared)) return false;
-            if (!ReadCorner(layout, shared, position, c0) || !ReadCorner(layout, shared, position, c1) ||
-                !ReadCorner(layout, shared, position, c2))
-                return false;
-            PushTriangle(c0, c1, c2, entry.material);
-        }
-        return true;
+    for (uint32_t t = 0; t < entry.numberOfTriangles; ++t) {
+        if (withNormals && normalPerTriangle && !ReadNormal(position, shared)) return false;
+        if (!ReadCorner(layout, shared, position, c0) || !ReadCorner(layout, shared, position, c1) ||
+            !ReadCorner(layout, shared, position, c2))
+            return false;
+        PushTriangle(c0, c1, c2, entry.material);
     }
+    return true;
+}
+
+bool Content3DTessDecoder::DecodeFanOrStrip(const TriangulationEntry& entry, const Layout& layout, uint32_t shared,
+                                            size_t& position) {
+    Corner c0, c1, c2;
     if (!ReadCorner(layout, shared, position, c0) || !ReadCorner(layout, shared, position, c1)) return false;
     for (uint32_t t = 0; t < entry.numberOfTriangles; ++t) {
         if (!ReadCorner(layout, shared, position, c2)) return false;

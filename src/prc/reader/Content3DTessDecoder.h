@@ -50,6 +50,9 @@ private:
     bool PrepareFace(const FileStructure::FaceTessData& face, std::vector<TriangulationEntry>& entries,
                      uint64_t& triangles) const;
     bool DecodeTriangulation(const TriangulationEntry& entry, size_t& position);
+    bool DecodeTriangleList(const TriangulationEntry& entry, const Layout& layout, bool normalPerTriangle,
+                            uint32_t shared, size_t& position);
+    bool DecodeFanOrStrip(const TriangulationEntry& entry, const Layout& layout, uint32_t shared, size_t& position);
     bool DecodeWire(const FileStructure::FaceTessData& face);
     static bool LayoutOf(const TriangulationEntry& entry, Layout& layout);
 
