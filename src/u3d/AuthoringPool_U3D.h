@@ -89,6 +89,8 @@ private:
     Matrix4 LightTransform(const Rendering::SceneGraph& graph, const AuthorNode& lightNode) const;
     static void AddLightMarker(Rendering::SceneGraph& graph, Rendering::SceneHandle scene, const AuthorNode& lightNode,
                                const AuthorLightPool::Entry& entry, float scale);
+    static bool HangLightMarker(Rendering::SceneGraph& graph, Rendering::SceneHandle scene,
+                                const std::shared_ptr<Rendering::Model>& marker, uint32_t lightType);
 
     bool noCompression_ = false;
     RawDataBlockList chainBlocks_;

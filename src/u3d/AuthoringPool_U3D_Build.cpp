@@ -49,6 +49,8 @@ constexpr uint32_t kGaussLightingModel = 2;
 constexpr float kShininessScale = 128.0f;
 // A light marker is this many times smaller than the scene's grid.
 constexpr float kLightMarkerGridDivisions = 250.0f;
+// The node of the light tree that the markers of the document's point and spot lights hang from.
+constexpr const char* kPlacedLightFrameName = "___U3D_PLACED_LIGHTS";
 
 // Row r (elements 4r..4r+2) of a transform as read: rows 0..2 are the axes, row 3 the origin.
 Vec3 Row(const Matrix4& m, int r) { return {m[4 * r], m[4 * r + 1], m[4 * r + 2]}; }
@@ -81,10 +83,12 @@ Rendering::LightInfo LightInfoFromData(const LightData& light) {
 }
 
 // Position (and a spot's direction) from the light's transform: its z axis is the direction,
-// its origin, rescaled like the models, the position.
-void PlaceLight(Rendering::LightInfo& info, uint32_t lightType, const Matrix4& m, float rescale) {
+// its origin, rescaled and centred like the models, the position. Shading compares the
+// position with the drawn geometry, so it has to live in the frame the model tree is drawn in.
+void PlaceLight(Rendering::LightInfo& info, uint32_t lightType, const Matrix4& m, float rescale, const Vec3& centre) {
+    namespace M = Rendering::MathUtil;
     Vec3 axis = Row(m, 2);
-    const Vec3 origin = Rendering::MathUtil::Mul(Row(m, 3), rescale);
+    const Vec3 origin = M::Sub(M::Mul(Row(m, 3), rescale), centre);
     switch (lightType) {
         case AuthorLightPool::Directional:
             if (!Normalise(axis)) {
@@ -529,7 +533,8 @@ bool AuthoringPool_U3D::CreateLightInstance(SceneHandle scene, const AuthorNode&
     }
 
     Rendering::LightInfo info = LightInfoFromData(entry->data);
-    PlaceLight(info, entry->lightType, LightTransform(*graph, lightNode), graph->GetRescaleFactor());
+    PlaceLight(info, entry->lightType, LightTransform(*graph, lightNode), graph->GetRescaleFactor(),
+               graph->GetCenter());
     if (!graph->GetResources().lightManager.SetLightInfo(entry->lightIndex, info, true)) return false;
     AddLightMarker(*graph, scene, lightNode, *entry, scale);
     return true;
@@ -568,6 +573,24 @@ Matrix4 AuthoringPool_U3D::LightTransform(const SceneGraph& graph, const AuthorN
     return M::Multiply(M::Multiply(toDocument, parent->second->GetWorldMatrix()), m);
 }
 
+// The light tree is moved by minus the scene's centre, which suits markers placed by directions
+// alone. A point or spot light's position is already centred, so its marker hangs from a node
+// that takes the move back, and the marker shows where the light shines from.
+bool AuthoringPool_U3D::HangLightMarker(SceneGraph& graph, SceneHandle scene, const std::shared_ptr<Model>& marker,
+                                        uint32_t lightType) {
+    if (lightType == AuthorLightPool::Directional) return graph.AddLightModel(marker);
+    std::shared_ptr<Model> frame = graph.FindLightModel(kPlacedLightFrameName);
+    if (!frame) {
+        frame = InvisibleModel::Create(scene, kPlacedLightFrameName);
+        if (!frame) return false;
+        frame->SetTranslation(graph.GetCenter());
+        if (!graph.AddLightModel(frame)) return false;
+    }
+    if (!marker || !frame->AddChild(marker, std::string())) return false;
+    marker->SetParentMatrix(frame->GetWorldMatrix());
+    return true;
+}
+
 void AuthoringPool_U3D::AddLightMarker(SceneGraph& graph, SceneHandle scene, const AuthorNode& lightNode,
                                        const AuthorLightPool::Entry& entry, float scale) {
     // The marker is a courtesy: failing to make it costs only its visibility.
@@ -584,7 +607,7 @@ void AuthoringPool_U3D::AddLightMarker(SceneGraph& graph, SceneHandle scene, con
                     lightNode.name.c_str());
         return;
     }
-    if (!graph.AddLightModel(marker)) {
+    if (!HangLightMarker(graph, scene, marker, entry.lightType)) {
         Logger::Log(LogLevel::Warning,
                     "Unable to add light model '%s' to scene graph, no visible model will be available!",
                     lightNode.name.c_str());
