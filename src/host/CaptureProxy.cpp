@@ -45,6 +45,8 @@ bool IsExistingRegularFile(const std::string& path) { return Utility::Exists(pat
 constexpr int32_t kCaptureWindowSize = 50;
 // Read-back kept between file captures; above this (1024 x 1024) it is handed back.
 constexpr size_t kKeptScratchBytes = size_t(1024) * 1024 * 4;
+// Starts of the render thread tried when a shutdown stops it before the registration.
+constexpr int kRegisterAttempts = 2;
 
 }  // namespace
 
@@ -62,58 +64,95 @@ CaptureProxy::~CaptureProxy() {
 }
 
 bool CaptureProxy::CheckCreateRenderThread() {
-    if (renderThreadId_.load() != 0) return true;
+    if (RenderThreadId() != 0) return true;
 
     RenderThread& renderThread = RenderThread::Instance();
     // A host thread holds the lock across the blocking start; the render thread itself (a
     // callback calling back in) must not wait for it.
     std::unique_lock<std::mutex> lock(checkMutex_, std::defer_lock);
     if (!renderThread.IsRenderThread()) lock.lock();
-    if (renderThreadId_.load() != 0) return true;
+    if (RenderThreadId() != 0) return true;
 
-    if (renderThread.ThreadId() == 0) {
-        if (!renderThread.Start()) {
-            Logger::Log(LogLevel::Error, "CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize");
-            return false;
+    // A shutdown on another host thread may stop the thread between the start and the
+    // registration; the registration then finds no thread and the start is tried again.
+    for (int attempt = 0; attempt < kRegisterAttempts; ++attempt) {
+        if (renderThread.ThreadId() == 0) {
+            if (!renderThread.Start()) {
+                Logger::Log(LogLevel::Error,
+                            "CaptureProxy::CheckCreateRenderThread - RenderThread failed to initialize");
+                return false;
+            }
+            if (!Rendering::Renderer::Instance().IsInitialized()) {
+                Logger::Log(LogLevel::Error, "CaptureProxy creation failed - Renderer not initialized!");
+                return false;
+            }
         }
-        if (!Rendering::Renderer::Instance().IsInitialized()) {
-            Logger::Log(LogLevel::Error, "CaptureProxy creation failed - Renderer not initialized!");
-            return false;
-        }
+        // Registration is decided on the render thread alone, so that a request already queued
+        // there and this host thread never both register.
+        const bool registered = ThreadManager::Instance().Call<bool>(
+            Utility::MakeCaller(this, &CaptureProxy::EnsureRegistered), renderThread.ThreadId());
+        if (registered) return true;
+        if (renderThread.ThreadId() != 0) break;
     }
-    if (!renderThread.RegisterRenderThreadListener(this)) {
-        Logger::Log(LogLevel::Error, "CaptureProxy::CheckCreateRenderThread - failed to register to RenderThread");
-        return false;
+    Logger::Log(LogLevel::Error, "CaptureProxy::CheckCreateRenderThread - failed to register to RenderThread");
+    return false;
+}
+
+uint32_t CaptureProxy::BeginRequest() {
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        ++pending_;
+        // Registered with work outstanding: the proxy cannot let go before this request ends.
+        if (renderThreadId_.load() != 0) return renderThreadId_.load();
     }
-    renderThreadId_ = renderThread.ThreadId();
-    return true;
+    if (CheckCreateRenderThread()) return RenderThreadId();
+    std::lock_guard<std::mutex> lock(stateMutex_);
+    --pending_;
+    return 0;
+}
+
+bool CaptureProxy::IsIdle() {
+    std::lock_guard<std::mutex> lock(stateMutex_);
+    // Nothing registered and nothing on its way: the table is empty.
+    return renderThreadId_.load() == 0 && pending_ == 0;
+}
+
+void CaptureProxy::FinishRequest() {
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        --pending_;
+    }
+    ReleaseRenderThreadIfEmpty();
 }
 
 // ---- host side -----------------------------------------------------------------------------
 
 void CaptureProxy::RequestLoadScene(Utility::LoadSceneParameters load, Kestrum::LoadSceneCallback callback) {
-    if (!CheckCreateRenderThread()) {
+    const uint32_t threadId = BeginRequest();
+    if (threadId == 0) {
         Logger::Log(LogLevel::Error, "CaptureProxy::LoadScene: RenderThread not available!");
         return;
     }
-    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::LoadScene, std::move(load), callback),
-                                   renderThreadId_.load());
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::RunLoadScene, std::move(load), callback),
+                                   threadId);
 }
 
 void CaptureProxy::RequestCapture(Utility::CaptureParameters parameters, Kestrum::CaptureCallback callback) {
-    if (!CheckCreateRenderThread()) {
+    const uint32_t threadId = BeginRequest();
+    if (threadId == 0) {
         Logger::Log(LogLevel::Error, "CaptureProxy::Capture: RenderThread not available!");
         Kestrum::CaptureResult result{};
         result.userTag = parameters.load.userTag;
         if (callback) callback(&result, 0);
         return;
     }
-    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::Capture, std::move(parameters), callback),
-                                   renderThreadId_.load());
+    ThreadManager::Instance().Post(
+        Utility::MakeCaller(this, &CaptureProxy::RunCapture, std::move(parameters), callback), threadId);
 }
 
 void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::ExportCallback callback) {
-    if (!CheckCreateRenderThread()) {
+    const uint32_t threadId = BeginRequest();
+    if (threadId == 0) {
         Logger::Log(LogLevel::Error, "CaptureProxy::Export: RenderThread not available!");
         Kestrum::ExportSceneResult result{};
         result.sceneHandle = parameters.load.sceneHandle;
@@ -121,20 +160,55 @@ void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::
         if (callback) callback(&result, 0);
         return;
     }
-    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::Export, std::move(parameters), callback),
-                                   renderThreadId_.load());
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::RunExport, std::move(parameters), callback),
+                                   threadId);
 }
 
 void CaptureProxy::RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback callback) {
-    const uint32_t threadId = renderThreadId_.load();
-    if (threadId == 0) return;
-    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::UnloadScene, handle, callback), threadId);
+    // An idle proxy holds no scene: the handle is unknown, answered here without starting
+    // a render thread.
+    const uint32_t threadId = IsIdle() ? 0 : BeginRequest();
+    if (threadId == 0) {
+        Logger::Log(LogLevel::Error, "CaptureProxy::DoUnloadScene: Invalid scene handle!");
+        if (callback) callback(handle);
+        return;
+    }
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::RunUnloadScene, handle, callback),
+                                   threadId);
 }
 
 void CaptureProxy::RequestUnloadAllScenes(Kestrum::DoneCallback callback) {
-    const uint32_t threadId = renderThreadId_.load();
-    if (threadId == 0) return;
-    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::UnloadAllScenes, callback), threadId);
+    const uint32_t threadId = IsIdle() ? 0 : BeginRequest();
+    if (threadId == 0) {
+        if (callback) callback();
+        return;
+    }
+    ThreadManager::Instance().Post(Utility::MakeCaller(this, &CaptureProxy::RunUnloadAllScenes, callback), threadId);
+}
+
+void CaptureProxy::RunLoadScene(const Utility::LoadSceneParameters& load, Kestrum::LoadSceneCallback callback) {
+    LoadScene(load, callback);
+    FinishRequest();
+}
+
+void CaptureProxy::RunCapture(const Utility::CaptureParameters& parameters, Kestrum::CaptureCallback callback) {
+    Capture(parameters, callback);
+    FinishRequest();
+}
+
+void CaptureProxy::RunExport(const Utility::ExportParameters& parameters, Kestrum::ExportCallback callback) {
+    Export(parameters, callback);
+    FinishRequest();
+}
+
+void CaptureProxy::RunUnloadScene(uint32_t handle, Kestrum::HandleCallback callback) {
+    UnloadScene(handle, callback);
+    FinishRequest();
+}
+
+void CaptureProxy::RunUnloadAllScenes(Kestrum::DoneCallback callback) {
+    UnloadAllScenes(callback);
+    FinishRequest();
 }
 
 // ---- render thread -------------------------------------------------------------------------
@@ -146,15 +220,20 @@ void CaptureProxy::OnProgress(const FormatGlue::ProgressInfo& info) {
     if (slot != nullptr && slot->callback != nullptr) slot->callback(static_cast<float>(info.percent), slot->tag);
 }
 
-void CaptureProxy::EnsureRegistered() {
-    if (renderThreadId_.load() != 0) return;
+bool CaptureProxy::EnsureRegistered() {
+    std::lock_guard<std::mutex> lock(stateMutex_);
+    if (renderThreadId_.load() != 0) return true;
     RenderThread& renderThread = RenderThread::Instance();
     // On the render thread this registration runs inline.
-    if (renderThread.RegisterRenderThreadListener(this)) renderThreadId_ = renderThread.ThreadId();
+    if (!renderThread.RegisterRenderThreadListener(this)) return false;
+    renderThreadId_ = renderThread.ThreadId();
+    return true;
 }
 
 void CaptureProxy::ReleaseRenderThreadIfEmpty() {
-    if (!scenes_.empty() || renderThreadId_.load() == 0) return;
+    std::lock_guard<std::mutex> lock(stateMutex_);
+    // A request still on its way will want the registration; it is let go by the last one.
+    if (!scenes_.empty() || pending_ != 0 || renderThreadId_.load() == 0) return;
     RenderThread::Instance().PostUnregisterRenderThreadListener(this);
     renderThreadId_ = 0;
 }

@@ -8,8 +8,10 @@
 //    work. Without a render thread they answer as the interface promises (see each one).
 //  - LoadScene, Capture, Export, UnloadScene, UnloadAllScenes: the work, on the render thread.
 //
-// The proxy registers on first need and unregisters when its last scene is gone, so an empty
-// proxy does not keep the render thread alive.
+// The proxy registers on first need and unregisters when its last scene is gone and no request
+// is outstanding, so an empty proxy does not keep the render thread alive, and a request on its
+// way always finds the registration (and so the thread) there. Every request gets exactly one
+// callback.
 //
 // A capture to memory hands back BGRA pixels, width * height * 4 bytes, top row first; a
 // capture to a file picks PNG, JPEG or TIFF by the target's extension (PNG for anything else).
@@ -65,7 +67,8 @@ public:
     void RequestCapture(Utility::CaptureParameters parameters, Kestrum::CaptureCallback callback);
     // No render thread: logs, and the callback runs at once with the request's handle.
     void RequestExport(Utility::ExportParameters parameters, Kestrum::ExportCallback callback);
-    // Without a render thread these do nothing, callback included.
+    // An idle proxy (nothing registered, no request on its way) holds no scene: the callback
+    // runs at once, without a render thread being started.
     void RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback callback);
     void RequestUnloadAllScenes(Kestrum::DoneCallback callback);
 
@@ -107,8 +110,21 @@ private:
     bool RemoveRefForScene(uint32_t handle);  // true when the count reached 0
     // An empty proxy lets go of the render thread (queued unregistration).
     void ReleaseRenderThreadIfEmpty();
-    // Work can arrive after the proxy let go of the thread; take it back before loading.
-    void EnsureRegistered();
+    // Work can arrive after the proxy let go of the thread; take it back before loading. On
+    // the render thread only: it alone decides the registration.
+    bool EnsureRegistered();
+    // Host side: counts a request as outstanding and makes sure of the registration. The
+    // render thread's identifier, or 0 (nothing counted) when there is none to run it.
+    uint32_t BeginRequest();
+    // Render thread: the request is done; an empty proxy with none outstanding lets go.
+    void FinishRequest();
+    bool IsIdle();
+    // The queued form of each request: the work, then FinishRequest.
+    void RunLoadScene(const Utility::LoadSceneParameters& load, Kestrum::LoadSceneCallback callback);
+    void RunCapture(const Utility::CaptureParameters& parameters, Kestrum::CaptureCallback callback);
+    void RunExport(const Utility::ExportParameters& parameters, Kestrum::ExportCallback callback);
+    void RunUnloadScene(uint32_t handle, Kestrum::HandleCallback callback);
+    void RunUnloadAllScenes(Kestrum::DoneCallback callback);
     bool CaptureWork(const Utility::CaptureParameters& parameters, Kestrum::CaptureResult& result,
                      std::string& scenePath);
     bool ExportWork(const Utility::ExportParameters& parameters, Kestrum::ExportSceneResult& result,
@@ -132,7 +148,11 @@ private:
     ProgressSlot progress_;
     std::vector<uint8_t> pixelScratch_;  // read-back of file captures, kept between captures
     static uint32_t viewCounter_;
-    std::mutex checkMutex_;  // two host threads asking at once register only once
+    std::mutex checkMutex_;  // two host threads asking at once start the thread only once
+    // Guards the registration (renderThreadId_) together with pending_: a request counted
+    // while registered keeps the registration until its FinishRequest.
+    std::mutex stateMutex_;
+    uint32_t pending_ = 0;  // requests posted and not yet finished on the render thread
 };
 
 }  // namespace Velmora

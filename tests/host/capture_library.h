@@ -231,7 +231,7 @@ inline Answer Export(const Request& r, uint32_t exportFlags, Kestrum::RenderProx
 // thread; a request that must see the outcome waits for that step to end.
 inline void Settle() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
 
-// Unloads answer only while the proxy holds a render thread; a short wait tells both cases.
+// Every unload is answered; the wait only bounds a test that would otherwise hang.
 inline bool Unload(uint32_t handle, int timeoutMs = 1000) {
     Pending::Get().Reset();
     Library::Get().UnloadCaptureScene(handle, OnHandle);
