@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds test_util with ThreadSanitizer in ./build-tsan (-DKESTRUM_TSAN=ON) and runs its
-# threading tests: call marshalling, SimpleThread, the bounded queue, the log streams and the
-# clock. Fails on any ThreadSanitizer report. Extra arguments go to the test program
-# (for example --gtest_repeat=5).
+# Builds test_util, test_host and the library with ThreadSanitizer in ./build-tsan
+# (-DKESTRUM_TSAN=ON) and runs the threading tests: call marshalling, SimpleThread, the bounded
+# queue, the log streams and the clock, then the concurrent capture stress test (smaller, as
+# the sanitizer slows every call). Fails on any ThreadSanitizer report. Extra arguments go to
+# the test programs (for example --gtest_repeat=5).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=${TSAN_BUILD_DIR:-build-tsan}
@@ -10,28 +11,36 @@ if [ ! -f "$BUILD_DIR/build.ninja" ]; then
   cmake -S . -B "$BUILD_DIR" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DKESTRUM_TSAN=ON -DKESTRUM_BENCH=OFF
 fi
-cmake --build "$BUILD_DIR" -j"$(nproc)" --target test_util
+cmake --build "$BUILD_DIR" -j"$(nproc)" --target test_util test_host Kestrum13-32
 
-FILTER='ThreadManager.*:SimpleThread.*:ConcurrentQueue.*:ThreadCallable.*:LoggingTest.*:Clock.*'
+UTIL_FILTER='ThreadManager.*:SimpleThread.*:ConcurrentQueue.*:ThreadCallable.*:LoggingTest.*:Clock.*'
+HOST_FILTER='CaptureStress.*'
 export TSAN_OPTIONS="halt_on_error=1 exitcode=66 second_deadlock_stack=1 ${TSAN_OPTIONS:-}"
+export KESTRUM_STRESS_THREADS=${KESTRUM_STRESS_THREADS:-4} KESTRUM_STRESS_CYCLES=${KESTRUM_STRESS_CYCLES:-12}
 
-run() { "$BUILD_DIR/tests/test_util" --gtest_filter="$FILTER" "$@"; }
-
-set +e
-out=$(run "$@" 2>&1)
-rc=$?
-set -e
-# Kernels with many bits of mmap randomisation can break older ThreadSanitizer runtimes
-# ("unexpected memory mapping"); run again without address randomisation then.
-if [ $rc -ne 0 ] && grep -q "unexpected memory mapping" <<<"$out" && command -v setarch >/dev/null; then
+# Runs one test program with a filter; fails on a non-zero exit or any sanitizer report.
+run_one() {
+  local program=$1 filter=$2
+  shift 2
   set +e
-  out=$(setarch "$(uname -m)" -R "$BUILD_DIR/tests/test_util" --gtest_filter="$FILTER" "$@" 2>&1)
+  out=$("$BUILD_DIR/tests/$program" --gtest_filter="$filter" "$@" 2>&1)
   rc=$?
   set -e
-fi
-printf '%s\n' "$out"
-if grep -q "WARNING: ThreadSanitizer" <<<"$out"; then
-  echo "tsan.sh: ThreadSanitizer reported a problem" >&2
-  exit 1
-fi
-exit $rc
+  # Kernels with many bits of mmap randomisation can break older ThreadSanitizer runtimes
+  # ("unexpected memory mapping"); run again without address randomisation then.
+  if [ $rc -ne 0 ] && grep -q "unexpected memory mapping" <<<"$out" && command -v setarch >/dev/null; then
+    set +e
+    out=$(setarch "$(uname -m)" -R "$BUILD_DIR/tests/$program" --gtest_filter="$filter" "$@" 2>&1)
+    rc=$?
+    set -e
+  fi
+  printf '%s\n' "$out"
+  if grep -q "WARNING: ThreadSanitizer" <<<"$out"; then
+    echo "tsan.sh: ThreadSanitizer reported a problem in $program" >&2
+    return 1
+  fi
+  return $rc
+}
+
+run_one test_util "$UTIL_FILTER" "$@"
+run_one test_host "$HOST_FILTER" "$@"

@@ -165,9 +165,11 @@ void CaptureProxy::RequestExport(Utility::ExportParameters parameters, Kestrum::
 }
 
 void CaptureProxy::RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback callback) {
-    // An idle proxy holds no scene: the handle is unknown, answered here without starting
-    // a render thread.
-    const uint32_t threadId = IsIdle() ? 0 : BeginRequest();
+    // An idle proxy holds no scene: the handle is unknown, answered here without touching
+    // the render thread. Before any render thread there is nobody to answer.
+    const bool idle = IsIdle();
+    if (idle && RenderThread::Instance().ThreadId() == 0) return;
+    const uint32_t threadId = idle ? 0 : BeginRequest();
     if (threadId == 0) {
         Logger::Log(LogLevel::Error, "CaptureProxy::DoUnloadScene: Invalid scene handle!");
         if (callback) callback(handle);
@@ -178,7 +180,9 @@ void CaptureProxy::RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback c
 }
 
 void CaptureProxy::RequestUnloadAllScenes(Kestrum::DoneCallback callback) {
-    const uint32_t threadId = IsIdle() ? 0 : BeginRequest();
+    const bool idle = IsIdle();
+    if (idle && RenderThread::Instance().ThreadId() == 0) return;
+    const uint32_t threadId = idle ? 0 : BeginRequest();
     if (threadId == 0) {
         if (callback) callback();
         return;

@@ -67,8 +67,9 @@ public:
     void RequestCapture(Utility::CaptureParameters parameters, Kestrum::CaptureCallback callback);
     // No render thread: logs, and the callback runs at once with the request's handle.
     void RequestExport(Utility::ExportParameters parameters, Kestrum::ExportCallback callback);
-    // An idle proxy (nothing registered, no request on its way) holds no scene: the callback
-    // runs at once, without a render thread being started.
+    // Without a render thread these do nothing, callback included. An idle proxy (nothing
+    // registered, no request on its way) on a running thread holds no scene: the callback
+    // runs at once.
     void RequestUnloadScene(uint32_t handle, Kestrum::HandleCallback callback);
     void RequestUnloadAllScenes(Kestrum::DoneCallback callback);
 

@@ -1,13 +1,15 @@
 // Several host threads loading, capturing and unloading capture scenes at once: every request
 // is answered exactly once, none is refused, and each picture is the one a lone host gets.
 //
-// KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load (the soak script uses them).
+// KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load; with KESTRUM_STRESS_RSS_EVERY
+// the first thread prints the resident set size every that many cycles (the soak script).
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <fstream>
 #include <map>
 #include <string>
 #include <thread>
@@ -147,6 +149,21 @@ void CaptureAsync(uint32_t handle, uint32_t tag, const std::string& outputPath) 
     Library::Get().CaptureScene(0, parameters, OnStressCapture);
 }
 
+// Resident set size in kB from the process status; 0 when it cannot be read.
+long ResidentKilobytes() {
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    while (status >> key) {
+        if (key == "VmRSS:") {
+            long kb = 0;
+            status >> kb;
+            return kb;
+        }
+        status.ignore(4096, '\n');
+    }
+    return 0;
+}
+
 // What went wrong across all threads; the first few messages are kept.
 struct Failures {
     std::mutex mutex;
@@ -162,7 +179,10 @@ struct Failures {
 void HostThread(int thread, int firstCycle, int cycles, const std::string& file, const Picture& reference,
                 Failures& failures, std::atomic<int>& requests) {
     const std::string folder = testing::TempDir();
+    const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
     for (int cycle = firstCycle; cycle < firstCycle + cycles; ++cycle) {
+        if (thread == 0 && rssEvery > 0 && cycle % rssEvery == 0)
+            std::printf("stress rss cycle %d: %ld kB\n", cycle, ResidentKilobytes());
         const uint32_t base = (uint32_t(thread) << 20) | (uint32_t(cycle) << 4);
         const std::string where = "thread " + std::to_string(thread) + " cycle " + std::to_string(cycle) + ": ";
 
