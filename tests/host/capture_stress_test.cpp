@@ -181,8 +181,12 @@ void HostThread(int thread, int firstCycle, int cycles, const std::string& file,
     const std::string folder = testing::TempDir();
     const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
     for (int cycle = firstCycle; cycle < firstCycle + cycles; ++cycle) {
-        if (thread == 0 && rssEvery > 0 && cycle % rssEvery == 0)
+        if (thread == 0 && rssEvery > 0 && cycle % rssEvery == 0) {
+            // The collected log text would otherwise grow with every cycle and hide the
+            // library's own memory.
+            Library::Get().ClearLog();
             std::printf("stress rss cycle %d: %ld kB\n", cycle, ResidentKilobytes());
+        }
         const uint32_t base = (uint32_t(thread) << 20) | (uint32_t(cycle) << 4);
         const std::string where = "thread " + std::to_string(thread) + " cycle " + std::to_string(cycle) + ": ";
 
