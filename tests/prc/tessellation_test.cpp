@@ -246,7 +246,7 @@ TEST(PrcTessellationDecoder, CountsPastTheDataFailCleanly) {
 }
 
 TEST(PrcTessellationDecoder, RefusedKindsAndFlags) {
-    ExpectFails(Tess(3, kPolyface, {1}, {0, 3, 6}), "entityFlag 1 is NOT USED according to spec!");
+    ExpectFails(Tess(3, kPolyface, {1}, {0, 3, 6}), "entityFlag 1 is NOT USED by the PRC format!");
     ExpectFails(Tess(3, kOneNormalTextured, {1}, {0, 3, 6}), "entityFlag 8192 is NOT implemented!");
     ExpectFails(Tess(3, 0x10000, {1}, {0, 3, 6}), "unsupported PRC_FACETESSDATA_* flag!");
     auto layers = Tess(3, kTriangles, {1}, {0, 3, 6});

@@ -140,7 +140,9 @@ bool BitstreamReader::ReadLineStyleDefinition(LineStyle& style) {
     const bool secondExtra = ReadBit() != 0;
     if (secondExtra) (void)ReadByte();
     if (firstExtra || secondExtra)
-        Logger::Log(LogLevel::Error, "BitstreamReader::ReadLineStyleDefinition() - unexpected value! (not in spec)");
+        Logger::Log(
+            LogLevel::Error,
+            "BitstreamReader::ReadLineStyleDefinition() - unexpected value! (not a value the PRC format defines)");
     return true;
 }
 

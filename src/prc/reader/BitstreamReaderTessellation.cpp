@@ -108,7 +108,8 @@ bool BitstreamReader::ReadVertexColors(VertexColours& colours, uint32_t count) {
         rgba[3] = colours.hasAlpha ? ReadByte() : kOpaque;
     };
     if (colours.second) {
-        Logger::Log(LogLevel::Error, "BitstreamReader::ReadVertexColors() - THIS CODE PATH IS NOT DESCRIBED IN SPEC!");
+        Logger::Log(LogLevel::Error,
+                    "BitstreamReader::ReadVertexColors() - THIS FORM IS NOT DEFINED BY THE PRC FORMAT!");
         if (!CountFits(count, bytesEach * 8, "vertex colour")) return false;
         for (uint32_t i = 0; i < count; ++i) readColour(&colours.rgba[size_t{i} * kColourBytesRGBA]);
         return true;

@@ -136,8 +136,8 @@ bool Content3DTessDecoder::LayoutOf(const TriangulationEntry& entry, Layout& lay
     const uint32_t group = GroupOf(flag);
     if (kind == kPolyface) {
         Logger::LogF(LogLevel::Error,
-                     "Content3DTessDecoder::DecodeTriangulation(): Currently entityFlag {:d} is NOT USED according to "
-                     "spec!",
+                     "Content3DTessDecoder::DecodeTriangulation(): Currently entityFlag {:d} is NOT USED by the PRC "
+                     "format!",
                      flag);
         return false;
     }
