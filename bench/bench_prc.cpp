@@ -3,8 +3,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include <fstream>
-#include <iterator>
+#include "bench_files.h"
+
 #include <vector>
 
 #include "prc/reader/PRCFile.h"
@@ -12,14 +12,9 @@
 
 namespace {
 
-std::vector<uint8_t> ReadTestFile(const char* name) {
-    std::ifstream in(std::string(KESTRUM_TESTDATA) + "/prc/" + name, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
-
 void ReadFile(benchmark::State& state, const char* name) {
     Velmora::Utility::Logger::Instance().SetMaxLevel(0);
-    const std::vector<uint8_t> bytes = ReadTestFile(name);
+    const std::vector<uint8_t> bytes = ReadTestFile("prc", name);
     if (bytes.empty()) {
         state.SkipWithError("test file missing");
         return;

@@ -4,8 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include <fstream>
-#include <iterator>
+#include "bench_files.h"
+
 #include <vector>
 
 #include "format/AuthoringPool.h"
@@ -20,11 +20,6 @@ namespace {
 
 using Velmora::FormatGlue::AuthoringPool;
 using Velmora::U3D::AuthoringPool_U3D;
-
-std::vector<uint8_t> ReadTestFile(const char* name) {
-    std::ifstream in(std::string(KESTRUM_TESTDATA) + "/u3d/" + name, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
 
 bool EnsureContext() {
     auto& renderer = Velmora::Rendering::Renderer::Instance();
@@ -52,7 +47,7 @@ bool BuildOnce(AuthoringPool_U3D& pool) {
 
 void BM_ReadAndBuildHead(benchmark::State& state) {
     Velmora::Utility::Logger::Instance().SetMaxLevel(0);
-    const std::vector<uint8_t> bytes = ReadTestFile("head.u3d");
+    const std::vector<uint8_t> bytes = ReadTestFile("u3d", "head.u3d");
     if (bytes.empty() || !EnsureContext()) return state.SkipWithError("no test file or no GL context");
     for (auto _ : state) {
         auto pool = Load(bytes);
@@ -63,7 +58,7 @@ void BM_ReadAndBuildHead(benchmark::State& state) {
 
 void BM_BuildSceneGraphHead(benchmark::State& state) {
     Velmora::Utility::Logger::Instance().SetMaxLevel(0);
-    const std::vector<uint8_t> bytes = ReadTestFile("head.u3d");
+    const std::vector<uint8_t> bytes = ReadTestFile("u3d", "head.u3d");
     if (bytes.empty() || !EnsureContext()) return state.SkipWithError("no test file or no GL context");
     for (auto _ : state) {
         state.PauseTiming();
@@ -76,7 +71,7 @@ void BM_BuildSceneGraphHead(benchmark::State& state) {
 
 void BM_CLODVertexDataHead(benchmark::State& state) {
     Velmora::Utility::Logger::Instance().SetMaxLevel(0);
-    const std::vector<uint8_t> bytes = ReadTestFile("head.u3d");
+    const std::vector<uint8_t> bytes = ReadTestFile("u3d", "head.u3d");
     auto pool = bytes.empty() ? nullptr : Load(bytes);
     if (!pool || pool->MeshPool().meshes.empty()) return state.SkipWithError("load failed");
     const Velmora::U3D::AuthorMesh& mesh = *pool->MeshPool().meshes.begin()->second;

@@ -195,7 +195,8 @@ inline Answer Load(const Request& r) {
     return Pending::Get().Wait();
 }
 
-inline Answer Capture(const Request& r) {
+// Posts the capture that r describes; the strings it points at live until the call returns.
+inline void StartCapture(const Request& r, Kestrum::CaptureCallback callback) {
     std::u16string path16;
     const std::u16string output16 = Utf16(r.outputPath), camera16 = Utf16(r.camera);
     Kestrum::CaptureParameters parameters;
@@ -209,8 +210,12 @@ inline Answer Capture(const Request& r) {
     parameters.outputPath = output16.c_str();
     parameters.width = r.width;
     parameters.height = r.height;
+    Library::Get().CaptureScene(0, parameters, callback);
+}
+
+inline Answer Capture(const Request& r) {
     Pending::Get().Reset();
-    Library::Get().CaptureScene(0, parameters, OnCapture);
+    StartCapture(r, OnCapture);
     return Pending::Get().Wait();
 }
 

@@ -133,20 +133,7 @@ void CaptureAsync(uint32_t handle, uint32_t tag, const std::string& outputPath) 
     r.camera = "DefaultView";
     r.captureFlags = outputPath.empty() ? Kestrum::KESTRUM_CAPTURE_TO_MEMORY : Kestrum::KESTRUM_CAPTURE_TO_FILE;
     r.outputPath = outputPath;
-    std::u16string path16;
-    const std::u16string output16 = Utf16(r.outputPath), camera16 = Utf16(r.camera);
-    Kestrum::CaptureParameters parameters;
-    std::memset(&parameters, 0, sizeof parameters);
-    parameters.load = FlatLoad(r, path16);
-    parameters.view.flags = r.viewFlags;
-    parameters.view.backgroundColor = r.background;
-    parameters.view.lightingScheme = r.lighting;
-    parameters.view.cameraName = camera16.c_str();
-    parameters.captureFlags = r.captureFlags;
-    parameters.outputPath = output16.c_str();
-    parameters.width = r.width;
-    parameters.height = r.height;
-    Library::Get().CaptureScene(0, parameters, OnStressCapture);
+    StartCapture(r, OnStressCapture);
 }
 
 // Resident set size in kB from the process status; 0 when it cannot be read.
