@@ -415,8 +415,11 @@ int RunCapture(const Library& lib, Options& options) {
 
 // The lines of the library's statistics text, without the prefix the log gives each line.
 std::string ExtractStatistics(const std::string& log) {
-    const size_t start = log.find("U3D-Scene statistics:");
-    if (start == std::string::npos) return {};
+    // Each format names itself in front: "U3D-Scene statistics:", "OBJ-Scene statistics:".
+    constexpr size_t kFormatNameLength = 3;
+    size_t start = log.find("-Scene statistics:");
+    if (start == std::string::npos || start < kFormatNameLength) return {};
+    start -= kFormatNameLength;
     // The text is complete once its last line is.
     size_t end = log.find("Primitives (instanced)", start);
     if (end != std::string::npos) end = log.find('\n', end);

@@ -4,6 +4,7 @@
 
 #include "format/FormatManager.h"
 #include "format/PendingFormats.h"
+#include "obj/Format_OBJ.h"
 #include "u3d/Format_U3D.h"
 
 namespace Velmora {
@@ -17,7 +18,7 @@ void RegisterStandardFormats() {
         manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
         manager.RegisterFormat(
             {"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
-        manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<PendingFormat>("OBJ", nullptr), false});
+        manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<OBJ::Format_OBJ>(), false});
         return true;
     }();
     (void)registered;
