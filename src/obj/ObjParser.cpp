@@ -97,6 +97,8 @@ void ObjParser::CountAndReserve(std::string_view text) {
         } else if (keyword == "vc") {
             ++colors;
         } else if (keyword == "f") {
+            const size_t count = CountTokens(line);
+            if (count == kTriangleTokens || count == kQuadTokens) continue;
             tokens_.Split(line);
             tokens_.StripComment();
             if (tokens_.Size() != kTriangleTokens && tokens_.Size() != kQuadTokens)

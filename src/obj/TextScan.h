@@ -17,6 +17,9 @@ constexpr bool IsSeparator(char c) { return c == ' ' || c == '\r' || c == '\n' |
 // The next line of text from pos on (without its line feed); pos moves past it.
 std::string_view NextLine(std::string_view text, size_t& pos);
 
+// Tokens of a line up to its first comment token, counted without keeping them.
+size_t CountTokens(std::string_view line);
+
 // The tokens of one line. The vector is kept between lines, so after the first few lines a
 // split allocates nothing.
 class LineTokens {
