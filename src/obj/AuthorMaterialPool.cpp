@@ -23,7 +23,9 @@ std::string JoinPath(const std::string& directory, const std::string& name) {
 }
 }  // namespace
 
-bool AuthorMaterialPool::Add(const MaterialInfo& material) { return materials_.emplace(material.name, material).second; }
+bool AuthorMaterialPool::Add(const MaterialInfo& material) {
+    return materials_.emplace(material.name, material).second;
+}
 
 const MaterialInfo* AuthorMaterialPool::Find(const std::string& name) const {
     const auto it = materials_.find(name);

@@ -171,7 +171,8 @@ std::shared_ptr<Model> AuthoringPool_OBJ::CreateModelInstance(SceneGraph& scene,
     info.name = node.name;
     info.mesh = mesh;
     for (uint32_t i = 0; i < mesh->GetSubObjectCount() && i < shading.size(); ++i)
-        info.shaderDescriptions.push_back(DescriptionFor(mesh->GetVertexAttributes(i), !shading[i].textureName.empty()));
+        info.shaderDescriptions.push_back(
+            DescriptionFor(mesh->GetVertexAttributes(i), !shading[i].textureName.empty()));
     std::shared_ptr<Model> model = Model::Create(scene.GetHandle(), info);
     if (!model) {
         Logger::LogF(LogLevel::Error, "Failed to create model instance for '{:s}'", node.name);

@@ -16,9 +16,8 @@ struct FaceInfo {
     enum Slot : uint32_t { PositionSlot = 0, NormalSlot = 1, TexCoordSlot = 2, kSlots = 3 };
 
     using Corner = std::array<int32_t, kSlots>;
-    std::array<Corner, kCorners> corners{{{kAbsent, kAbsent, kAbsent},
-                                          {kAbsent, kAbsent, kAbsent},
-                                          {kAbsent, kAbsent, kAbsent}}};
+    std::array<Corner, kCorners> corners{
+        {{kAbsent, kAbsent, kAbsent}, {kAbsent, kAbsent, kAbsent}, {kAbsent, kAbsent, kAbsent}}};
     int32_t smoothingGroup = 0;
 
     int32_t Position(uint32_t corner) const { return corners[corner][PositionSlot]; }

@@ -107,8 +107,8 @@ void Format_OBJ::LogSceneStatistics(uint32_t scene) {
         text += fmt::format("    Materials: {:d}\n", materials ? materials - 1 : 0);
         text += fmt::format("    SceneGraph: {:d} Nodes\n", graph->CountModels());
         text += fmt::format("    Meshes: {:d}\n", meshes);
-        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", plainTotal,
-                            plain[0], plain[1], plain[2]);
+        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n", plainTotal, plain[0],
+                            plain[1], plain[2]);
         text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
                             instancedTotal, instanced[0], instanced[1], instanced[2]);
         Logger::WriteText(LogLevel::Message, text);

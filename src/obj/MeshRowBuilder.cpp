@@ -64,7 +64,8 @@ bool MeshRowBuilder::Plan(AuthorMesh& mesh, PrimitiveKind kind, const AuthorMate
         sub.colorsFromTexSlot = geometry->hasTexCoords && arrays_.texCoords.empty() && !arrays_.colors.empty();
         if (texCoords && sub.materialName != AuthorMaterialPool::kDefaultMaterialName) {
             if (!materials.Find(sub.materialName))
-                Logger::Log(LogLevel::Error, "AuthorMeshPool::CreateTriangleMesh() - Unable to find AuthorMaterial '%s'",
+                Logger::Log(LogLevel::Error,
+                            "AuthorMeshPool::CreateTriangleMesh() - Unable to find AuthorMaterial '%s'",
                             sub.materialName.c_str());
             else
                 sub.textureName = materials.DiffuseTexture(sub.materialName);

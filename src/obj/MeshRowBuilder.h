@@ -21,7 +21,7 @@ public:
 
     struct SubObject {
         Geometry* geometry = nullptr;
-        uint32_t attributes = 0;    // Rendering::VertexAttribute bits
+        uint32_t attributes = 0;         // Rendering::VertexAttribute bits
         bool colorsFromTexSlot = false;  // the texture slot points into the colour array
         uint32_t vertexCount = 0;
         std::string materialName;

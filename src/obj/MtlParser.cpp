@@ -53,10 +53,10 @@ bool MtlParser::ParseLine(const std::string& keyword) {
     if (keyword == "newmtl") return StartNewMaterial();
     if (!current_) {
         // Known keywords before the first material have nothing to fill.
-        static constexpr const char* kKnown[] = {"ka",    "kd",     "ke",     "e",      "ks",    "ns",
-                                                 "ni",    "d",      "tr",     "tf",     "map_ka", "map_kd",
-                                                 "map_ks", "map_ke", "map_ns", "map_d", "map_opacity",
-                                                 "map_bump", "bump", "refl",   "illum"};
+        static constexpr const char* kKnown[] = {"ka",     "kd",     "ke",     "e",     "ks",          "ns",
+                                                 "ni",     "d",      "tr",     "tf",    "map_ka",      "map_kd",
+                                                 "map_ks", "map_ke", "map_ns", "map_d", "map_opacity", "map_bump",
+                                                 "bump",   "refl",   "illum"};
         for (const char* known : kKnown)
             if (keyword == known) return false;
         Logger::Log(LogLevel::Error, "MtlParser::Parse() - UNSUPPORTED TOKEN '%s'", keyword.c_str());

@@ -32,8 +32,8 @@ struct ModelNode {
 };
 
 struct Collected {
-    std::vector<std::string> meshNames;              // in pool order
-    std::map<std::string, MeshSet> meshesByGroup;    // in name order
+    std::vector<std::string> meshNames;            // in pool order
+    std::map<std::string, MeshSet> meshesByGroup;  // in name order
 };
 
 Collected CollectGroups(const AuthorMeshPool& pool) {

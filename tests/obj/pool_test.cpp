@@ -48,6 +48,11 @@ TEST(ObjPool, ThirdPartyFilesLoadWithTheirTrianglesAndMaterials) {
     ASSERT_TRUE(head);
     EXPECT_EQ(Triangles(*head), 117694u);
     EXPECT_TRUE(head->MaterialPool().Find("DefaultMaterial"));
+    // No group lines: one model "default" below the root.
+    ASSERT_EQ(head->RootNode()->children.size(), 1u);
+    EXPECT_EQ(head->RootNode()->name, "___OBJ_ROOT_MODEL");
+    EXPECT_EQ(head->RootNode()->children[0]->name, "default");
+    EXPECT_EQ(head->RootNode()->children[0]->type, AuthorNode::Model);
     // 7,375 face lines, one of which repeats a vertex and is dropped by the face check.
     log.Clear();
     auto propeller = LoadFile(DataFile("propeller.obj"));
@@ -62,24 +67,15 @@ TEST(ObjPool, ThirdPartyFilesLoadWithTheirTrianglesAndMaterials) {
     }
 }
 
-TEST(ObjPool, FileWithoutGroupsIsOneModelBelowTheRoot) {
-    ScratchFolder folder;
-    auto pool = LoadFile(folder.Write("plain.obj", std::string(kSquare) + "f 1 2 3\n"));
-    ASSERT_TRUE(pool);
-    const AuthorNode& root = *pool->RootNode();
-    EXPECT_EQ(root.name, "___OBJ_ROOT_MODEL");
-    ASSERT_EQ(root.children.size(), 1u);
-    EXPECT_EQ(root.children[0]->name, "default");
-    EXPECT_EQ(root.children[0]->type, AuthorNode::Model);
-}
-
 TEST(ObjPool, SharedGroupsNestTheirModels) {
+    LogCapture log;
     ScratchFolder folder;
-    auto pool = LoadFile(folder.Write("nested.obj", std::string(kSquare) +
-                                                        "o thing\ng a b\nf 1 2 3\ng b c\nf 1 3 4\ng d\nf 2 3 4\n"));
+    auto pool = LoadFile(
+        folder.Write("nested.obj", std::string(kSquare) + "o thing\ng a b\nf 1 2 3\ng b c c\nf 1 3 4\ng d\nf 2 3 4\n"));
     ASSERT_TRUE(pool);
     const AuthorNode& root = *pool->RootNode();
     EXPECT_EQ(root.name, "thing");
+    EXPECT_TRUE(log.Has("ObjParser::ParseGroupName() - with duplicate group name! 'c'", 1));
     const AuthorNode* b = Child(root, "b");
     ASSERT_TRUE(b);
     EXPECT_EQ(b->type, AuthorNode::Group);
@@ -93,20 +89,12 @@ TEST(ObjPool, SharedGroupsNestTheirModels) {
 TEST(ObjPool, OverlappingGroupsGiveAFlatTree) {
     LogCapture log;
     ScratchFolder folder;
-    auto pool = LoadFile(folder.Write(
-        "ring.obj", std::string(kSquare) + "g a b\nf 1 2 3\ng a c\nf 1 3 4\ng b c\nf 2 3 4\n"));
+    auto pool =
+        LoadFile(folder.Write("ring.obj", std::string(kSquare) + "g a b\nf 1 2 3\ng a c\nf 1 3 4\ng b c\nf 2 3 4\n"));
     ASSERT_TRUE(pool);
     EXPECT_TRUE(log.Has("Indeterminate hierarchy, creating simplified hierarchy", 2));
     ASSERT_EQ(pool->RootNode()->children.size(), 3u);
     for (const auto& node : pool->RootNode()->children) EXPECT_EQ(node->type, AuthorNode::Model);
-}
-
-TEST(ObjPool, LoadsFromMemoryAreRefused) {
-    LogCapture log;
-    auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_OBJ(), nullptr, nullptr);
-    const std::string text = std::string(kSquare) + "f 1 2 3\n";
-    EXPECT_FALSE(pool->LoadFromMemory(reinterpret_cast<const uint8_t*>(text.data()), uint32_t(text.size()), nullptr));
-    EXPECT_TRUE(log.HasLine("Loading OBJ from memory not supported", 1));
 }
 
 // Two triangles share the edge 2-3 of the square, folded along it so their normals differ.
@@ -129,7 +117,9 @@ TEST(ObjPool, SmoothingGroupsShareNormalsAndGroupZeroKeepsFaceNormals) {
         const std::vector<float> rows = Rows(p, builder);
         ASSERT_EQ(rows.size(), 6u * 6u);
         // Position 2 (row 1 of face 1, row 0 of face 2) and position 3 (rows 2 and 5).
-        auto normal = [&](int row) { return std::vector<float>(rows.begin() + row * 6 + 3, rows.begin() + row * 6 + 6); };
+        auto normal = [&](int row) {
+            return std::vector<float>(rows.begin() + row * 6 + 3, rows.begin() + row * 6 + 6);
+        };
         if (group == 1) {
             EXPECT_EQ(normal(1), normal(3));
             EXPECT_EQ(normal(2), normal(5));
@@ -165,7 +155,7 @@ TEST(ObjPool, NormalIndicesPastTheArrayTakeTheFaceNormal) {
     ASSERT_TRUE(p.ok);
     MeshRowBuilder builder(p.parser->Vertices(), true, true);
     const std::vector<float> rows = Rows(p, builder);
-    EXPECT_EQ(rows[4], 1.0f);       // vn 1
+    EXPECT_EQ(rows[4], 1.0f);          // vn 1
     EXPECT_EQ(rows[2 * 6 + 5], 1.0f);  // the square faces +z
 }
 
@@ -174,8 +164,8 @@ TEST(ObjPool, MaterialLibrariesAreFoundBesideTheFileOnce) {
     ScratchFolder folder;
     folder.Write("lib/colours.mtl", "newmtl red\nKd 1 0 0\n");
     const std::string obj = folder.Write(
-        "model.obj", std::string("mtllib /lib/colours.mtl lib/colours.mtl missing.mtl\nmtllib model.obj\n") +
-                         kSquare + "usemtl red\nf 1 2 3\n");
+        "model.obj", std::string("mtllib /lib/colours.mtl lib/colours.mtl missing.mtl\nmtllib model.obj\n") + kSquare +
+                         "usemtl red\nf 1 2 3\n");
     auto pool = LoadFile(obj);
     ASSERT_TRUE(pool);
     ASSERT_TRUE(pool->MaterialPool().Find("red"));
