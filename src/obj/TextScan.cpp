@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "util/Logger.h"
 
@@ -108,9 +109,10 @@ void LogBadCast(std::string_view token) {
 
 }  // namespace
 
+// Coordinates end up as floats: a value beyond their range would turn into an infinity there.
 bool ParseDouble(std::string_view token, double& value) {
     double parsed = 0.0;
-    if (!ParseWhole(token, parsed) || !std::isfinite(parsed)) return false;
+    if (!ParseWhole(token, parsed) || !(std::fabs(parsed) <= double(std::numeric_limits<float>::max()))) return false;
     value = parsed;
     return true;
 }
