@@ -62,12 +62,12 @@ bool MeshRowBuilder::Plan(AuthorMesh& mesh, PrimitiveKind kind, const AuthorMate
         // texture coordinates.
         const bool texCoords = geometry->hasTexCoords && !arrays_.texCoords.empty();
         sub.colorsFromTexSlot = geometry->hasTexCoords && arrays_.texCoords.empty() && !arrays_.colors.empty();
-        if (texCoords && sub.materialName != AuthorMaterialPool::kDefaultMaterialName) {
+        if (sub.materialName != AuthorMaterialPool::kDefaultMaterialName) {
             if (!materials.Find(sub.materialName))
                 Logger::Log(LogLevel::Error,
                             "AuthorMeshPool::CreateTriangleMesh() - Unable to find AuthorMaterial '%s'",
                             sub.materialName.c_str());
-            else
+            else if (texCoords)
                 sub.textureName = materials.DiffuseTexture(sub.materialName);
         }
         sub.attributes = VA::Position;
