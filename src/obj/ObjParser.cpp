@@ -23,8 +23,6 @@ constexpr size_t kPositionTokens = 4;
 constexpr size_t kTexCoordTokens = 3;
 constexpr size_t kNormalTokens = 4;
 constexpr size_t kColorTokens = 5;
-constexpr size_t kTriangleTokens = 4;
-constexpr size_t kQuadTokens = 5;
 constexpr size_t kSingleArgumentTokens = 2;
 constexpr const char* kSmoothingOff = "off";
 }  // namespace
@@ -76,8 +74,7 @@ void ObjParser::Shutdown() {
     currentGeometry_.reset();
 }
 
-// The arrays are sized once from a count of their lines; face lines of an unusable size are
-// reported here, before the second pass reads them.
+// The arrays are sized once from a count of their lines.
 void ObjParser::CountAndReserve(std::string_view text) {
     size_t positions = 0, normals = 0, texCoords = 0, colors = 0;
     size_t pos = 0;
@@ -96,14 +93,6 @@ void ObjParser::CountAndReserve(std::string_view text) {
             ++texCoords;
         } else if (keyword == "vc") {
             ++colors;
-        } else if (keyword == "f") {
-            const size_t count = CountTokens(line);
-            if (count == kTriangleTokens || count == kQuadTokens) continue;
-            tokens_.Split(line);
-            tokens_.StripComment();
-            if (tokens_.Size() != kTriangleTokens && tokens_.Size() != kQuadTokens)
-                Logger::Log(LogLevel::Warning, "ObjParser::Parse() - Face with invalid number of entries! '%s'",
-                            tokens_.Joined().c_str());
         }
     }
     arrays_.positions.reserve(positions);

@@ -92,7 +92,6 @@ private:
     bool nullIndexed_ = false;
     std::set<std::string> loadedLibraries_;
     LineTokens tokens_;
-    size_t facesExpected_ = 0;
 };
 
 }  // namespace Velmora::OBJ

@@ -9,7 +9,9 @@ using Utility::Logger;
 using Utility::LogLevel;
 
 namespace {
-constexpr size_t kMaxFaceTokens = 5;
+constexpr size_t kTriangleTokens = 4;
+constexpr size_t kQuadTokens = 5;
+constexpr size_t kMaxFaceTokens = kQuadTokens;
 constexpr size_t kQuadCorners = 4;
 constexpr size_t kMinLineTokens = 3;
 constexpr size_t kMinPointTokens = 2;
@@ -85,6 +87,9 @@ bool ObjParser::ReadFaceCorner(std::string_view group, FaceInfo::Corner& corner)
 }
 
 bool ObjParser::ParseFace() {
+    if (tokens_.Size() != kTriangleTokens && tokens_.Size() != kQuadTokens)
+        Logger::Log(LogLevel::Warning, "ObjParser::Parse() - Face with invalid number of entries! '%s'",
+                    tokens_.Joined().c_str());
     if (!currentGeometry_ || tokens_.Size() > kMaxFaceTokens || tokens_.Size() < 2) return false;
     if (SwitchGeometryTo(PrimitiveKind::Triangles)) {
         currentGeometry_->type = PrimitiveKind::Triangles;

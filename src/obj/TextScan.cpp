@@ -22,19 +22,6 @@ std::string_view NextLine(std::string_view text, size_t& pos) {
     return text.substr(start, end - start);
 }
 
-size_t CountTokens(std::string_view line) {
-    size_t count = 0;
-    size_t i = 0;
-    const size_t n = line.size();
-    while (i < n) {
-        while (i < n && IsSeparator(line[i])) ++i;
-        if (i == n || line[i] == '#') break;
-        ++count;
-        while (i < n && !IsSeparator(line[i])) ++i;
-    }
-    return count;
-}
-
 void LineTokens::Split(std::string_view line) {
     tokens_.clear();
     size_t i = 0;

@@ -11,14 +11,14 @@
 
 namespace Velmora::OBJ {
 
-// Blank, carriage return, line feed, tab and form feed separate tokens.
-constexpr bool IsSeparator(char c) { return c == ' ' || c == '\r' || c == '\n' || c == '\t' || c == '\f'; }
+// Blank, carriage return, line feed, tab and form feed separate tokens. All of them sort at or
+// below the blank, so the usual character is told apart by one comparison.
+constexpr bool IsSeparator(char c) {
+    return static_cast<unsigned char>(c) <= ' ' && (c == ' ' || c == '\r' || c == '\n' || c == '\t' || c == '\f');
+}
 
 // The next line of text from pos on (without its line feed); pos moves past it.
 std::string_view NextLine(std::string_view text, size_t& pos);
-
-// Tokens of a line up to its first comment token, counted without keeping them.
-size_t CountTokens(std::string_view line);
 
 // The tokens of one line. The vector is kept between lines, so after the first few lines a
 // split allocates nothing.
