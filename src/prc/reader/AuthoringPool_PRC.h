@@ -78,6 +78,8 @@ private:
                                                const FileStructure::RepresentationItem& item,
                                                const Rendering::Mat4& occurrenceMatrix, const std::string& name,
                                                int32_t currentStyle);
+    // False (logged once) when the tree has all the nodes it may have.
+    bool NodeBudgetLeft(const std::string& name);
     bool CreateMasterTree();
     void LogTree() const;
 

@@ -70,6 +70,15 @@ bool AuthoringPool_PRC::CreateAuthoringTree(uint32_t fileStructure) {
     return true;
 }
 
+bool AuthoringPool_PRC::NodeBudgetLeft(const std::string& name) {
+    if (nodesMade_ < kMaxNodes) return true;
+    if (!nodeBudgetLogged_)
+        Logger::LogF(LogLevel::Error,
+                     "AuthoringPool_PRC::CreateAuthorNode() - too many nodes, '{:s}' and what follows is IGNORED", name);
+    nodeBudgetLogged_ = true;
+    return false;
+}
+
 std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateAuthorNode(uint32_t fileStructure, int32_t occurrence,
                                                                 const std::string& name, int32_t inheritedStyle) {
     const std::shared_ptr<FileStructureBlock> block = file_ ? file_->GetFileStructureBlock(fileStructure) : nullptr;
@@ -109,13 +118,7 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateAuthorNode(uint32_t fileStr
 
 std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateOccurrenceNode(uint32_t fileStructure, const ProductOccurrence& occ,
                                                                     const std::string& name, int32_t inheritedStyle) {
-    if (nodesMade_ >= kMaxNodes) {
-        if (!nodeBudgetLogged_)
-            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - too many nodes, '{:s}' and what "
-                                          "follows is IGNORED", name);
-        nodeBudgetLogged_ = true;
-        return nullptr;
-    }
+    if (!NodeBudgetLeft(name)) return nullptr;
     const std::shared_ptr<FileStructureBlock> block = file_->GetFileStructureBlock(fileStructure);
     const int32_t ownStyle = occ.graphics.lineStyleIndex;
     int32_t currentStyle = DisplayStyle(occ);
@@ -207,7 +210,7 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateItemNode(uint32_t fileStruc
 void AuthoringPool_PRC::AddSons(uint32_t fileStructure, const ProductOccurrence& occ, AuthorNode& node,
                                 int32_t handedDown) {
     for (const uint32_t son : occ.sons) {
-        if (nodesMade_ >= kMaxNodes) return;
+        if (!NodeBudgetLeft(node.name)) return;
         std::shared_ptr<AuthorNode> child =
             son > uint32_t(INT32_MAX) ? nullptr : CreateAuthorNode(fileStructure, int32_t(son), std::string(), handedDown);
         if (!child) {
