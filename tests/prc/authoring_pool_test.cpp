@@ -34,7 +34,8 @@ struct Loaded {
 Loaded LoadFile(const std::string& name) {
     Loaded loaded;
     EXPECT_TRUE(loaded.pool->Init());
-    loaded.ok = loaded.pool->CreateAuthoringObjectsFromFile(PRCFile::CreateFromFile(PrcPath(name), nullptr, 0.0f), nullptr);
+    loaded.ok =
+        loaded.pool->CreateAuthoringObjectsFromFile(PRCFile::CreateFromFile(PrcPath(name), nullptr, 0.0f), nullptr);
     return loaded;
 }
 
@@ -100,7 +101,8 @@ TEST(PrcPool, ItemsTakeTheirOwnStyleOrTheOccurrences) {
     const Loaded torus = LoadFile("torus_mesh.prc");
     ASSERT_TRUE(torus.ok);
     std::map<int32_t, int32_t> styleOfTessellation;
-    for (const AuthorNode* node : Models(*torus.pool->MasterNode())) styleOfTessellation[node->tessellation] = node->style;
+    for (const AuthorNode* node : Models(*torus.pool->MasterNode()))
+        styleOfTessellation[node->tessellation] = node->style;
     EXPECT_EQ(styleOfTessellation, (std::map<int32_t, int32_t>{{0, -1}, {1, 1}}));
     // plain_cube's occurrence, part and item all name style 0; its material resolves.
     const Loaded cube = LoadFile("plain_cube.prc");

@@ -29,7 +29,7 @@ constexpr int kMinBrightnessRange = 40;
 
 struct Shot {
     int coverage = 0;
-    double centreX = 0, centreY = 0;  // of the covered pixels, 0..1
+    double centreX = 0, centreY = 0;   // of the covered pixels, 0..1
     int darkest = 255, brightest = 0;  // of the strongest channel
 };
 
@@ -92,15 +92,16 @@ TEST_P(PrcCapture, FromAFileShowsItsSceneLitAndCentred) {
 
 TEST_P(PrcCapture, FromMemoryShowsTheSame) { ExpectShown(Take(true)); }
 
-INSTANTIATE_TEST_SUITE_P(
-    ThirdParty, PrcCapture,
-    testing::Values(Scene{"mesh1.prc", "Triangles: 8)"}, Scene{"mesh2.prc", "Triangles: 3200)"},
-                    Scene{"grid_big.prc", "Triangles: 125000)"}, Scene{"torus_mesh.prc", "Triangles: 2316)"},
-                    Scene{"cube_tess.prc", "Triangles: 24)"}, Scene{"plain_cube.prc", "Triangles: 12)"}),
-    [](const testing::TestParamInfo<Scene>& info) {
-        const std::string name = info.param.file;
-        return name.substr(0, name.find('.'));
-    });
+INSTANTIATE_TEST_SUITE_P(ThirdParty, PrcCapture,
+                         testing::Values(Scene{"mesh1.prc", "Triangles: 8)"}, Scene{"mesh2.prc", "Triangles: 3200)"},
+                                         Scene{"grid_big.prc", "Triangles: 125000)"},
+                                         Scene{"torus_mesh.prc", "Triangles: 2316)"},
+                                         Scene{"cube_tess.prc", "Triangles: 24)"},
+                                         Scene{"plain_cube.prc", "Triangles: 12)"}),
+                         [](const testing::TestParamInfo<Scene>& info) {
+                             const std::string name = info.param.file;
+                             return name.substr(0, name.find('.'));
+                         });
 
 // A capture whose built-in camera keeps the whole scene in sight, as `kestrum capture` takes
 // it: 45 degrees on the shorter side of the picture.

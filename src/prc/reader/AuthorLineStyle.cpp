@@ -25,7 +25,8 @@ void AuthorLineStyle::Init(const FileStructure::LineStyle& style) {
     } else {
         kind = Pattern;
         reference = style.materialIndex;
-        Logger::Log(LogLevel::Error, "AuthorLineStyle::Init() - VPattern linestyles not yet implemented, adding placeholder!");
+        Logger::Log(LogLevel::Error,
+                    "AuthorLineStyle::Init() - VPattern linestyles not yet implemented, adding placeholder!");
     }
     width = style.width;
     transparency = kOpaque;

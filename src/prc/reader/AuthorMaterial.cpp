@@ -25,7 +25,9 @@ constexpr float kColourShininess = 32.0f;
 std::array<float, 4> Rgba(const Colour& colour, float alpha) { return {colour.red, colour.green, colour.blue, alpha}; }
 }  // namespace
 
-std::string EntityKey(uint32_t fileStructure, uint32_t index) { return fmt::format("F{:d}#{:d}", fileStructure, index); }
+std::string EntityKey(uint32_t fileStructure, uint32_t index) {
+    return fmt::format("F{:d}#{:d}", fileStructure, index);
+}
 
 bool AuthorMaterial::InitGeneric(const GlobalsSection& globals, const MaterialGeneric& material) {
     const size_t colours = globals.colours.size();
@@ -57,8 +59,8 @@ bool AuthorMaterial::Init(const GlobalsSection& globals, uint32_t fileStructure,
     }
     const auto& application = static_cast<const MaterialTextureApplication&>(material);
     if (application.nextTextureIndex != -1)
-        Logger::Log(LogLevel::Error, "AuthorMaterial::Init() - multitexturing in PRC not yet supported (requested layer: %u)",
-                    1u);
+        Logger::Log(LogLevel::Error,
+                    "AuthorMaterial::Init() - multitexturing in PRC not yet supported (requested layer: %u)", 1u);
     // The generic material under a texture must itself be generic: no chains of applications.
     const int32_t generic = application.materialGenericIndex;
     if (generic < 0 || size_t(generic) >= globals.materials.size() || !globals.materials[size_t(generic)] ||

@@ -32,7 +32,8 @@ bool AuthorMaterialPool::AddMaterial(uint32_t fileStructure, uint32_t index,
         return false;
     }
     if (!Insert(materials_, EntityKey(fileStructure, index), material)) {
-        Logger::Log(LogLevel::Error, "Failed to add material F%u#%u to material pool -> DUPLICATE", fileStructure, index);
+        Logger::Log(LogLevel::Error, "Failed to add material F%u#%u to material pool -> DUPLICATE", fileStructure,
+                    index);
         return false;
     }
     return true;
@@ -59,7 +60,8 @@ bool AuthorMaterialPool::AddLinestyle(uint32_t fileStructure, uint32_t index,
         return false;
     }
     if (!Insert(lineStyles_, EntityKey(fileStructure, index), StyleEntry{fileStructure, index, style})) {
-        Logger::Log(LogLevel::Error, "Failed to add linestyle F%u#%u to material pool -> DUPLICATE", fileStructure, index);
+        Logger::Log(LogLevel::Error, "Failed to add linestyle F%u#%u to material pool -> DUPLICATE", fileStructure,
+                    index);
         return false;
     }
     return true;
@@ -87,13 +89,15 @@ const AuthorMaterial* AuthorMaterialPool::FindMaterialByLinestyle(uint32_t fileS
         case AuthorLineStyle::Colour: {
             const auto found = colorMaterials_.find(EntityKey(fileStructure, uint32_t(styleIndex)));
             if (found != colorMaterials_.end()) return found->second.get();
-            Logger::Log(LogLevel::Error,
-                        "AuthorMaterialPool::FindMaterialByLinestyle() - cannot find color material linked to this style!");
+            Logger::Log(
+                LogLevel::Error,
+                "AuthorMaterialPool::FindMaterialByLinestyle() - cannot find color material linked to this style!");
             return nullptr;
         }
         case AuthorLineStyle::Material: {
-            const auto found =
-                style->reference < 0 ? materials_.end() : materials_.find(EntityKey(fileStructure, uint32_t(style->reference)));
+            const auto found = style->reference < 0
+                                   ? materials_.end()
+                                   : materials_.find(EntityKey(fileStructure, uint32_t(style->reference)));
             if (found != materials_.end()) return found->second.get();
             Logger::Log(LogLevel::Error,
                         "AuthorMaterialPool::FindMaterialByLinestyle() - cannot find material linked to this style!");
@@ -135,7 +139,8 @@ bool AuthorMaterialPool::UploadToRenderer(Rendering::SceneGraph& scene) {
         const AuthorLineStyle* style = entry.style.get();
         const AuthorMaterial* material = FindMaterialByLinestyle(entry.fileStructure, int32_t(entry.index));
         if (!material) {
-            Logger::Log(LogLevel::Error, "AuthorMaterialPool::UploadToRenderer() - cannot find material for linestyle!");
+            Logger::Log(LogLevel::Error,
+                        "AuthorMaterialPool::UploadToRenderer() - cannot find material for linestyle!");
             continue;
         }
         StyleBinding binding;
@@ -151,8 +156,9 @@ bool AuthorMaterialPool::UploadToRenderer(Rendering::SceneGraph& scene) {
             if (textures.GetTextureId(textureName) != 0)
                 binding.textureName = textureName;
             else
-                Logger::Log(LogLevel::Error,
-                            "AuthoringPool_PRC::UploadToRenderer() - cannot find generic material for texture application!");
+                Logger::Log(
+                    LogLevel::Error,
+                    "AuthoringPool_PRC::UploadToRenderer() - cannot find generic material for texture application!");
         }
         if (materials.AddMaterial(binding.materialName, values) == 0) {
             Logger::LogF(LogLevel::Error, "Cannot upload material '{:s}' to renderer!", binding.materialName);

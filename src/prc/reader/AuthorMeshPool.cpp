@@ -25,9 +25,9 @@ constexpr const char* kLineSuffix = "_Lines";
 
 // The triangles of a tessellation, grouped by style, with what each row carries.
 struct TrianglePlan {
-    std::vector<uint32_t> styles;         // style of each group
+    std::vector<uint32_t> styles;  // style of each group
     std::vector<uint32_t> groupOfTriangle;
-    std::vector<uint32_t> corners;        // rows of each group
+    std::vector<uint32_t> corners;  // rows of each group
     const std::vector<Vec3f>* normals = nullptr;
     std::vector<Vec3f> generated;
     bool texCoords = false;
@@ -143,8 +143,7 @@ std::shared_ptr<Rendering::Mesh> AuthorMeshPool::FindOrCreateRenderable(Renderin
         Logger::Log(LogLevel::Error, "Failed to create mesh instance for tesselation '%s'", name.c_str());
         try {
             failed_.insert(name);
-        } catch (const std::bad_alloc&) {
-        }
+        } catch (const std::bad_alloc&) {}
         return nullptr;
     }
     manager.AddMesh(name, renderable);

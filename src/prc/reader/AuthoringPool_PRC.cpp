@@ -82,13 +82,15 @@ bool AuthoringPool_PRC::CreateAuthoringObjectsFromFile(const std::shared_ptr<PRC
     }
     for (uint32_t f = 0; f < blocks; ++f) {
         if (file->GetFileStructureBlock(f) && !CreateAuthoringTree(f)) {
-            Logger::Log(LogLevel::Error,
-                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - failed to create tree for filestructure");
+            Logger::Log(
+                LogLevel::Error,
+                "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - failed to create tree for filestructure");
             return false;
         }
     }
     if (!CreateMasterTree()) {
-        Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - failed to create master tree");
+        Logger::Log(LogLevel::Error,
+                    "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - failed to create master tree");
         return false;
     }
     Logger::Log(LogLevel::Info, "AuthoringPool: Successfully loaded raw PRC data from '%s'", file->FileName().c_str());
@@ -99,7 +101,8 @@ bool AuthoringPool_PRC::CreateAuthoringObjectsFromFile(const std::shared_ptr<PRC
 
 const UncompressedFileBlock* AuthoringPool_PRC::FindUncompressedFile(const FileStructureBlock& block,
                                                                      int32_t index) const {
-    const UncompressedFileList& list = block.uncompressedFiles.empty() ? file_->UncompressedFiles() : block.uncompressedFiles;
+    const UncompressedFileList& list =
+        block.uncompressedFiles.empty() ? file_->UncompressedFiles() : block.uncompressedFiles;
     if (index < 0 || size_t(index) >= list.size()) return nullptr;
     auto it = list.begin();
     std::advance(it, index);
@@ -111,19 +114,22 @@ void AuthoringPool_PRC::CreateTextures(const FileStructureBlock& block, uint32_t
     for (uint32_t i = 0; i < globals.textureDefinitions.size(); ++i) {
         const auto& definition = globals.textureDefinitions[i];
         if (!definition) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO CREATE AUTHOR "
-                                         "TEXTURE DUE TO INVALID DATA");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO CREATE AUTHOR "
+                        "TEXTURE DUE TO INVALID DATA");
             continue;
         }
         if (definition->pictureIndex < 0 || size_t(definition->pictureIndex) >= globals.pictures.size()) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO CREATE AUTHOR "
-                                         "TEXTURE DUE TO INVALID PICTURE INDEX");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO CREATE AUTHOR "
+                        "TEXTURE DUE TO INVALID PICTURE INDEX");
             continue;
         }
         const FileStructure::Picture& picture = globals.pictures[size_t(definition->pictureIndex)];
         const UncompressedFileBlock* data = FindUncompressedFile(block, picture.uncompressedFileIndex);
         if (!data || !data->present || !data->data || data->size == 0) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO FIND TEXTURE DATA");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - FAILED TO FIND TEXTURE DATA");
             continue;
         }
         std::shared_ptr<AuthorTexture> texture(new (std::nothrow) AuthorTexture());
@@ -163,7 +169,8 @@ void AuthoringPool_PRC::CreateLineStyles(const FileStructureBlock& block, uint32
         if (style->kind != AuthorLineStyle::Colour) continue;
         std::shared_ptr<AuthorMaterial> colour(new (std::nothrow) AuthorMaterial());
         if (!colour || !colour->CreateColorMaterial(block.globals, *style)) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - INVALID COLOR MATERIAL");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - INVALID COLOR MATERIAL");
             continue;
         }
         if (!materialPool_->AddColorMaterial(fileStructure, i, colour))
@@ -183,7 +190,8 @@ void AuthoringPool_PRC::CreateMeshes(const FileStructureBlock& block, uint32_t f
                 uint32_t(item->tessellationIndex) >= count)
                 continue;
             const auto& tess = tessellations[size_t(item->tessellationIndex)];
-            if (tess && tess->type == kTypeTess3D) static_cast<FileStructure::Content3DTess&>(*tess).decodeAsLines = true;
+            if (tess && tess->type == kTypeTess3D)
+                static_cast<FileStructure::Content3DTess&>(*tess).decodeAsLines = true;
         }
     }
     const float step = count ? span / float(count) : 0.0f;
@@ -191,18 +199,20 @@ void AuthoringPool_PRC::CreateMeshes(const FileStructureBlock& block, uint32_t f
         if (AuthoringInterrupt::Interrupted()) return;
         const auto& tess = tessellations[i];
         if (!tess) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - with INVALID TESSELLATION");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile() - with INVALID TESSELLATION");
             continue;
         }
         if (!TesselationDecoder::DecodeTesselation(tess, &progress_, step) ||
             !CreateAuthorMeshFromTesselation(tess, fileStructure, i))
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthoringObjectsFromFile - failed to decode tesselation[%u/%u]",
-                        i, count);
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthoringObjectsFromFile - failed to decode tesselation[%u/%u]", i,
+                        count);
     }
 }
 
-bool AuthoringPool_PRC::CreateAuthorMeshFromTesselation(const std::shared_ptr<FileStructure::BaseTessData>& tessellation,
-                                                        uint32_t fileStructure, uint32_t index) {
+bool AuthoringPool_PRC::CreateAuthorMeshFromTesselation(
+    const std::shared_ptr<FileStructure::BaseTessData>& tessellation, uint32_t fileStructure, uint32_t index) {
     std::shared_ptr<AuthorMesh> mesh(new (std::nothrow) AuthorMesh());
     if (!mesh || !mesh->Init(tessellation)) return false;
     // A decode that gave no primitives has nothing to draw.

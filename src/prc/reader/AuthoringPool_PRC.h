@@ -68,7 +68,8 @@ private:
     bool CreateAuthoringTree(uint32_t fileStructure);
     std::shared_ptr<AuthorNode> CreateAuthorNode(uint32_t fileStructure, int32_t occurrence, const std::string& name,
                                                  int32_t inheritedStyle);
-    std::shared_ptr<AuthorNode> CreateOccurrenceNode(uint32_t fileStructure, const FileStructure::ProductOccurrence& occ,
+    std::shared_ptr<AuthorNode> CreateOccurrenceNode(uint32_t fileStructure,
+                                                     const FileStructure::ProductOccurrence& occ,
                                                      const std::string& name, int32_t currentStyle);
     void AddSons(uint32_t fileStructure, const FileStructure::ProductOccurrence& occ, AuthorNode& node,
                  int32_t handedDown);

@@ -161,8 +161,8 @@ bool AuthoringPool_PRC::CreateChildInstancesForNode(SceneHandle scene, const Aut
         }
         model->SetMatrix(child->matrix);
         if (!parent->AddChild(model, "")) {
-            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateChildInstancesForNode() - failed to add child model '{:s}'",
-                         name);
+            Logger::LogF(LogLevel::Error,
+                         "AuthoringPool_PRC::CreateChildInstancesForNode() - failed to add child model '{:s}'", name);
             complete = false;
             continue;
         }
@@ -205,7 +205,8 @@ std::shared_ptr<Model> AuthoringPool_PRC::CreateModelInstance(SceneHandle scene,
         const int32_t style = own == AuthorMeshPool::kNoStyle ? node.style : int32_t(own);
         bindings[i] = materialPool_->FindBinding(node.fileStructure, style);
         if (!bindings[i] && style != -1)
-            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateModelInstance() - unable to find material {:d}", style);
+            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateModelInstance() - unable to find material {:d}",
+                         style);
         const uint32_t attributes = mesh->GetVertexAttributes(i);
         const bool textured = bindings[i] && !bindings[i]->textureName.empty() && (attributes & VA::TexCoord0);
         info.shaderDescriptions.push_back(DescribeSubObject(attributes, lines, bindings[i], textured));

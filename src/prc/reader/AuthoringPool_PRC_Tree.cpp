@@ -74,7 +74,8 @@ bool AuthoringPool_PRC::NodeBudgetLeft(const std::string& name) {
     if (nodesMade_ < kMaxNodes) return true;
     if (!nodeBudgetLogged_)
         Logger::LogF(LogLevel::Error,
-                     "AuthoringPool_PRC::CreateAuthorNode() - too many nodes, '{:s}' and what follows is IGNORED", name);
+                     "AuthoringPool_PRC::CreateAuthorNode() - too many nodes, '{:s}' and what follows is IGNORED",
+                     name);
     nodeBudgetLogged_ = true;
     return false;
 }
@@ -116,7 +117,8 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateAuthorNode(uint32_t fileStr
     return node;
 }
 
-std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateOccurrenceNode(uint32_t fileStructure, const ProductOccurrence& occ,
+std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateOccurrenceNode(uint32_t fileStructure,
+                                                                    const ProductOccurrence& occ,
                                                                     const std::string& name, int32_t inheritedStyle) {
     if (!NodeBudgetLeft(name)) return nullptr;
     const std::shared_ptr<FileStructureBlock> block = file_->GetFileStructureBlock(fileStructure);
@@ -126,14 +128,16 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateOccurrenceNode(uint32_t fil
 
     Mat4 matrix = Rendering::MathUtil::Identity4();
     if (occ.location && !GetMatrixFromTransform(occ.location.get(), matrix)) {
-        Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - failed to get matrix from transformation!");
+        Logger::Log(LogLevel::Error,
+                    "AuthoringPool_PRC::CreateAuthorNode() - failed to get matrix from transformation!");
         return nullptr;
     }
 
     const auto& parts = block->tree.partDefinitions;
     std::shared_ptr<AuthorNode> node;
-    const bool hasPart = occ.partIndex != -1 && !(ValidIndex(occ.partIndex, parts.size()) && parts[size_t(occ.partIndex)] &&
-                                                  parts[size_t(occ.partIndex)]->representationItems.empty());
+    const bool hasPart =
+        occ.partIndex != -1 && !(ValidIndex(occ.partIndex, parts.size()) && parts[size_t(occ.partIndex)] &&
+                                 parts[size_t(occ.partIndex)]->representationItems.empty());
     if (!hasPart) {
         node = AuthorNode::CreateGroup(name, matrix);
         ++nodesMade_;
@@ -149,7 +153,8 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateOccurrenceNode(uint32_t fil
             node = AuthorNode::CreateGroup(name, matrix);
             ++nodesMade_;
             if (!node) {
-                Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to create intermediate group node");
+                Logger::Log(LogLevel::Error,
+                            "AuthoringPool_PRC::CreateAuthorNode() - Failed to create intermediate group node");
                 return nullptr;
             }
         }
@@ -186,9 +191,11 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateItemNode(uint32_t fileStruc
     const auto& systems = block.globals.referenceCoordinateSystems;
     if (system != -1) {
         if (!ValidIndex(system, systems.size())) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - invalid local coordinate system index!");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthorNode() - invalid local coordinate system index!");
         } else if (!systems[size_t(system)] || systems[size_t(system)]->base.type != kTypeCoordinateSystem) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - invalid local coordinate system (RepItem)");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateAuthorNode() - invalid local coordinate system (RepItem)");
         } else {
             const auto& coordinates = static_cast<const FileStructure::RI_CoordinateSystem&>(*systems[size_t(system)]);
             Mat4 local = Rendering::MathUtil::Identity4();
@@ -200,7 +207,8 @@ std::shared_ptr<AuthorNode> AuthoringPool_PRC::CreateItemNode(uint32_t fileStruc
         }
     }
     const int32_t style = item.graphics.lineStyleIndex != -1 ? item.graphics.lineStyleIndex : currentStyle;
-    std::shared_ptr<AuthorNode> node = AuthorNode::CreateModel(name, matrix, fileStructure, item.tessellationIndex, style);
+    std::shared_ptr<AuthorNode> node =
+        AuthorNode::CreateModel(name, matrix, fileStructure, item.tessellationIndex, style);
     if (!node) return nullptr;
     ++nodesMade_;
     node->displayName = item.base.name;
@@ -212,7 +220,8 @@ void AuthoringPool_PRC::AddSons(uint32_t fileStructure, const ProductOccurrence&
     for (const uint32_t son : occ.sons) {
         if (!NodeBudgetLeft(node.name)) return;
         std::shared_ptr<AuthorNode> child =
-            son > uint32_t(INT32_MAX) ? nullptr : CreateAuthorNode(fileStructure, int32_t(son), std::string(), handedDown);
+            son > uint32_t(INT32_MAX) ? nullptr
+                                      : CreateAuthorNode(fileStructure, int32_t(son), std::string(), handedDown);
         if (!child) {
             Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to create child node '{:s}'",
                          fmt::format("__ProductOccurence_F{:d}#{:d}", fileStructure, son));
@@ -231,8 +240,9 @@ void AuthoringPool_PRC::AddLinkedOccurrence(uint32_t fileStructure, const Produc
         const auto& map = file_->FileStructureBlockMap();
         const auto found = map.find(UniqueIDKey(prototype ? occ.prototypeFileStructure : occ.externalFileStructure));
         if (found == map.end()) {
-            Logger::Log(LogLevel::Error, prototype ? "AuthoringPool_PRC::CreateAuthorNode() - failed to find external prototype!"
-                                                   : "AuthoringPool_PRC::CreateAuthorNode() - failed to find external data!");
+            Logger::Log(LogLevel::Error,
+                        prototype ? "AuthoringPool_PRC::CreateAuthorNode() - failed to find external prototype!"
+                                  : "AuthoringPool_PRC::CreateAuthorNode() - failed to find external data!");
             return;
         }
         target = found->second;
@@ -243,9 +253,11 @@ void AuthoringPool_PRC::AddLinkedOccurrence(uint32_t fileStructure, const Produc
     std::shared_ptr<AuthorNode> linked = CreateAuthorNode(target, index, name, handedDown);
     if (!linked) {
         if (prototype && sameStructure)
-            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to add prototype node '{:s}'", name);
+            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to add prototype node '{:s}'",
+                         name);
         else if (!prototype && sameStructure)
-            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to add external node '{:s}'", name);
+            Logger::LogF(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - Failed to add external node '{:s}'",
+                         name);
         else
             Logger::LogF(LogLevel::Error,
                          "AuthoringPool_PRC::CreateAuthorNode() - Failed to add external prototype node '{:s}'", name);
@@ -279,7 +291,8 @@ bool AuthoringPool_PRC::CreateMasterTree() {
             }
         }
         if (!node) {
-            Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateMasterTree() - failed to look up root product occurence!");
+            Logger::Log(LogLevel::Error,
+                        "AuthoringPool_PRC::CreateMasterTree() - failed to look up root product occurence!");
             Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateMasterTree() - FAILED TO LOOK UP ROOT NODE!");
             continue;
         }
@@ -295,8 +308,8 @@ void AuthoringPool_PRC::LogTree() const {
     if (!Logger::Passes(LogLevel::Verbose)) return;
     Logger::Log(LogLevel::Verbose, "Treeroot children:");
     for (const auto& [key, root] : treeRoots_) {
-        Logger::Log(LogLevel::Verbose, "Filestructure '%s' children:",
-                    UniqueIDKey(file_->GetFileStructureBlock(key.first)->uuid).c_str());
+        Logger::Log(LogLevel::Verbose,
+                    "Filestructure '%s' children:", UniqueIDKey(file_->GetFileStructureBlock(key.first)->uuid).c_str());
         std::vector<std::pair<const AuthorNode*, size_t>> pending{{root.get(), 1}};
         size_t logged = 0;
         while (!pending.empty() && logged++ < kMaxLoggedNodes) {

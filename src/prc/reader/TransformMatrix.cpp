@@ -33,7 +33,8 @@ void SetColumn(Mat4& m, int column, const Vec3f& v, float scale) {
 
 bool FromCartesian(const CartesianTransformation3D& t, Mat4& m) {
     if (t.flags & ~kKnownFlags) {
-        Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateAuthorNode() - encountered unsupported transformation flag");
+        Logger::Log(LogLevel::Error,
+                    "AuthoringPool_PRC::CreateAuthorNode() - encountered unsupported transformation flag");
         return false;
     }
     m = Rendering::MathUtil::Identity4();
