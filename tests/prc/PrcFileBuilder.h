@@ -288,14 +288,9 @@ inline void WriteTree(PrcBitWriter& w, const BuiltTree& tree) {
     w.NoUserData();
 }
 
-// A file of one file structure with the builder's one-triangle tessellation 0 and this tree,
-// its model file naming the tree's root.
-inline std::vector<uint8_t> BuildTreeFile(const BuiltTree& tree) {
-    PrcFileBuilder builder;
-    builder.tree = [tree](PrcBitWriter& w) { WriteTree(w, tree); };
-    const uint32_t word3 = builder.fileStructureWord3;
-    const int32_t root = tree.root;
-    builder.modelFile = [word3, root](PrcBitWriter& w) {
+// A model file whose root is occurrence `root` of the builder's file structure.
+inline PrcFileBuilder::Section RootModelFile(uint32_t word3, int32_t root) {
+    return [word3, root](PrcBitWriter& w) {
         w.Unsigned(0);
         PrcFileBuilder::Base(w, 301);
         w.Bit(0);
@@ -307,6 +302,14 @@ inline std::vector<uint8_t> BuildTreeFile(const BuiltTree& tree) {
         w.Unsigned(0);
         w.NoUserData();
     };
+}
+
+// A file of one file structure with the builder's one-triangle tessellation 0 and this tree,
+// its model file naming the tree's root.
+inline std::vector<uint8_t> BuildTreeFile(const BuiltTree& tree) {
+    PrcFileBuilder builder;
+    builder.tree = [tree](PrcBitWriter& w) { WriteTree(w, tree); };
+    builder.modelFile = RootModelFile(builder.fileStructureWord3, tree.root);
     return builder.Build();
 }
 

@@ -156,9 +156,9 @@ TEST_P(PrcPictures, MatchTheKeptPicture) {
 INSTANTIATE_TEST_SUITE_P(Kept, PrcPictures, testing::Values("mesh2", "torus_mesh"),
                          [](const testing::TestParamInfo<const char*>& info) { return std::string(info.param); });
 
-using PrcCaptureFailures = CaptureTest;
+using PrcCaptureCases = CaptureTest;
 
-TEST_F(PrcCaptureFailures, ExactGeometryOnlyFailsWithItsReason) {
+TEST_F(PrcCaptureCases, ExactGeometryOnlyFailsWithItsReason) {
     Request r = Request::File(PrcFile("teapot.prc"));
     r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
     const Answer a = Capture(r);
@@ -168,7 +168,7 @@ TEST_F(PrcCaptureFailures, ExactGeometryOnlyFailsWithItsReason) {
     EXPECT_TRUE(lib.LogSaw("PRC file does not contain valid renderable objects"));
 }
 
-TEST_F(PrcCaptureFailures, HighlyCompressedFilesAreRefusedWithoutHarm) {
+TEST_F(PrcCaptureCases, HighlyCompressedFilesAreRefusedWithoutHarm) {
     for (const char* name : {"hc_cube.prc", "hc_parts.prc", "hc_head.prc", "sw_cylinder.prc"}) {
         lib.ClearLog();
         const Answer a = Load(Request::File(PrcFile(name)));
@@ -180,7 +180,7 @@ TEST_F(PrcCaptureFailures, HighlyCompressedFilesAreRefusedWithoutHarm) {
     EXPECT_EQ(Load(Request::File(PrcFile("mesh1.prc"))).success, 1);
 }
 
-TEST_F(PrcCaptureFailures, ItemOnAMissingTessellationBecomesAnInvisibleModel) {
+TEST_F(PrcCaptureCases, ItemOnAMissingTessellationBecomesAnInvisibleModel) {
     Velmora::Test::BuiltTree tree;
     tree.parts = {{0}, {6}};
     Velmora::Test::BuiltOccurrence root, good, bad;
@@ -198,6 +198,36 @@ TEST_F(PrcCaptureFailures, ItemOnAMissingTessellationBecomesAnInvisibleModel) {
     EXPECT_TRUE(lib.LogSaw("Cannot find/create renderable mesh"));
     EXPECT_TRUE(lib.LogSaw("creating invisible model instead"));
     EXPECT_TRUE(lib.LogSaw("Triangles: 1)"));
+}
+
+TEST_F(PrcCaptureCases, WireTessellationIsDrawnAsLines) {
+    Velmora::Test::PrcFileBuilder builder;
+    // One wire through three points: two segments.
+    builder.tessellation = [](Velmora::Test::PrcBitWriter& w) {
+        Velmora::Test::PrcFileBuilder::Base(w, 305);
+        w.Unsigned(1);
+        w.Unsigned(175);
+        w.Bit(0);
+        w.Unsigned(9);
+        for (double v : {0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 1.0, 1.0, 0.0}) w.Double(v);
+        w.Unsigned(0);
+        w.NoUserData();
+    };
+    Velmora::Test::BuiltTree tree;
+    tree.parts = {{0}};
+    tree.occurrences.resize(1);
+    tree.occurrences[0].part = 0;
+    builder.tree = [tree](Velmora::Test::PrcBitWriter& w) { Velmora::Test::WriteTree(w, tree); };
+    builder.modelFile = Velmora::Test::RootModelFile(builder.fileStructureWord3, tree.root);
+    Request r;
+    r.loadFlags = Kestrum::KESTRUM_LOAD_FROM_MEMORY;
+    r.data = builder.Build();
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_TRUE(a.answered);
+    EXPECT_EQ(a.success, 1);
+    ASSERT_TRUE(lib.LogSaw("Lines: 2, Triangles: 0)"));
+    EXPECT_FALSE(lib.LogSaw("creating invisible model instead", 0));
 }
 
 }  // namespace
