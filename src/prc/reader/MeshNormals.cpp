@@ -44,6 +44,11 @@ bool GenerateCornerNormals(const FileStructure::BaseTessData& tess, std::vector<
     const std::vector<uint32_t>& indices = tess.triangleIndices;
     const size_t triangles = indices.size() / kCorners;
     const size_t vertices = tess.vertices.size();
+    for (const uint32_t index : indices)
+        if (index >= vertices) {
+            normals.clear();
+            return false;
+        }
     std::vector<Vec3f> faceNormals, unitNormals;
     std::vector<uint32_t> firstFace, faces, fill;  // the faces round each vertex, packed
     try {

@@ -15,8 +15,9 @@ inline constexpr float kCreaseAngleDegrees = 45.0f;
 // proportional to the square of its faces, and no sensible surface has such a vertex.
 inline constexpr uint32_t kMaxSmoothedValence = 64;
 
-// One unit normal per entry of triangleIndices (three a triangle) into `normals`. Indices must
-// be inside the vertices. A degenerate face gets (0, 0, 1). False only when out of memory.
+// One unit normal per entry of triangleIndices (three a triangle) into `normals`. A degenerate
+// face gets (0, 0, 1). False (normals empty) for an index outside the vertices or when out of
+// memory.
 bool GenerateCornerNormals(const FileStructure::BaseTessData& tess, std::vector<FileStructure::Vec3f>& normals);
 
 }  // namespace Velmora::PRC
