@@ -10,6 +10,7 @@
 #include <string>
 
 #include "prc/PrcFileBuilder.h"
+#include "prc/reader/AuthorTexture.h"
 #include "prc/reader/AuthoringPool_PRC.h"
 #include "prc/reader/MeshNormals.h"
 #include "prc/reader/TesselationDecoder.h"
@@ -164,15 +165,6 @@ TEST(PrcPoolGraphs, ExternalDataCycleAndASonOfItselfAreCut) {
     EXPECT_EQ(log.Count("Failed to create child node", 1), 1u);
 }
 
-TEST(PrcPoolGraphs, ExternalDataOfAnUnknownFileStructureIsLeftOut) {
-    LogCapture log(2);
-    BuiltOccurrence a;
-    a.part = 0, a.external = 0, a.externalElsewhere = true;
-    const Loaded loaded = LoadBytes(Velmora::Test::BuildTreeFile(TwoOccurrences({a})));
-    ASSERT_TRUE(loaded.ok);
-    EXPECT_EQ(log.Count("failed to find external data!", 1), 1u);
-}
-
 TEST(PrcPoolGraphs, SonWithAPartPastThePartsFailsAlone) {
     LogCapture log(2);
     BuiltOccurrence root, son;
@@ -325,6 +317,26 @@ TEST(PrcNormals, TorusComesCloseToItsStoredNormals) {
     }
     EXPECT_LT(std::min(same, flipped) / float(generated.size()), kMeanLimit);
     EXPECT_LT(worst, kWorstLimit);
+}
+
+TEST(PrcTexture, RawBitmapBecomesBgraRowsBottomFirst) {
+    FileStructure::Picture picture;
+    picture.format = AuthorTexture::BitmapRgb;
+    picture.width = 2;
+    picture.height = 2;
+    const uint8_t rgb[] = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120};  // top row first
+    AuthorTexture texture;
+    ASSERT_TRUE(texture.Init(picture, 0, rgb, sizeof rgb));
+    ASSERT_TRUE(texture.pixels);
+    const uint8_t* p = texture.pixels->pixels.get();
+    EXPECT_EQ(std::vector<uint8_t>(p, p + 8), (std::vector<uint8_t>{90, 80, 70, 255, 120, 110, 100, 255}));
+    EXPECT_FALSE(texture.hasAlpha);
+    LogCapture log(2);
+    picture.height = 3;  // more rows than the file holds
+    EXPECT_FALSE(texture.Init(picture, 0, rgb, sizeof rgb));
+    picture.format = AuthorTexture::Png;  // bytes that are no PNG
+    EXPECT_FALSE(texture.Init(picture, 7, rgb, sizeof rgb));
+    EXPECT_EQ(log.Count("for Pic#7", 1), 1u);
 }
 
 }  // namespace
