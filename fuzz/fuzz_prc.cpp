@@ -2,13 +2,16 @@
 // 0 modulo 8 (every PRC file: 'P') is a whole file: container, inflation of every section,
 // schemas and every section and entity reader, up to the filled file structure blocks. Other
 // first bytes choose one section reader and hand it the rest as already inflated data, so that
-// mutations reach the entity readers without passing zlib. No rendering.
+// mutations reach the entity readers without passing zlib. A whole file that reads goes on
+// through the authoring step: tessellation decoding, materials, styles, textures and the
+// occurrence tree. The scene build needs a GL context and is left out.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 
+#include "prc/reader/AuthoringPool_PRC.h"
 #include "prc/reader/BitstreamReader.h"
 #include "prc/reader/PRCFile.h"
 #include "util/Logger.h"
@@ -88,7 +91,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t mode = data[0] % kModes;
     if (mode == kWholeFile) {
         auto file = Velmora::PRC::PRCFile::CreateFromMemory(data, static_cast<uint32_t>(size), nullptr, 0.6f);
-        (void)file;
+        if (!file) return 0;
+        Velmora::PRC::AuthoringPool_PRC pool;
+        if (pool.Init()) (void)pool.CreateAuthoringObjectsFromFile(file, nullptr);
+        pool.Shutdown();
         return 0;
     }
     ReadSection(mode, data + 1, size - 1);

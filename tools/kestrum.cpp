@@ -414,12 +414,12 @@ int RunCapture(const Library& lib, Options& options) {
 }
 
 // The lines of the library's statistics text, without the prefix the log gives each line.
+constexpr size_t kFormatNameLength = 3;
 std::string ExtractStatistics(const std::string& log) {
-    // Each format names itself in front: "U3D-Scene statistics:", "OBJ-Scene statistics:".
-    constexpr size_t kFormatNameLength = 3;
-    size_t start = log.find("-Scene statistics:");
-    if (start == std::string::npos || start < kFormatNameLength) return {};
-    start -= kFormatNameLength;
+    // Each format names itself in front: "U3D-Scene statistics:", "PRC-Scene statistics:", "OBJ-Scene statistics:".
+    const size_t marker = log.find("-Scene statistics:");
+    if (marker == std::string::npos || marker < kFormatNameLength) return {};
+    const size_t start = marker - kFormatNameLength;
     // The text is complete once its last line is.
     size_t end = log.find("Primitives (instanced)", start);
     if (end != std::string::npos) end = log.find('\n', end);

@@ -11,8 +11,6 @@ namespace Velmora::FormatGlue {
 
 class PendingFormat : public FormatBase {
 public:
-    static constexpr const char* kPrcSignature = "PRC";
-
     // signature: the bytes a file of this format starts with, or null for none.
     PendingFormat(std::string name, const char* signature)
         : name_(std::move(name)), signature_(signature ? signature : "") {}

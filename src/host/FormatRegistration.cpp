@@ -3,21 +3,19 @@
 #include <memory>
 
 #include "format/FormatManager.h"
-#include "format/PendingFormats.h"
 #include "obj/Format_OBJ.h"
+#include "prc/reader/Format_PRC.h"
 #include "u3d/Format_U3D.h"
 
 namespace Velmora {
 
 using FormatGlue::FormatManager;
-using FormatGlue::PendingFormat;
 
 void RegisterStandardFormats() {
     static const bool registered = [] {
         FormatManager& manager = FormatManager::Instance();
         manager.RegisterFormat({"U3D", {".u3d"}, std::make_shared<U3D::Format_U3D>(), false});
-        manager.RegisterFormat(
-            {"PRC", {".prc"}, std::make_shared<PendingFormat>("PRC", PendingFormat::kPrcSignature), true});
+        manager.RegisterFormat({"PRC", {".prc"}, std::make_shared<PRC::Format_PRC>(), true});
         manager.RegisterFormat({"OBJ", {".obj"}, std::make_shared<OBJ::Format_OBJ>(), false});
         return true;
     }();

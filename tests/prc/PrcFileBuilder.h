@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "prc/PrcBitWriter.h"
@@ -207,5 +208,109 @@ private:
         for (int i = 0; i < 4; ++i) o[at + i] = static_cast<uint8_t>(v >> (8 * i));
     }
 };
+
+// ---- hand-built product occurrence graphs --------------------------------------------------
+// Parts with items on chosen tessellations, occurrences with parts, sons, prototypes, external
+// data and styles, and a model file whose root is one of them.
+
+struct BuiltOccurrence {
+    int32_t part = -1;
+    int32_t prototype = -1;
+    int32_t external = -1;
+    bool externalElsewhere = false;  // external data in a file structure of an unknown UUID
+    std::vector<uint32_t> sons;
+    int32_t style = -1;
+};
+
+struct BuiltTree {
+    std::vector<std::vector<int32_t>> parts;  // the tessellation of each item, per part
+    std::vector<BuiltOccurrence> occurrences;
+    int32_t root = 0;
+};
+
+inline void WriteGraphics(PrcBitWriter& w, int32_t style) {
+    w.Bit(0);
+    w.Unsigned(0);
+    w.Unsigned(static_cast<uint32_t>(style + 1));
+    w.Byte(1);
+    w.Byte(0);
+}
+
+inline void WriteTree(PrcBitWriter& w, const BuiltTree& tree) {
+    PrcFileBuilder::Base(w, 304);
+    w.Unsigned(static_cast<uint32_t>(tree.parts.size()));
+    for (const auto& items : tree.parts) {
+        PrcFileBuilder::BaseWithIds(w, 311);
+        PrcFileBuilder::NewGraphics(w);
+        for (int i = 0; i < 6; ++i) w.Double(0.0);
+        w.Unsigned(static_cast<uint32_t>(items.size()));
+        for (const int32_t tess : items) {
+            PrcFileBuilder::BaseWithIds(w, 237);
+            w.Bit(1);
+            w.Unsigned(0);
+            w.Unsigned(static_cast<uint32_t>(tess + 1));
+            w.Bit(1);
+            w.NoUserData();
+        }
+        for (int i = 0; i < 5; ++i) w.Unsigned(0);
+        w.NoUserData();
+    }
+    w.Unsigned(static_cast<uint32_t>(tree.occurrences.size()));
+    for (const BuiltOccurrence& o : tree.occurrences) {
+        PrcFileBuilder::BaseWithIds(w, 310);
+        WriteGraphics(w, o.style);
+        w.Unsigned(static_cast<uint32_t>(o.part + 1));
+        w.Unsigned(static_cast<uint32_t>(o.prototype + 1));
+        if (o.prototype != -1) w.Bit(1);
+        w.Unsigned(static_cast<uint32_t>(o.external + 1));
+        if (o.external != -1) {
+            w.Bit(o.externalElsewhere ? 0 : 1);
+            if (o.externalElsewhere)
+                for (uint32_t word : {9u, 9u, 9u, 9u}) w.Unsigned(word);
+        }
+        w.Unsigned(static_cast<uint32_t>(o.sons.size()));
+        for (const uint32_t son : o.sons) w.Unsigned(son);
+        w.Byte(0);
+        w.Bit(0);
+        w.Double(1.0);
+        w.Byte(0);
+        w.Integer(0);
+        w.Bit(0);
+        for (int i = 0; i < 6; ++i) w.Unsigned(0);
+        w.Bit(0);
+        w.Unsigned(0);
+        w.Unsigned(0);
+        w.NoUserData();
+    }
+    PrcFileBuilder::Base(w, 302);
+    w.Unsigned(static_cast<uint32_t>(tree.occurrences.size() + 1));
+    w.Unsigned(static_cast<uint32_t>(tree.root + 1));
+    w.NoUserData();
+}
+
+// A model file whose root is occurrence `root` of the builder's file structure.
+inline PrcFileBuilder::Section RootModelFile(uint32_t word3, int32_t root) {
+    return [word3, root](PrcBitWriter& w) {
+        w.Unsigned(0);
+        PrcFileBuilder::Base(w, 301);
+        w.Bit(0);
+        w.Double(1.0);
+        w.Unsigned(1);
+        for (uint32_t word : {1u, 2u, 3u, word3}) w.Unsigned(word);
+        w.Unsigned(static_cast<uint32_t>(root + 1));
+        w.Bit(1);
+        w.Unsigned(0);
+        w.NoUserData();
+    };
+}
+
+// A file of one file structure with the builder's one-triangle tessellation 0 and this tree,
+// its model file naming the tree's root.
+inline std::vector<uint8_t> BuildTreeFile(const BuiltTree& tree) {
+    PrcFileBuilder builder;
+    builder.tree = [tree](PrcBitWriter& w) { WriteTree(w, tree); };
+    builder.modelFile = RootModelFile(builder.fileStructureWord3, tree.root);
+    return builder.Build();
+}
 
 }  // namespace Velmora::Test

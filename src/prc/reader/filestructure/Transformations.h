@@ -2,6 +2,7 @@
 // Placement of product occurrences, coordinate systems and textures.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace Velmora::PRC::FileStructure {
