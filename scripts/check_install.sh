@@ -35,13 +35,27 @@ done
 loaded=$("$prefix/bin/kestrum" --version | head -n 1)
 [ "$(realpath "$loaded")" = "$(realpath "$libdir/$soname")" ] || fail "installed kestrum loaded $loaded"
 
+# The manual page formats without warnings, where groff is at hand.
+if command -v groff >/dev/null; then
+  warnings=$(LC_ALL=C.UTF-8 groff -man -Tutf8 -ww -z "$prefix/share/man/man1/kestrum.1" 2>&1)
+  [ -z "$warnings" ] || fail "kestrum.1: $warnings"
+fi
+
 scene="$root/scenes/sample.u3d"
+# A picture file that is there, not empty and a PNG.
+check_picture() {
+  [ -s "$1" ] || fail "no picture $1"
+  [ "$(head -c 4 "$1" | tail -c 3)" = PNG ] || fail "$1 is not a PNG"
+}
 check_capture() {
   local program=$1 picture=$2
   "$program" "$scene" "$picture" Front >"$work/run.log" 2>&1 || { cat "$work/run.log" >&2; fail "$program failed"; }
-  [ -s "$picture" ] || fail "$program wrote no picture"
-  [ "$(head -c 4 "$picture" | tail -c 3)" = PNG ] || fail "$picture is not a PNG"
+  check_picture "$picture"
 }
+
+"$prefix/bin/kestrum" capture "$scene" -o "$work/kestrum.png" --size 320x240 >"$work/run.log" 2>&1 ||
+  { cat "$work/run.log" >&2; fail "installed kestrum failed to capture"; }
+check_picture "$work/kestrum.png"
 
 # Once with CMake's package ...
 cmake -S "$root/tests/consumer" -B "$work/with-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
