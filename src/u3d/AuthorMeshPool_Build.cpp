@@ -6,6 +6,7 @@
 #include "rendering/SceneManager.h"
 #include "u3d/AuthorMeshPool.h"
 #include "u3d/CLODMeshBuilder.h"
+#include "u3d/PrimitiveSetBuilder.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -31,9 +32,10 @@ uint32_t AuthorMeshPool::CreateMeshes(uint32_t sceneHandle, FormatGlue::Authorin
             built = false;
         } else if (mesh->meshKind == MeshKind::CLOD) {
             built = CreateCLODMesh(manager, *mesh, normalMode, lowMemory);
+        } else if (mesh->meshKind == MeshKind::PointSet || mesh->meshKind == MeshKind::LineSet) {
+            built = CreatePrimitiveSetMesh(manager, *mesh, lowMemory);
         } else {
-            // Point sets, line sets and RH compressed meshes have no builder here: their
-            // models become invisible.
+            // RH compressed meshes have no builder here: their models become invisible.
             Logger::Log(LogLevel::Info, "Mesh '%s' of kind %u is not built", mesh->name.c_str(), mesh->meshKind);
             built = true;
         }

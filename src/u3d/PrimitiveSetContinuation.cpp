@@ -97,11 +97,12 @@ private:
 
     bool ReadUpdate(uint32_t r);
     bool ReadPosition(uint32_t split);
-    bool ReadNormals(uint32_t& added);
+    bool ReadNormals(uint32_t split, uint32_t& added);
+    Vec3f PredictNormal(uint32_t split) const;
+    void AddToNormalSums(const Primitive& primitive);
     bool ReadPrimitive(uint32_t r, uint32_t newNormals);
     bool ReadEnd(const ShadingDescription& shading, uint32_t newNormals, Primitive& primitive, uint32_t end);
-    bool ReadColor(float inverseQuant, std::vector<Vec4f>& colors, uint32_t& index,
-                   const char* reuseMessage);
+    bool ReadColor(float inverseQuant, std::vector<Vec4f>& colors, uint32_t& index, const char* reuseMessage);
     bool ReadTexCoord(uint32_t& index);
     Vec4f ReadDifference(uint32_t signContext, uint32_t valueContext, float inverseQuant);
 
@@ -120,11 +121,10 @@ bool SetUpdateDecoder<Ends>::ReadUpdate(uint32_t r) {
     if (split > data_.positions.size()) return FailFor("Invalid split position index for AuthorMesh '%s'");
     if (!ReadPosition(split)) return false;
     uint32_t newNormals = 0;
-    if (!ReadNormals(newNormals)) return false;
+    if (!ReadNormals(split, newNormals)) return false;
 
     const uint32_t count = reader_.ReadCompressedU32(Ctx::PrimitiveCount);
-    if (uint64_t(data_.primitiveCount) + count > declaration_.primitiveCount)
-        return FailFor(messages_.badNewCount);
+    if (uint64_t(data_.primitiveCount) + count > declaration_.primitiveCount) return FailFor(messages_.badNewCount);
     if (!Charge(count)) return false;
     for (uint32_t i = 0; i < count; ++i)
         if (!ReadPrimitive(r, newNormals)) return false;
@@ -146,19 +146,20 @@ bool SetUpdateDecoder<Ends>::ReadPosition(uint32_t split) {
     return true;
 }
 
-// New normals are coded as differences from the last normal of the mesh (from zero for the
-// first), like the colours: the files that third-party writers make decode to unit normals
-// this way, so the differences are plain offsets and not rotations.
+// New normals are coded as differences from a prediction: the mean direction of the normals
+// at the ends that stand on the split position (zero where there are none). The files that
+// third-party writers make decode to unit normals this way.
 template <uint32_t Ends>
-bool SetUpdateDecoder<Ends>::ReadNormals(uint32_t& added) {
+bool SetUpdateDecoder<Ends>::ReadNormals(uint32_t split, uint32_t& added) {
     added = reader_.ReadCompressedU32(Ctx::NormalCount);
     if (!HasNormals()) return true;
     // The declared normal count is no bound: writers count one normal per line there and
     // then give each end its own.
     if (!Charge(added)) return false;
+    const Vec3f prediction = PredictNormal(split);
     for (uint32_t i = 0; i < added; ++i) {
         const uint8_t sign = reader_.ReadCompressedU8(Ctx::NormalSign);
-        Vec3f normal = data_.normals.empty() ? Vec3f{0, 0, 0} : data_.normals.back();
+        Vec3f normal = prediction;
         for (uint32_t k = 0; k < 3; ++k) {
             const float value =
                 static_cast<float>(reader_.ReadCompressedU32(Ctx::NormalValue0 + k)) * declaration_.inverseQuantNormal;
@@ -167,6 +168,28 @@ bool SetUpdateDecoder<Ends>::ReadNormals(uint32_t& added) {
         data_.normals.push_back(normal);
     }
     return true;
+}
+
+template <uint32_t Ends>
+Vec3f SetUpdateDecoder<Ends>::PredictNormal(uint32_t split) const {
+    if (split >= data_.normalSums.size()) return {0, 0, 0};
+    const Vec3f& sum = data_.normalSums[split];
+    const float length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
+    if (!(length > 0.0f)) return {0, 0, 0};
+    return {sum[0] / length, sum[1] / length, sum[2] / length};
+}
+
+template <uint32_t Ends>
+void SetUpdateDecoder<Ends>::AddToNormalSums(const Primitive& primitive) {
+    if (!HasNormals()) return;
+    // Positions only grow by one per update, so the array never runs far ahead of them.
+    if (data_.normalSums.size() < data_.positions.size()) data_.normalSums.resize(data_.positions.size(), {0, 0, 0});
+    for (uint32_t end = 0; end < Ends; ++end) {
+        const uint32_t position = primitive.positions[end];
+        if (position >= data_.normalSums.size()) continue;
+        const Vec3f& normal = data_.normals[primitive.normals[end]];
+        for (uint32_t k = 0; k < 3; ++k) data_.normalSums[position][k] += normal[k];
+    }
 }
 
 template <uint32_t Ends>
@@ -185,6 +208,7 @@ bool SetUpdateDecoder<Ends>::ReadPrimitive(uint32_t r, uint32_t newNormals) {
     const ShadingDescription& shading = descriptions[primitive.shadingId];
     for (uint32_t end = 0; end < Ends; ++end)
         if (!ReadEnd(shading, newNormals, primitive, end)) return false;
+    AddToNormalSums(primitive);
     data_.primitives.push_back(primitive);
     ++data_.primitiveCount;
     return true;

@@ -54,6 +54,9 @@ public:
 
     // Exactly primitiveCount records; never more than the declared primitive count.
     std::vector<Primitive> primitives;
+    // Per position, the sum of the normals of the point or line ends standing there: new
+    // normals are predicted from the normals around the position they split from.
+    std::vector<Vec3f> normalSums;
 };
 using PointSetContinuationData = SetContinuationData<1>;
 using LineSetContinuationData = SetContinuationData<2>;
