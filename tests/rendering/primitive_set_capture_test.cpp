@@ -1,0 +1,76 @@
+// Point and line sets from third-party U3D files, drawn: the points and lines cover pixels,
+// spread over the picture and centred in it as the default camera frames the scene.
+
+#include <gtest/gtest.h>
+
+#include "GLTestEnvironment.h"
+#include "format/FormatManager.h"
+#include "format/ImportDescriptor.h"
+#include "host/FormatRegistration.h"
+#include "scene_test_support.h"
+
+namespace {
+
+using namespace kestrum_test::scene;
+using Velmora::FormatGlue::FormatManager;
+using Velmora::FormatGlue::ImportDescriptor;
+
+class PrimitiveSetCapture : public SceneTest {
+protected:
+    SceneHandle Import(const std::string& file) {
+        Velmora::RegisterStandardFormats();
+        ImportDescriptor descriptor;
+        descriptor.kind = ImportDescriptor::File;
+        descriptor.path = std::string(KESTRUM_TESTDATA) + "/u3d/" + file;
+        descriptor.profile = false;
+        const SceneHandle handle = FormatManager::Instance().ImportScene(descriptor);
+        if (handle != 0) created_.push_back(handle);
+        return handle;
+    }
+};
+
+TEST_F(PrimitiveSetCapture, PointsAndLinesAreDrawnCentredAndSpread) {
+    constexpr uint32_t kWidth = 160, kHeight = 120;
+    struct Case {
+        const char* file;
+        uint32_t points;
+    };
+    for (const Case& c : {Case{"pointset.u3d", 18}, Case{"pointset_anim.u3d", 18}, Case{"lineset.u3d", 0},
+                          Case{"lineset_anim.u3d", 0}, Case{"lineset_grid.u3d", 0}}) {
+        const char* file = c.file;
+        SCOPED_TRACE(file);
+        const SceneHandle handle = Import(file);
+        ASSERT_NE(handle, 0u);
+        // The world axis would cross the whole picture.
+        Scene(handle)->SetAxisVisible(false);
+        Scene(handle)->SetGridVisible(false);
+        CaptureView view(file, kWidth, kHeight);
+        ASSERT_TRUE(view);
+        ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
+        Picture picture;
+        ASSERT_TRUE(view.Capture(picture));
+        const std::array<int, 3> background = picture.At(0, 0);
+        size_t covered = 0;
+        for (uint32_t y = 0; y < kHeight; ++y)
+            for (uint32_t x = 0; x < kWidth; ++x) covered += picture.IsBackground(x, y, background) ? 0 : 1;
+        // Thin geometry: something is drawn, but far from the whole picture.
+        EXPECT_GT(covered, 18u);
+        EXPECT_LT(covered, size_t(kWidth) * kHeight / 2);
+        // Points are squares of three pixels a side; they may overlap, but no more than that.
+        if (c.points != 0) {
+            EXPECT_LE(covered, c.points * 9u);
+            EXPECT_GE(covered, c.points * 4u);
+        }
+        const auto e = picture.Extent(background);
+        ASSERT_GE(e[0], 0);
+        // Spread over a good part of the picture, around its centre.
+        EXPECT_GT(e[2] - e[0], int(kWidth) / 4);
+        EXPECT_GT(e[3] - e[1], int(kHeight) / 4);
+        EXPECT_NEAR((e[0] + e[2]) / 2.0, kWidth / 2.0, kWidth * 0.15);
+        EXPECT_NEAR((e[1] + e[3]) / 2.0, kHeight / 2.0, kHeight * 0.15);
+        // Points and lines have no lit surface: they may not come out in the background's colour.
+        EXPECT_EQ(kestrum_test::TakeGLError(), "");
+    }
+}
+
+}  // namespace
