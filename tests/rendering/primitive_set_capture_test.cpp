@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "GLTestEnvironment.h"
 #include "format/FormatManager.h"
 #include "format/ImportDescriptor.h"
@@ -71,6 +73,79 @@ TEST_F(PrimitiveSetCapture, PointsAndLinesAreDrawnCentredAndSpread) {
         // Points and lines have no lit surface: they may not come out in the background's colour.
         EXPECT_EQ(kestrum_test::TakeGLError(), "");
     }
+}
+
+}  // namespace
+
+namespace {
+
+using namespace kestrum_test::scene;
+
+class UnlitPrimitives : public SceneTest {};
+
+// A mesh without normals is drawn unlit, in its own colours: a red point and a green line.
+TEST_F(UnlitPrimitives, PointsAndLinesWithoutNormalsShowTheirVertexColours) {
+    const SceneHandle handle = NewScene();
+    ASSERT_NE(handle, 0u);
+    constexpr uint32_t kAttributes = VertexAttribute::Position | VertexAttribute::Diffuse;
+    auto makeMesh = [&](const std::string& name, uint32_t type, const std::vector<float>& rows) {
+        MeshCreationInfo info;
+        info.name = name;
+        info.primitiveType = type;
+        MeshSubObjectData sub;
+        sub.attributes = kAttributes;
+        sub.vertices = DataBuffer<float>::Create(uint32_t(rows.size() / 7), 7, rows.data());
+        info.subObjects.push_back(sub);
+        auto mesh = Mesh::Create(info);
+        if (mesh) Scene(handle)->GetResources().meshManager.AddMesh(name, mesh);
+        return mesh;
+    };
+    auto point = makeMesh("point", PrimitiveType::Points, {-0.5f, 0.5f, 0, 1, 0, 0, 1});
+    auto line = makeMesh("line", PrimitiveType::Lines, {-1, -0.5f, 0, 0, 1, 0, 1, 1, -0.5f, 0, 0, 1, 0, 1});
+    ASSERT_TRUE(point && line);
+    auto root = InvisibleModel::Create(handle, "___TEST_ROOT");
+    ASSERT_TRUE(root);
+    for (auto& [name, mesh] : {std::pair{"pointModel", point}, std::pair{"lineModel", line}}) {
+        ModelCreationInfo info;
+        info.name = name;
+        info.mesh = mesh;
+        ShaderDescription description;
+        description.vertexAttributes = kAttributes;
+        description.flags = ShaderFlags::FrontFaces | ShaderFlags::BackFaces;
+        description.blendMode = 3;
+        info.shaderDescriptions.push_back(description);
+        auto model = Model::Create(handle, info);
+        ASSERT_TRUE(model && root->AddChild(model, ""));
+    }
+    root->UpdateWorldMatrix();
+    SceneCreationInfo info;
+    info.modelTree = root;
+    info.axisVisible = info.gridVisible = false;
+    ASSERT_TRUE(Scene(handle)->Init(info));
+    CaptureView view("unlit", 64, 64);
+    ASSERT_TRUE(view && SceneManager::Instance().LinkSceneToRenderView(handle, view.get()));
+    Picture picture;
+    ASSERT_TRUE(view.Capture(picture));
+    size_t red = 0, green = 0, other = 0;
+    int redTop = 64, greenTop = 0;
+    for (uint32_t y = 0; y < 64; ++y)
+        for (uint32_t x = 0; x < 64; ++x) {
+            const auto c = picture.At(x, y);
+            if (c == kBlack) continue;
+            if (c == std::array<int, 3>{255, 0, 0}) {
+                ++red;
+                redTop = std::min(redTop, int(y));
+            } else if (c == std::array<int, 3>{0, 255, 0}) {
+                ++green;
+                greenTop = std::max(greenTop, int(y));
+            } else {
+                ++other;
+            }
+        }
+    EXPECT_EQ(red, 9u);  // one point, three pixels a side
+    EXPECT_GT(green, 20u);
+    EXPECT_EQ(other, 0u);
+    EXPECT_LT(redTop, greenTop);  // the point above the line
 }
 
 }  // namespace
