@@ -28,8 +28,8 @@ bool ToCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData
     cont.diffuseColors = std::move(rhCont->diffuseColors);
     cont.specularColors = std::move(rhCont->specularColors);
     cont.texCoords = std::move(rhCont->texCoords);
-    const uint32_t faces = rhCont->primitiveCount < rhCont->faces.size() ? rhCont->primitiveCount
-                                                                          : uint32_t(rhCont->faces.size());
+    const uint32_t faces =
+        rhCont->primitiveCount < rhCont->faces.size() ? rhCont->primitiveCount : uint32_t(rhCont->faces.size());
     cont.primitives.reserve(faces);
     cont.faceCorners.reserve(faces);
     for (uint32_t i = 0; i < faces; ++i) {

@@ -137,7 +137,8 @@ bool RHReader::ReadUIC1UIntArray(std::vector<uint32_t>& array, uint32_t bodySize
         switch (byte & 0x0F) {
             case Back: value = valueBack(h); break;
             case Step: value = (h & 1) ? last + (h / 2 + 1) : last - (h / 2 + 1); break;
-            case Stop: return Fail("RHReader::ReadUIC1UIntArray() - decoding error, not all array values have been filled!");
+            case Stop:
+                return Fail("RHReader::ReadUIC1UIntArray() - decoding error, not all array values have been filled!");
             case ThirdBackUp: value = few ? h + 1 : valueBack(kThirdBack) + h + 1; break;
             case ThirdBackDown: value = few ? uint32_t(-1) - h : valueBack(kThirdBack) - h - 1; break;
             case FarBack: value = valueBack(h + kFarBack); break;

@@ -1,0 +1,353 @@
+// The RH compressed mesh extension: payloads written value by value through each encoding and
+// form, the decoded mesh checked vertex for vertex, and broken payloads that fail their block.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+#include "format/AuthoringPool.h"
+#include "mesh_support.h"
+#include "u3d/AuthorShaderPool.h"
+#include "u3d/AuthoringPool_U3D.h"
+#include "u3d/CLODMeshBuilder.h"
+#include "u3d/RHCMeshBuilder.h"
+#include "u3d/RHCMeshData.h"
+#include "u3d/RHReader.h"
+#include "u3dwriter/U3DWriter.h"
+
+namespace {
+
+using namespace Velmora::U3D;
+using U3DWriter::RHWriter;
+using Velmora::Rendering::MeshCreationInfo;
+using Velmora::U3D::Test::ScopedLogCapture;
+namespace VA = Velmora::Rendering::VertexAttribute;
+
+std::vector<uint32_t> DecodeInts(const RHWriter& w, uint64_t count, bool& ok) {
+    RHReader reader(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr);
+    std::vector<uint32_t> out;
+    ok = reader.ReadEncodedUIntArray(count, out);
+    return out;
+}
+
+TEST(RHEncodings, PlainIntegerEncodingsDecodeTheirValues) {
+    const std::vector<uint32_t> values = {3, 0, 15, 7, 9};
+    struct Case {
+        uint8_t encoding;
+        std::vector<uint8_t> body;
+        std::vector<uint32_t> expected;
+    };
+    const Case cases[] = {
+        {RHReader::AllZero, {}, {0, 0, 0, 0, 0}},
+        {RHReader::AllEqual, RHWriter::AllEqualBody(0xA1B2C3D4), std::vector<uint32_t>(5, 0xA1B2C3D4)},
+        {RHReader::Nibbles, RHWriter::NibbleBody(values), values},
+        {RHReader::Plain1, RHWriter::PlainBody({1, 2, 255, 4, 5}, 1), {1, 2, 255, 4, 5}},
+        {RHReader::Plain1 + 1, RHWriter::PlainBody({1, 0x1234, 3, 4, 5}, 2), {1, 0x1234, 3, 4, 5}},
+        {RHReader::Plain1 + 2, RHWriter::PlainBody({1, 2, 0x123456, 4, 5}, 3), {1, 2, 0x123456, 4, 5}},
+        {RHReader::Plain4, RHWriter::PlainBody({1, 2, 3, 0xFFFFFFFE, 5}, 4), {1, 2, 3, 0xFFFFFFFE, 5}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(int(c.encoding));
+        RHWriter w;
+        w.WriteEncoded(c.encoding, c.body);
+        bool ok = false;
+        EXPECT_EQ(DecodeInts(w, 5, ok), c.expected);
+        EXPECT_TRUE(ok);
+    }
+}
+
+TEST(RHEncodings, UIC1CommandsPredictFromTheirHistories) {
+    RHWriter w;
+    // Command bytes and the values they stand for, worked out by hand.
+    const std::vector<uint8_t> body = {
+        RHWriter::UIC1(RHReader::ThirdBackUp, 4),       // few values: 4 + 1 = 5
+        RHWriter::UIC1(RHReader::Step, 5),              // odd: 5 + 3 = 8
+        RHWriter::UIC1(RHReader::Step, 2),              // even: 8 - 2 = 6
+        RHWriter::UIC1(RHReader::ThirdBackUp, 1),       // third back (5) + 1 + 1 = 7
+        RHWriter::UIC1(RHReader::ThirdBackDown, 0),     // third back (8) - 0 - 1 = 7
+        RHWriter::UIC1(RHReader::Back, 2),              // two back from the last: 6
+        RHWriter::UIC1(RHReader::RepeatDifference, 3),  // 6 + difference three back (6 - 8 = -2) = 4
+        RHWriter::UIC1(RHReader::ThirdBackFarUp, 2),    // third back (7) + 2 + 0x11 = 26
+        RHWriter::UIC1(RHReader::ThirdBackFarDown, 1),  // third back (6) - 1 - 0x11 = -12
+        RHWriter::UIC1(RHReader::FarBack, 0),           // sixteen back: nothing yet, 0
+    };
+    w.WriteEncoded(RHReader::UIC1, body);
+    bool ok = false;
+    EXPECT_EQ(DecodeInts(w, body.size(), ok), (std::vector<uint32_t>{5, 8, 6, 7, 7, 6, 4, 26, uint32_t(-12), 0}));
+    EXPECT_TRUE(ok);
+
+    RHWriter few;  // below three values the third-back commands count from zero
+    few.WriteEncoded(RHReader::UIC1,
+                     {RHWriter::UIC1(RHReader::ThirdBackDown, 2), RHWriter::UIC1(RHReader::ThirdBackFarDown, 0),
+                      RHWriter::UIC1(RHReader::ThirdBackFarUp, 1)});
+    EXPECT_EQ(DecodeInts(few, 3, ok), (std::vector<uint32_t>{uint32_t(-3), uint32_t(-0x11), 0x12}));
+    EXPECT_TRUE(ok);
+}
+
+TEST(RHEncodings, UnsupportedOrShortIntegerArraysFail) {
+    ScopedLogCapture log;
+    struct Case {
+        uint8_t encoding;
+        std::vector<uint8_t> body;
+        uint64_t count;
+        const char* message;
+    };
+    const Case cases[] = {
+        {RHReader::RH39, {1, 2, 3}, 3, "Invalid/Unsuported encoding type!"},
+        {8, {1}, 1, "Invalid/Unsuported encoding type!"},
+        {9, {1}, 1, "Invalid/Unsuported encoding type!"},
+        {RHReader::UIC1, {RHWriter::UIC1(RHReader::Step, 1)}, 2, "not all array values have been filled!"},
+        {RHReader::UIC1, {RHWriter::UIC1(RHReader::Stop, 0)}, 1, "not all array values have been filled!"},
+        {RHReader::UIC1, {RHWriter::UIC1(9, 0)}, 1, "Invalid blockSizeDelta!"},
+        {RHReader::UIC1,
+         {RHWriter::UIC1(RHReader::Step, 1), RHWriter::UIC1(RHReader::Step, 1)},
+         1,
+         "more values than the array holds"},
+        {RHReader::Plain1, {1, 2}, 3, "invalid data size!"},
+        {RHReader::Nibbles, {0x21, 0x43}, 5, "invalid data size!"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        RHWriter w;
+        w.WriteEncoded(c.encoding, c.body);
+        bool ok = true;
+        DecodeInts(w, c.count, ok);
+        EXPECT_FALSE(ok);
+        EXPECT_TRUE(log.capture->Contains(c.message));
+    }
+    RHWriter cut;  // a body that claims more bytes than there are
+    cut.WriteU8(RHReader::Plain1);
+    cut.WriteU8(200);
+    bool ok = true;
+    DecodeInts(cut, 200, ok);
+    EXPECT_FALSE(ok);
+}
+
+TEST(RHEncodings, ByteReadsAreBoundedAndWidthsChecked) {
+    ScopedLogCapture log;
+    const uint8_t bytes[] = {0x01, 0x02, 0x03};
+    RHReader reader(bytes, sizeof bytes, nullptr);
+    EXPECT_EQ(reader.ReadUx(4), 0u);
+    EXPECT_TRUE(reader.Failed());
+    EXPECT_TRUE(log.capture->Contains("RHReader::ReadUx() - invalid number of bytes!"));
+    RHReader shortRead(bytes, sizeof bytes, nullptr);
+    EXPECT_EQ(shortRead.ReadU16(), 0x0201u);
+    EXPECT_EQ(shortRead.ReadF32(), 0.0f);
+    EXPECT_TRUE(log.capture->Contains("RHReader::ReadF32() - out of bounds!"));
+    RHReader past(bytes, sizeof bytes, nullptr);
+    past.ReadU32();
+    EXPECT_TRUE(past.Failed());
+    EXPECT_TRUE(log.capture->Contains("RHReader::ReadU8() - out of bounds!"));
+}
+
+TEST(RHEncodings, FloatAndVectorFormsDecode) {
+    RHWriter w;
+    w.WriteQuantisedFloats(-1.0f, 3.0f, 8, RHReader::Plain1, RHWriter::PlainBody({0, 2, 8}, 1));
+    w.WriteQuantisedVec3({0, 10, -4}, {1, 20, 4}, 4, RHReader::Plain1, RHWriter::PlainBody({4, 0, 2, 1, 2, 3}, 1));
+    w.WriteAlphaTheta(4, RHReader::Plain1, RHWriter::PlainBody({0, 1, 1, 1, 0, 0}, 1));
+    RHReader reader(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr);
+    std::vector<float> floats;
+    ASSERT_TRUE(reader.ReadFloatArray(3, floats));
+    EXPECT_EQ(floats, (std::vector<float>{-1.0f, 0.0f, 3.0f}));
+    std::vector<Vec3f> vectors;
+    ASSERT_TRUE(reader.ReadVec3Array(2, vectors));
+    EXPECT_EQ(vectors[0], (Vec3f{1, 10, 0}));
+    EXPECT_EQ(vectors[1], (Vec3f{0.25f, 15, 2}));
+    ASSERT_TRUE(reader.ReadVec3Array(3, vectors));
+    // Quarter turns: theta 90 degrees lies in the plane, alpha turns it; theta 0 is +z.
+    const Vec3f expected[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    for (int i = 0; i < 3; ++i)
+        for (int k = 0; k < 3; ++k) EXPECT_NEAR(vectors[i][k], expected[i][k], 1e-6f) << i << "," << k;
+}
+
+TEST(RHEncodings, BadFloatFormsFailWithTheirMessages) {
+    ScopedLogCapture log;
+    auto fails = [&](const RHWriter& w, bool vec3, const char* message) {
+        RHReader reader(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr);
+        std::vector<float> floats;
+        std::vector<Vec3f> vectors;
+        EXPECT_FALSE(vec3 ? reader.ReadVec3Array(1, vectors) : reader.ReadFloatArray(1, floats)) << message;
+        EXPECT_TRUE(log.capture->Contains(message)) << message;
+    };
+    RHWriter badRange;
+    badRange.WriteQuantisedFloats(2.0f, 1.0f, 4, RHReader::AllZero, {});
+    fails(badRange, false, "RHReader::ReadQuantCompressedFloatArray() - invalid min/max values");
+    RHWriter badFormat;
+    badFormat.WriteU8(7);
+    fails(badFormat, false, "RHReader::ReadFloatArray() - unsupported float compression format!");
+    RHWriter zeroQuant;
+    zeroQuant.WriteQuantisedVec3({0, 0, 0}, {1, 1, 1}, 0, RHReader::AllZero, {});
+    fails(zeroQuant, true, "RHReader::ReadQuantCompressedVec3Array() - invalid ZERO quant!");
+    RHWriter zeroAngles;
+    zeroAngles.WriteAlphaTheta(0, RHReader::AllZero, {});
+    fails(zeroAngles, true, "RHReader::ReadQuantCompressedAlphaThetaFloatArray() - invalid ZERO quant!");
+    EXPECT_TRUE(log.capture->Contains("RHReader::ReadVec3Array() - failed to decode mesh positions!"));
+}
+
+// ---- whole meshes ---------------------------------------------------------------------------
+
+// Two triangles over four positions: plain positions, alpha-theta normals, quantised colours
+// and plain tex coords; the index arrays in four different encodings.
+std::vector<uint8_t> TwoTrianglePayload() {
+    RHWriter w;
+    w.WriteCounts(2, 4, 2, 2, 0, 3);
+    // Positions 0 1 2 and 0 2 3: 0, +1 (step 1), +1 (step 1), 0 (back 2), 2 (back 1), 3 (step 1).
+    w.WriteEncoded(RHReader::UIC1, {RHWriter::UIC1(RHReader::Back, 0), RHWriter::UIC1(RHReader::Step, 1),
+                                    RHWriter::UIC1(RHReader::Step, 1), RHWriter::UIC1(RHReader::Back, 2),
+                                    RHWriter::UIC1(RHReader::Back, 1), RHWriter::UIC1(RHReader::Step, 1)});
+    w.WriteEncoded(RHReader::Nibbles, RHWriter::NibbleBody({0, 0, 0, 1, 1, 1}));
+    w.WriteEncoded(RHReader::AllEqual, RHWriter::AllEqualBody(1));
+    w.WriteEncoded(RHReader::Plain1, RHWriter::PlainBody({0, 1, 2, 2, 1, 0}, 1));
+    w.WritePlainFloats({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0});
+    w.WriteAlphaTheta(4, RHReader::Plain1, RHWriter::PlainBody({0, 0, 0, 2}, 1));  // +z, -z
+    w.WriteQuantisedFloats(0.0f, 1.0f, 2, RHReader::Plain1, RHWriter::PlainBody({2, 0, 0, 2, 0, 1, 0, 2}, 1));
+    w.WritePlainFloats({0.0f, 0.5f, 1.0f, 0.25f, 0.5f, 1.0f});
+    return w.Bytes();
+}
+
+std::vector<uint8_t> RHFile(const std::vector<uint8_t>& payload, uint32_t lists = 1) {
+    U3DWriter::U3DFileWriter file;
+    // The mesh block comes first: it is read after the shading modifier all the same.
+    file.AddBlock(256, U3DWriter::RHMeshBlock("rh", payload));
+    file.AddBlock(0xFFFFFF16, U3DWriter::RHDeclarationBlock());
+    U3DWriter::BitStreamWriter shading(true);
+    shading.WriteString("rh");
+    shading.WriteU32(0);
+    shading.WriteU32(0);
+    shading.WriteU32(lists);
+    for (uint32_t i = 0; i < lists; ++i) {
+        shading.WriteU32(1);
+        shading.WriteString("shader" + std::to_string(i));
+    }
+    file.AddBlock(0xFFFFFF45, shading);
+    return file.Bytes();
+}
+
+std::shared_ptr<AuthoringPool_U3D> LoadRH(const std::vector<uint8_t>& bytes) {
+    auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+    if (pool && !pool->LoadFromMemory(bytes.data(), uint32_t(bytes.size()), nullptr)) return nullptr;
+    return pool;
+}
+
+TEST(RHMesh, DecodedMeshBuildsVertexForVertex) {
+    ScopedLogCapture log;
+    auto pool = LoadRH(RHFile(TwoTrianglePayload()));
+    ASSERT_TRUE(pool);
+    ASSERT_EQ(pool->MeshPool().meshes.count("rh"), 1u);
+    const AuthorMesh& mesh = *pool->MeshPool().meshes["rh"];
+    EXPECT_EQ(mesh.meshKind, MeshKind::RHCompressed);
+    const auto* decl = mesh.DeclarationAs<RHCMeshData>();
+    ASSERT_TRUE(decl);
+    EXPECT_EQ(decl->faceCount, 2u);
+    EXPECT_EQ(decl->shadingDescriptions[0].shadingAttributes, ShadingDescription::kDiffuse);
+    EXPECT_EQ(decl->shadingDescriptions[0].layerCount, 1u);
+
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildRHCMeshData(mesh, 0, info, oom));
+    EXPECT_EQ(info.primitiveType, Velmora::Rendering::PrimitiveType::Triangles);
+    ASSERT_EQ(info.subObjects.size(), 1u);
+    EXPECT_EQ(info.subObjects[0].attributes, VA::Position | VA::Normal | VA::Diffuse | VA::TexCoord0);
+    const auto& rows = *info.subObjects[0].vertices;
+    ASSERT_EQ(rows.Count(), 6u);
+    ASSERT_EQ(rows.Stride(), 12u);
+    // position, normal, diffuse, uv for each of the six corners.
+    const float expected[6][12] = {
+        {0, 0, 0, 0, 0, 1, 0, 0.5f, 0, 1, 0, 0.5f},   {1, 0, 0, 0, 0, 1, 0, 0.5f, 0, 1, 1, 0.25f},
+        {1, 1, 0, 0, 0, 1, 0, 0.5f, 0, 1, 0.5f, 1},   {0, 0, 0, 0, 0, -1, 0, 0.5f, 0, 1, 0.5f, 1},
+        {1, 1, 0, 0, 0, -1, 0, 0.5f, 0, 1, 1, 0.25f}, {0, 1, 0, 0, 0, -1, 0, 0.5f, 0, 1, 0, 0.5f},
+    };
+    for (uint32_t v = 0; v < 6; ++v)
+        for (uint32_t k = 0; k < 12; ++k) EXPECT_NEAR(rows.Row(v)[k], expected[v][k], 1e-6f) << v << "," << k;
+    EXPECT_EQ(log.capture->AtLevel(1), std::vector<std::string>{});
+}
+
+TEST(RHMesh, SeveralShadingGroupsSplitTheFacesInOrder) {
+    RHWriter w;
+    w.WriteU8(2);
+    w.WriteGroupRecord(1, 0, 0x40);
+    w.WriteGroupRecord(5, 0x1234);  // more faces than follow: the first group takes one, this one the rest
+    w.WriteCounts(2, 3, 0, 0, 0, 0);
+    w.WriteEncoded(RHReader::Plain1, RHWriter::PlainBody({0, 1, 2, 2, 1, 0}, 1));
+    w.WritePlainFloats({0, 0, 0, 1, 0, 0, 0, 1, 0});
+    ScopedLogCapture log;
+    auto pool = LoadRH(RHFile(w.Bytes(), 2));
+    ASSERT_TRUE(pool);
+    ASSERT_EQ(pool->MeshPool().meshes.count("rh"), 1u);
+    EXPECT_TRUE(log.capture->Contains("Has diffuse/specular"));
+    MeshCreationInfo info;
+    bool oom = false;
+    ASSERT_TRUE(BuildRHCMeshData(*pool->MeshPool().meshes["rh"], 1, info, oom));
+    ASSERT_EQ(info.subObjects.size(), 2u);
+    EXPECT_EQ(info.subObjects[0].vertices->Count(), 3u);
+    EXPECT_EQ(info.subObjects[1].vertices->Count(), 3u);
+    // Generated flat normals: the second face is the first turned over.
+    EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(0)[5], 1.0f);
+    EXPECT_FLOAT_EQ(info.subObjects[1].vertices->Row(0)[5], -1.0f);
+    EXPECT_TRUE(log.capture->Contains("Mesh rh is using GENERATED NORMALS"));
+}
+
+TEST(RHMesh, BrokenPayloadsFailTheirBlockOnly) {
+    struct Case {
+        const char* what;
+        std::vector<uint8_t> payload;
+        const char* message;
+    };
+    std::vector<Case> cases;
+    {
+        RHWriter w;
+        w.WriteCounts(0, 3, 0, 0, 0, 0);
+        cases.push_back({"no faces", w.Bytes(), "RHReader::ReadMeshInfo() - no face indices, chunk reading aborted!"});
+    }
+    {
+        RHWriter w;
+        w.WriteCounts(1, 0, 0, 0, 0, 0);
+        cases.push_back(
+            {"no positions", w.Bytes(), "RHReader::ReadMeshInfo() - no vertex positions, chunk reading aborted!"});
+    }
+    {
+        RHWriter w;
+        w.WriteCounts(0x00FFFFFF, 3, 0, 0, 0, 0);
+        cases.push_back({"faces past the data", w.Bytes(), "counts exceed the data"});
+    }
+    {
+        RHWriter w;
+        w.WriteCounts(1, 3, 0, 0, 0, 0);
+        w.WriteEncoded(RHReader::Plain1, RHWriter::PlainBody({0, 1, 3}, 1));
+        w.WritePlainFloats({0, 0, 0, 1, 0, 0, 0, 1, 0});
+        cases.push_back({"index past the positions", w.Bytes(), "index out of range"});
+    }
+    {
+        auto whole = TwoTrianglePayload();
+        whole.resize(whole.size() - 5);
+        cases.push_back({"cut short", whole, "RHReader::ReadF32() - out of bounds!"});
+    }
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScopedLogCapture log;
+        U3DWriter::U3DFileWriter file;
+        file.AddBlock(0xFFFFFF16, U3DWriter::RHDeclarationBlock());
+        file.AddBlock(256, U3DWriter::RHMeshBlock("broken", c.payload));
+        file.AddBlock(256, U3DWriter::RHMeshBlock("good", TwoTrianglePayload()));
+        auto pool = LoadRH(file.Bytes());
+        ASSERT_TRUE(pool);
+        EXPECT_EQ(pool->MeshPool().meshes.count("broken"), 0u);
+        EXPECT_EQ(pool->MeshPool().meshes.count("good"), 1u);
+        EXPECT_EQ(pool->BlocksFailed(), 1u);
+        EXPECT_TRUE(log.capture->Contains(c.message)) << c.message;
+    }
+}
+
+TEST(RHMesh, UndeclaredExtensionTypeIsRefused) {
+    ScopedLogCapture log;
+    U3DWriter::U3DFileWriter file;
+    file.AddBlock(0xFFFFFF16, U3DWriter::RHDeclarationBlock(0x1000));
+    file.AddBlock(0x1000, U3DWriter::RHMeshBlock("rh", TwoTrianglePayload()));
+    auto pool = LoadRH(file.Bytes());
+    ASSERT_TRUE(pool);
+    EXPECT_TRUE(pool->MeshPool().meshes.empty());
+    EXPECT_TRUE(log.capture->Contains("NewObjectBlock::Read - unsupported ID 256"));
+}
+
+}  // namespace
