@@ -232,6 +232,8 @@ bool SetUpdateDecoder<Ends>::ReadEnd(const ShadingDescription& shading, uint32_t
         !ReadColor(declaration_.inverseQuantSpecular, data_.specularColors, primitive.specular[end],
                    "Invalid specular color re-use index for AuthorMesh '%s'"))
         return false;
+    // Re-used tex coords cost the stream almost nothing, so every layer is charged.
+    if (!Charge(shading.layerCount)) return false;
     for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
         uint32_t index = 0;
         if (!ReadTexCoord(index)) return false;
