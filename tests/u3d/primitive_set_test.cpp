@@ -5,7 +5,7 @@
 
 #include <cmath>
 #include <functional>
-#include <set>
+#include <string>
 
 #include "build_support.h"
 #include "format/AuthoringInterrupt.h"
@@ -13,7 +13,6 @@
 #include "host/FormatRegistration.h"
 #include "mesh_support.h"
 #include "u3d/AuthoringPool_U3D.h"
-#include "u3d/CLODBaseMeshContinuation.h"
 #include "u3d/PrimitiveSetBuilder.h"
 #include "u3d/PrimitiveSetData.h"
 #include "u3dwriter/U3DWriter.h"
@@ -21,9 +20,10 @@
 namespace {
 
 using namespace Velmora::U3D;
-using U3DWriter::BitStreamWriter;
+using U3DWriter::SetBlockWriter;
+using U3DWriter::SetDeclaration;
+using Update = U3DWriter::SetUpdate;
 using Velmora::Rendering::MeshCreationInfo;
-using Velmora::U3D::Test::MeshBlockWalk;
 using Velmora::U3D::Test::ScopedLogCapture;
 using Velmora::U3D::Test::TestFile;
 namespace VA = Velmora::Rendering::VertexAttribute;
@@ -33,13 +33,10 @@ struct FileCounts {
     uint32_t points;
     uint32_t lines;
 };
-constexpr FileCounts kFiles[] = {{"pointset.u3d", 18, 0},
-                                 {"pointset_anim.u3d", 18, 0},
-                                 {"lineset.u3d", 0, 33},
-                                 {"lineset_anim.u3d", 0, 33},
-                                 {"lineset_grid.u3d", 0, 9}};
-
-float Length(const Vec3f& v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+// clang-format off
+constexpr FileCounts kFiles[] = {{"pointset.u3d", 18, 0}, {"pointset_anim.u3d", 18, 0}, {"lineset.u3d", 0, 33},
+                                 {"lineset_anim.u3d", 0, 33}, {"lineset_grid.u3d", 0, 9}};
+// clang-format on
 
 TEST(PrimitiveSetFiles, EveryFileLoadsAndBuildsTheCountsItDeclares) {
     ASSERT_TRUE(Velmora::U3D::Test::EnsureBuildContext());
@@ -52,6 +49,13 @@ TEST(PrimitiveSetFiles, EveryFileLoadsAndBuildsTheCountsItDeclares) {
         ASSERT_TRUE(pool);
         ASSERT_TRUE(pool->LoadFromFile(TestFile(expected.file), nullptr));
         EXPECT_TRUE(pool->MeshPool().removedMeshes.empty());
+        // Normals are predicted from the split position: a wrong prediction shows as normals
+        // that are no longer of unit length.
+        for (const auto& [name, mesh] : pool->MeshPool().meshes) {
+            EXPECT_EQ(mesh->continuation->positions.size(), 18u);
+            for (const Vec3f& n : mesh->continuation->normals)
+                EXPECT_NEAR(std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]), 1.0f, 1e-3f);
+        }
         uint32_t handle = 0;
         ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
         Velmora::U3D::Test::SceneGuard guard(handle);
@@ -68,130 +72,10 @@ TEST(PrimitiveSetFiles, EveryFileLoadsAndBuildsTheCountsItDeclares) {
     }
 }
 
-TEST(PrimitiveSetFiles, PointSetDecodesTwoLayersOfNineGridPointsWithUnitNormals) {
-    AuthorMeshPool pool;
-    MeshBlockWalk walk(pool);
-    ASSERT_TRUE(walk.Walk(TestFile("pointset.u3d")));
-    EXPECT_EQ(walk.failedBlocks, 0);
-    ASSERT_EQ(pool.meshes.size(), 1u);
-    const auto* data = pool.meshes.begin()->second->ContinuationAs<PointSetContinuationData>();
-    ASSERT_TRUE(data);
-    ASSERT_EQ(data->positions.size(), 18u);
-    std::set<std::pair<int, int>> lower, upper;
-    for (const Vec3f& p : data->positions) {
-        ASSERT_TRUE(p[2] == 0.0f || std::fabs(p[2] - 10.0f) < 1e-3f);
-        // The upper layer is the lower one moved by 3.3 in x and y.
-        const float shift = p[2] == 0.0f ? 0.0f : 3.3f;
-        const int x = int(std::lround(p[0] - shift)), y = int(std::lround(p[1] - shift));
-        EXPECT_NEAR(p[0] - shift, float(x), 1e-3f);
-        EXPECT_NEAR(p[1] - shift, float(y), 1e-3f);
-        (p[2] == 0.0f ? lower : upper).insert({x, y});
-    }
-    EXPECT_EQ(lower.size(), 9u);
-    EXPECT_EQ(lower, upper);
-    for (const Vec3f& n : data->normals) EXPECT_NEAR(Length(n), 1.0f, 1e-3f);
-    for (uint32_t i = 0; i < data->primitiveCount; ++i) EXPECT_EQ(data->primitives[i].positions[0], i);
-}
-
-TEST(PrimitiveSetFiles, LineGridJoinsPairsOfPositionsAcrossTheGrid) {
-    AuthorMeshPool pool;
-    MeshBlockWalk walk(pool);
-    ASSERT_TRUE(walk.Walk(TestFile("lineset_grid.u3d")));
-    ASSERT_EQ(pool.meshes.size(), 1u);
-    const auto* data = pool.meshes.begin()->second->ContinuationAs<LineSetContinuationData>();
-    ASSERT_TRUE(data);
-    ASSERT_EQ(data->primitiveCount, 9u);
-    for (const LineRecord& line : data->primitives) {
-        ASSERT_LT(line.positions[0], data->positions.size());
-        ASSERT_LT(line.positions[1], data->positions.size());
-        const Vec3f& a = data->positions[line.positions[0]];
-        const Vec3f& b = data->positions[line.positions[1]];
-        // Grid lines: axis-aligned in z = 0, 20 long upright and 25 across.
-        const float dx = std::fabs(b[0] - a[0]), dy = std::fabs(b[1] - a[1]);
-        EXPECT_EQ(a[2], 0.0f);
-        EXPECT_EQ(b[2], 0.0f);
-        EXPECT_TRUE((dx < 1e-3f && std::fabs(dy - 20.0f) < 1e-3f) || (dy < 1e-3f && std::fabs(dx - 25.0f) < 1e-3f))
-            << dx << " " << dy;
-        EXPECT_NEAR(Length(data->normals[line.normals[0]]), 1.0f, 1e-3f);
-        EXPECT_NEAR(Length(data->normals[line.normals[1]]), 1.0f, 1e-3f);
-    }
-}
-
 // ---- blocks written value by value ---------------------------------------------------------
 
 constexpr uint32_t kPointDeclaration = 0xFFFFFF36, kLineDeclaration = 0xFFFFFF37;
 constexpr uint32_t kPointContinuation = 0xFFFFFF3E, kLineContinuation = 0xFFFFFF3F;
-constexpr float kQuant = 0.25f;
-
-struct SetDeclaration {
-    std::string name = "set";
-    uint32_t primitives = 4, positions = 4, normals = 0, diffuse = 0;
-    uint32_t shadingAttributes = 0;
-    uint32_t shadingCount = 1;
-};
-
-std::vector<uint8_t> DeclarationBlock(const SetDeclaration& d) {
-    BitStreamWriter w;
-    w.WriteString(d.name);
-    w.WriteU32(0);  // chain index
-    w.WriteU32(0);  // reserved
-    for (uint32_t v : {d.primitives, d.positions, d.normals, d.diffuse, 0u, 0u, d.shadingCount}) w.WriteU32(v);
-    for (uint32_t i = 0; i < d.shadingCount; ++i) {
-        w.WriteU32(d.shadingAttributes);
-        w.WriteU32(0);  // layers
-        w.WriteU32(i);  // shading id
-    }
-    for (int i = 0; i < 3; ++i) w.WriteU32(1000);
-    for (int i = 0; i < 5; ++i) w.WriteF32(kQuant);
-    return w.Finish();
-}
-
-// One update's values; a line names its first end, a point has none.
-struct Update {
-    uint32_t split = 0;
-    std::array<uint32_t, 3> delta{};  // quantised, all positive
-    uint8_t sign = 0;
-    uint32_t shadingId = 0;
-    uint32_t primitives = 1;
-    uint32_t first = 0;
-    uint8_t diffuseFlag = 0;  // 2: re-use the last colour
-    std::array<uint32_t, 4> color{4, 0, 0, 4};
-};
-
-class SetBlockWriter {
-public:
-    SetBlockWriter(const std::string& name, uint32_t start, uint32_t end, bool line, bool diffuse,
-                   bool noCompression = false)
-        : w_(noCompression), line_(line), diffuse_(diffuse) {
-        w_.WriteString(name);
-        w_.WriteU32(0);
-        w_.WriteU32(start);
-        w_.WriteU32(end);
-    }
-    void Add(uint32_t r, const Update& u) {
-        w_.WriteCompressedU32(UniformIndexContext(r < 1 ? 1 : r), u.split);
-        w_.WriteCompressedU8(20, u.sign);
-        for (uint32_t k = 0; k < 3; ++k) w_.WriteCompressedU32(21 + k, u.delta[k]);
-        w_.WriteCompressedU32(40, 0);  // no normals
-        w_.WriteCompressedU32(1, u.primitives);
-        for (uint32_t i = 0; i < u.primitives; ++i) {
-            w_.WriteCompressedU32(1, u.shadingId);
-            if (line_) w_.WriteCompressedU32(UniformIndexContext(r), u.first);
-            for (int end = 0; end < (line_ ? 2 : 1) && diffuse_; ++end) {
-                w_.WriteCompressedU8(56, u.diffuseFlag);
-                if (u.diffuseFlag & 2) continue;
-                w_.WriteCompressedU8(41, 0);
-                for (uint32_t k = 0; k < 4; ++k) w_.WriteCompressedU32(60 + k, u.color[k]);
-            }
-        }
-    }
-    std::vector<uint8_t> Finish() { return w_.Finish(); }
-
-private:
-    BitStreamWriter w_;
-    bool line_, diffuse_;
-};
-
 bool ReadBlock(AuthorMeshPool& pool, uint32_t type, const std::vector<uint8_t>& data, bool noCompression = false) {
     return Velmora::U3D::Test::ReadMeshBlock(pool, type, data.data(), uint32_t(data.size()), noCompression);
 }
@@ -205,7 +89,7 @@ void WriteLineSet(AuthorMeshPool& pool, const std::string& name) {
     d.positions = 3;
     d.diffuse = 4;
     d.shadingAttributes = ShadingDescription::kDiffuse;
-    ASSERT_TRUE(ReadBlock(pool, kLineDeclaration, DeclarationBlock(d)));
+    ASSERT_TRUE(ReadBlock(pool, kLineDeclaration, U3DWriter::SetDeclarationBlock(d)));
     SetBlockWriter block(name, 0, 3, true, true);
     Update u;
     u.primitives = 0;
@@ -254,30 +138,6 @@ TEST(PrimitiveSetBlocks, LineSetValuesDecodeAndBuildOneVertexPerEnd) {
     EXPECT_FLOAT_EQ(rows.Row(0)[3], 1.0f);  // red of colour 0 at the first end
 }
 
-TEST(PrimitiveSetBlocks, PointSetWithoutNormalsBuildsPositionRowsOnly) {
-    AuthorMeshPool pool;
-    SetDeclaration d;
-    d.primitives = 2;
-    d.positions = 2;
-    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, DeclarationBlock(d)));
-    SetBlockWriter block("set", 0, 2, false, false);
-    Update u;
-    u.delta = {0, 8, 0};
-    block.Add(0, u);
-    u.sign = 2;  // y negative
-    block.Add(1, u);
-    ASSERT_TRUE(ReadBlock(pool, kPointContinuation, block.Finish()));
-    ASSERT_EQ(pool.meshes.count("set"), 1u);
-    MeshCreationInfo info;
-    bool oom = false;
-    ASSERT_TRUE(BuildPrimitiveSetMeshData(*pool.meshes["set"], info, oom));
-    EXPECT_EQ(info.primitiveType, Velmora::Rendering::PrimitiveType::Points);
-    EXPECT_EQ(info.subObjects[0].attributes, VA::Position);
-    ASSERT_EQ(info.subObjects[0].vertices->Count(), 2u);
-    EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(0)[1], 2.0f);
-    EXPECT_FLOAT_EQ(info.subObjects[0].vertices->Row(1)[1], 0.0f);
-}
-
 // ---- hostile blocks ------------------------------------------------------------------------
 
 struct Hostile {
@@ -293,7 +153,7 @@ void ExpectOnlyBrokenSetRemoved(const Hostile& hostile, const SetDeclaration& d,
     AuthorMeshPool pool;
     ScopedLogCapture log;
     WriteLineSet(pool, "intact");
-    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, DeclarationBlock(d)));
+    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, U3DWriter::SetDeclarationBlock(d)));
     SetBlockWriter block(d.name, 0, end, false, d.diffuse != 0);
     Update u;
     if (breakFirst) breakIt(u);
@@ -324,58 +184,32 @@ TEST(PrimitiveSetBlocks, BrokenContinuationsRemoveOnlyTheirOwnMesh) {
         [](Update& u) { u.diffuseFlag = 2; }, true);
 }
 
-TEST(PrimitiveSetBlocks, LineEndPastThePositionsRemovesTheLineSet) {
+TEST(PrimitiveSetBlocks, IndicesAndCountsPastTheDataFailCleanly) {
     AuthorMeshPool pool;
     ScopedLogCapture log;
     SetDeclaration d;
-    d.primitives = 2;
-    d.positions = 4;
-    ASSERT_TRUE(ReadBlock(pool, kLineDeclaration, DeclarationBlock(d), true));
-    // Coded uniformly over the positions there are, the first end can only go past them in
-    // a file without compression.
-    SetBlockWriter block("set", 0, 2, true, false, true);
-    Update u;
-    u.primitives = 0;
-    block.Add(0, u);
-    u.primitives = 1;
-    u.first = 2;  // only positions 0 and 1 exist
-    block.Add(1, u);
-    EXPECT_TRUE(ReadBlock(pool, kLineContinuation, block.Finish(), true));
-    EXPECT_EQ(pool.removedMeshes.count("set"), 1u);
-    EXPECT_TRUE(log.capture->Contains("Invalid first position index for AuthorMesh 'set'"));
-}
+    d.name = "line";
+    ASSERT_TRUE(ReadBlock(pool, kLineDeclaration, U3DWriter::SetDeclarationBlock(d), true));
+    // Coded uniformly over the positions there are, a line's first end can only go past them
+    // in a file without compression.
+    SetBlockWriter lines("line", 0, 2, true, false, true);
+    lines.Add(0, Update{.primitives = 0});
+    lines.Add(1, Update{.first = 2});  // only positions 0 and 1 exist
+    EXPECT_TRUE(ReadBlock(pool, kLineContinuation, lines.Finish(), true));
+    EXPECT_TRUE(log.capture->Contains("Invalid first position index for AuthorMesh 'line'"));
 
-TEST(PrimitiveSetBlocks, CountsPastTheDataFailWithoutHangOrGrowth) {
-    AuthorMeshPool pool;
-    ScopedLogCapture log;
-    SetDeclaration d;
-    d.primitives = 0xFFFFFFF0u;
-    d.positions = 0xFFFFFFF0u;
-    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, DeclarationBlock(d)));
+    d.name = "set";
+    d.primitives = d.positions = 0xFFFFFFF0u;
+    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, U3DWriter::SetDeclarationBlock(d)));
     // Four billion updates promised, one written: the reader must stop at the block's end.
     SetBlockWriter block("set", 0, 0xFFFFFFF0u, false, false);
     block.Add(0, Update{});
     EXPECT_TRUE(ReadBlock(pool, kPointContinuation, block.Finish()));
-    EXPECT_EQ(pool.removedMeshes.count("set"), 1u);
+    EXPECT_EQ(pool.removedMeshes.size(), 2u);
     // A declaration cut short is refused outright.
-    auto truncated = DeclarationBlock(d);
+    auto truncated = U3DWriter::SetDeclarationBlock(d);
     truncated.resize(truncated.size() / 2);
     EXPECT_FALSE(ReadBlock(pool, kLineDeclaration, truncated));
-}
-
-TEST(PrimitiveSetBlocks, SetWithoutShadingDescriptionIsNotBuilt) {
-    AuthorMeshPool pool;
-    ScopedLogCapture log;
-    SetDeclaration d;
-    d.shadingCount = 0;
-    d.primitives = 1;
-    d.positions = 1;
-    ASSERT_TRUE(ReadBlock(pool, kPointDeclaration, DeclarationBlock(d)));
-    MeshCreationInfo info;
-    bool oom = false;
-    EXPECT_FALSE(BuildPrimitiveSetMeshData(*pool.meshes["set"], info, oom));
-    EXPECT_FALSE(oom);
-    EXPECT_TRUE(log.capture->Contains("Invalid shadingCount for point set 'set'"));
 }
 
 }  // namespace

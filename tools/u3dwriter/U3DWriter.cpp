@@ -243,6 +243,54 @@ std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<P
     return w.Finish();
 }
 
+// ---- point and line sets ----------------------------------------------------------------
+
+std::vector<uint8_t> SetDeclarationBlock(const SetDeclaration& d) {
+    BitStreamWriter w;
+    w.WriteString(d.name);
+    w.WriteU32(0);  // chain index
+    w.WriteU32(0);  // reserved
+    for (uint32_t v : {d.primitives, d.positions, d.normals, d.diffuse, 0u, 0u, d.shadingCount}) w.WriteU32(v);
+    for (uint32_t i = 0; i < d.shadingCount; ++i) {
+        w.WriteU32(d.shadingAttributes);
+        w.WriteU32(0);  // layers
+        w.WriteU32(i);  // shading id
+    }
+    for (int i = 0; i < 3; ++i) w.WriteU32(1000);  // quality factors
+    for (int i = 0; i < 5; ++i) w.WriteF32(d.inverseQuant);
+    return w.Finish();
+}
+
+SetBlockWriter::SetBlockWriter(const std::string& name, uint32_t start, uint32_t end, bool line, bool diffuse,
+                               bool noCompression)
+    : writer_(noCompression), line_(line), diffuse_(diffuse) {
+    writer_.WriteString(name);
+    writer_.WriteU32(0);
+    writer_.WriteU32(start);
+    writer_.WriteU32(end);
+}
+
+void SetBlockWriter::Add(uint32_t r, const SetUpdate& u) {
+    constexpr uint32_t kSign = 20, kDelta = 21, kNormalCount = 40, kCount = 1, kShading = 1;
+    constexpr uint32_t kColourFlag = 56, kColourSign = 41, kColour = 60;
+    constexpr uint8_t kDuplicate = 2;
+    writer_.WriteCompressedU32(kStaticFull + (r < 1 ? 1 : r), u.split);
+    writer_.WriteCompressedU8(kSign, u.sign);
+    for (uint32_t k = 0; k < 3; ++k) writer_.WriteCompressedU32(kDelta + k, u.delta[k]);
+    writer_.WriteCompressedU32(kNormalCount, 0);
+    writer_.WriteCompressedU32(kCount, u.primitives);
+    for (uint32_t i = 0; i < u.primitives; ++i) {
+        writer_.WriteCompressedU32(kShading, u.shadingId);
+        if (line_) writer_.WriteCompressedU32(kStaticFull + r, u.first);
+        for (int end = 0; end < (line_ ? 2 : 1) && diffuse_; ++end) {
+            writer_.WriteCompressedU8(kColourFlag, u.diffuseFlag);
+            if (u.diffuseFlag & kDuplicate) continue;
+            writer_.WriteCompressedU8(kColourSign, 0);
+            for (uint32_t k = 0; k < 4; ++k) writer_.WriteCompressedU32(kColour + k, u.color[k]);
+        }
+    }
+}
+
 // ---- RH compressed mesh payloads -----------------------------------------------------------
 
 namespace {

@@ -111,6 +111,44 @@ std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<P
 std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                     const std::string& resource);
 
+// ---- point and line sets ---------------------------------------------------------------
+// Declaration (plain form) and continuation blocks of point sets (line = false) and line
+// sets, value by value. Shading descriptions have no tex coord layers; updates carry no normals.
+struct SetDeclaration {
+    std::string name = "set";
+    uint32_t primitives = 4, positions = 4, normals = 0, diffuse = 0;
+    uint32_t shadingAttributes = 0;
+    uint32_t shadingCount = 1;
+    float inverseQuant = 0.25f;  // for every attribute
+};
+std::vector<uint8_t> SetDeclarationBlock(const SetDeclaration& declaration);
+
+// One resolution update: the split position, the position difference, and `primitives`
+// points or lines alike, each with a fresh diffuse colour per end or (flag 2) the last one.
+struct SetUpdate {
+    uint32_t split = 0;
+    std::array<uint32_t, 3> delta{};  // quantised, signs in `sign`
+    uint8_t sign = 0;
+    uint32_t shadingId = 0;
+    uint32_t primitives = 1;
+    uint32_t first = 0;  // a line's first end
+    uint8_t diffuseFlag = 0;
+    std::array<uint32_t, 4> color{4, 0, 0, 4};
+};
+
+class SetBlockWriter {
+public:
+    SetBlockWriter(const std::string& name, uint32_t start, uint32_t end, bool line, bool diffuse,
+                   bool noCompression = false);
+    // Update number r (the index its new position gets).
+    void Add(uint32_t r, const SetUpdate& update);
+    std::vector<uint8_t> Finish() { return writer_.Finish(); }
+
+private:
+    BitStreamWriter writer_;
+    bool line_, diffuse_;
+};
+
 // ---- RH compressed mesh payloads (the "RHAdobeMeshResource" extension) -----------------
 // Every field is written as told, value by value, so that tests can build each encoding and
 // each broken form on purpose. See u3d/RHReader.h for the layout.
