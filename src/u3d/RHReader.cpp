@@ -1,5 +1,6 @@
 #include "u3d/RHReader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
