@@ -6,6 +6,8 @@
 #include "rendering/SceneManager.h"
 #include "u3d/AuthorMeshPool.h"
 #include "u3d/CLODMeshBuilder.h"
+#include "u3d/PrimitiveSetBuilder.h"
+#include "u3d/RHCMeshBuilder.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -31,11 +33,12 @@ uint32_t AuthorMeshPool::CreateMeshes(uint32_t sceneHandle, FormatGlue::Authorin
             built = false;
         } else if (mesh->meshKind == MeshKind::CLOD) {
             built = CreateCLODMesh(manager, *mesh, normalMode, lowMemory);
+        } else if (mesh->meshKind == MeshKind::PointSet || mesh->meshKind == MeshKind::LineSet) {
+            built = CreatePrimitiveSetMesh(manager, *mesh, lowMemory);
+        } else if (mesh->meshKind == MeshKind::RHCompressed) {
+            built = CreateRHCMesh(manager, *mesh, normalMode, lowMemory);
         } else {
-            // Point sets, line sets and RH compressed meshes have no builder here: their
-            // models become invisible.
-            Logger::Log(LogLevel::Info, "Mesh '%s' of kind %u is not built", mesh->name.c_str(), mesh->meshKind);
-            built = true;
+            built = false;
         }
         if (!built) ++failed;
         if (progress && step > 0.0f) progress->UpdateProgress(step);

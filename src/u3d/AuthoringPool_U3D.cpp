@@ -9,6 +9,8 @@
 #include "u3d/CLODProgressiveMeshContinuation.h"
 #include "u3d/FileBlocks.h"
 #include "u3d/NodeBlocks.h"
+#include "u3d/PrimitiveSetContinuation.h"
+#include "u3d/PrimitiveSetDeclaration.h"
 #include "u3d/ResourceBlocks.h"
 #include "u3d/TextureBlocks.h"
 #include "util/Logger.h"
@@ -175,6 +177,10 @@ uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>
         case BlockType::CLODProgressiveMeshContinuation:
             reader.reset(new (std::nothrow) CLODProgressiveMeshContinuation(*meshPool_));
             break;
+        case BlockType::PointSetDeclaration: reader.reset(new (std::nothrow) PointSetDeclaration(*meshPool_)); break;
+        case BlockType::LineSetDeclaration: reader.reset(new (std::nothrow) LineSetDeclaration(*meshPool_)); break;
+        case BlockType::PointSetContinuation: reader.reset(new (std::nothrow) PointSetContinuation(*meshPool_)); break;
+        case BlockType::LineSetContinuation: reader.reset(new (std::nothrow) LineSetContinuation(*meshPool_)); break;
         case BlockType::ShadingModifier: reader.reset(new (std::nothrow) ShadingModifier(*shaderPool_)); break;
         case BlockType::LightResource: reader.reset(new (std::nothrow) LightResource(*lightPool_)); break;
         case BlockType::LitTextureShader: reader.reset(new (std::nothrow) LitTextureShader(*shaderPool_)); break;
@@ -182,8 +188,7 @@ uint32_t AuthoringPool_U3D::ReadRawDataBlock(const std::shared_ptr<RawDataBlock>
         case BlockType::TextureDeclaration: reader.reset(new (std::nothrow) TextureDeclaration(*texturePool_)); break;
         case BlockType::TextureContinuation: reader.reset(new (std::nothrow) TextureContinuation(*texturePool_)); break;
         default:
-            // Key 0, and the point and line set families whose readers are not part of
-            // this reader yet.
+            // Key 0.
             Logger::Log(LogLevel::Error, "Encountered unexpected BlockType: %u", block->blockKey);
             ++blocksFailed_;
             return Failed;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "u3d/CLODMeshData.h"
+#include "u3d/MeshVertexLayout.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -18,48 +19,6 @@ using Utility::Logger;
 using Utility::LogLevel;
 
 namespace {
-
-// Where each attribute of one shading id sits inside its vertex row (-1: absent).
-struct VertexLayout {
-    uint32_t attributes = 0;
-    uint32_t stride = 0;
-    int32_t normal = -1;
-    int32_t diffuse = -1;
-    int32_t specular = -1;
-    int32_t texCoord = -1;  // first layer; the layers follow two floats apart
-    uint32_t layers = 0;
-};
-
-VertexLayout MakeLayout(const ShadingDescription& shading, bool normals, bool diffuse, bool specular, bool texCoords) {
-    VertexLayout layout;
-    layout.attributes = VA::Position;
-    if (normals) layout.attributes |= VA::Normal;
-    if (diffuse) layout.attributes |= VA::Diffuse;
-    if (specular) layout.attributes |= VA::Specular;
-    if (texCoords) {
-        layout.layers =
-            shading.layerCount < ShadingDescription::kMaxLayers ? shading.layerCount : ShadingDescription::kMaxLayers;
-        for (uint32_t layer = 0; layer < layout.layers; ++layer) layout.attributes |= VA::TexCoord(layer);
-    }
-    layout.stride = VA::FloatsPerVertex(layout.attributes);
-    layout.normal = VA::FloatOffset(layout.attributes, VA::Normal);
-    layout.diffuse = VA::FloatOffset(layout.attributes, VA::Diffuse);
-    layout.specular = VA::FloatOffset(layout.attributes, VA::Specular);
-    layout.texCoord = layout.layers ? VA::FloatOffset(layout.attributes, VA::TexCoord0) : -1;
-    return layout;
-}
-
-// Indices were checked against their arrays when read, but only for the attributes the
-// reader was told to expect: a declaration that contradicts itself (normals declared, the
-// attribute bit saying none) leaves indices that point into empty arrays. Those read zeros.
-template <size_t N>
-inline void CopyOr0(float* out, const std::vector<std::array<float, N>>& values, uint32_t index, uint32_t count) {
-    if (index < values.size()) {
-        for (uint32_t k = 0; k < count; ++k) out[k] = values[index][k];
-    } else {
-        for (uint32_t k = 0; k < count; ++k) out[k] = 0.0f;
-    }
-}
 
 // What both builds share: the checks, one layout and vertex count per shading id, and the
 // sub-objects of info (attributes and vertexCount; no buffers yet).
@@ -74,19 +33,20 @@ struct CLODPlan {
 
 // The faces that arrived, at most as many as were read; 0 (logged) when the mesh cannot be
 // built.
-uint32_t ArrivedFaces(const AuthorMesh& mesh, const CLODMeshData& decl, const CLODMeshContinuationData& cont) {
+uint32_t ArrivedFaces(const std::string& name, const CLODMeshData& decl, const CLODMeshContinuationData& cont,
+                      const TriangleFamily& family) {
     if (decl.shadingCount == 0 || decl.shadingDescriptions.size() < decl.shadingCount) {
-        Logger::LogF(LogLevel::Error, "Invalid shadingCount for CLODMesh '{:s}'", mesh.name);
+        Logger::LogF(LogLevel::Error, "Invalid shadingCount for CLODMesh '{:s}'", name);
         return 0;
     }
     const uint32_t faces =
         cont.primitiveCount < cont.primitives.size() ? cont.primitiveCount : uint32_t(cont.primitives.size());
     if (faces == 0) {
-        Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh without data: '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Warning, "AuthorMesh %s without data: '%s'", family.meshLabel, name.c_str());
         return 0;
     }
     if (faces < decl.faceCount)
-        Logger::Log(LogLevel::Warning, "AuthorMesh CLODMesh incomplete: %u/%u", faces, decl.faceCount);
+        Logger::Log(LogLevel::Warning, "AuthorMesh %s incomplete: %u/%u", family.meshLabel, faces, decl.faceCount);
     return faces;
 }
 
@@ -124,7 +84,7 @@ bool CountVertices(const CLODMeshData& decl, const CLODMeshContinuationData& con
 }
 
 // One layout and sub-object per shading id.
-bool LayOutSubObjects(const AuthorMesh& mesh, const CLODMeshData& decl, bool withNormals,
+bool LayOutSubObjects(const std::string& name, const CLODMeshData& decl, bool withNormals,
                       const std::vector<uint32_t>& vertexCounts, CLODPlan& plan, MeshCreationInfo& info,
                       bool& outOfMemory) {
     const uint32_t shadingCount = decl.shadingCount;
@@ -136,7 +96,7 @@ bool LayOutSubObjects(const AuthorMesh& mesh, const CLODMeshData& decl, bool wit
         plan.layouts.reserve(shadingCount);
         plan.cursors.assign(shadingCount, nullptr);
         info = MeshCreationInfo{};
-        info.name = mesh.name;
+        info.name = name;
         info.primitiveType = Rendering::PrimitiveType::Triangles;
         info.calculateBoundingBox = true;
         info.subObjects.resize(shadingCount);
@@ -154,16 +114,15 @@ bool LayOutSubObjects(const AuthorMesh& mesh, const CLODMeshData& decl, bool wit
     return true;
 }
 
-bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, MeshCreationInfo& info,
+bool PlanCLODMesh(const std::string& name, const CLODMeshData* decl, const CLODMeshContinuationData* cont,
+                  const TriangleFamily& family, uint32_t normalMode, CLODPlan& plan, MeshCreationInfo& info,
                   bool& outOfMemory) {
     outOfMemory = false;
-    const auto* decl = mesh.DeclarationAs<CLODMeshData>();
-    const auto* cont = mesh.ContinuationAs<CLODMeshContinuationData>();
     if (!decl || !cont) {
-        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", name.c_str());
         return false;
     }
-    const uint32_t faces = ArrivedFaces(mesh, *decl, *cont);
+    const uint32_t faces = ArrivedFaces(name, *decl, *cont, family);
     if (faces == 0) return false;
     std::vector<uint32_t> vertexCounts;
     if (!CountVertices(*decl, *cont, faces, vertexCounts, outOfMemory)) return false;
@@ -173,9 +132,9 @@ bool PlanCLODMesh(const AuthorMesh& mesh, uint32_t normalMode, CLODPlan& plan, M
         Logger::Log(LogLevel::Error, "Mismatch between normalCount and attributeUseNormals!");
     const bool generateNormals =
         normalMode == NormalMode::AlwaysGenerate || (normalMode == NormalMode::GenerateMissing && !hasNormals);
-    if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", mesh.name.c_str());
+    if (generateNormals) Logger::Log(LogLevel::Info, "Mesh %s is using GENERATED NORMALS", name.c_str());
 
-    if (!LayOutSubObjects(mesh, *decl, hasNormals || generateNormals, vertexCounts, plan, info, outOfMemory))
+    if (!LayOutSubObjects(name, *decl, hasNormals || generateNormals, vertexCounts, plan, info, outOfMemory))
         return false;
     plan.decl = decl;
     plan.cont = cont;
@@ -248,8 +207,21 @@ void FillCLODRows(CLODPlan& plan, const MeshCreationInfo& info, float* const* ro
 }  // namespace
 
 bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreationInfo& info, bool& outOfMemory) {
+    return BuildTriangleMeshData(mesh.name, mesh.DeclarationAs<CLODMeshData>(),
+                                 mesh.ContinuationAs<CLODMeshContinuationData>(), kCLODFamily, normalMode, info,
+                                 outOfMemory);
+}
+
+bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory) {
+    return CreateTriangleMesh(manager, mesh.name, mesh.DeclarationAs<CLODMeshData>(),
+                              mesh.ContinuationAs<CLODMeshContinuationData>(), kCLODFamily, normalMode, lowMemory);
+}
+
+bool BuildTriangleMeshData(const std::string& name, const CLODMeshData* decl, const CLODMeshContinuationData* cont,
+                           const TriangleFamily& family, uint32_t normalMode, MeshCreationInfo& info,
+                           bool& outOfMemory) {
     CLODPlan plan;
-    if (!PlanCLODMesh(mesh, normalMode, plan, info, outOfMemory)) return false;
+    if (!PlanCLODMesh(name, decl, cont, family, normalMode, plan, info, outOfMemory)) return false;
     std::vector<float*> rows;
     try {
         rows.assign(info.subObjects.size(), nullptr);
@@ -273,11 +245,13 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, MeshCreation
     return true;
 }
 
-bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory) {
+bool CreateTriangleMesh(Rendering::MeshManager& manager, const std::string& name, const CLODMeshData* decl,
+                        const CLODMeshContinuationData* cont, const TriangleFamily& family, uint32_t normalMode,
+                        bool& lowMemory) {
     MeshCreationInfo info;
     CLODPlan plan;
     bool outOfMemory = false;
-    if (!PlanCLODMesh(mesh, normalMode, plan, info, outOfMemory)) {
+    if (!PlanCLODMesh(name, decl, cont, family, normalMode, plan, info, outOfMemory)) {
         if (outOfMemory) lowMemory = true;
         return false;
     }
@@ -287,12 +261,12 @@ bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uin
         return true;
     });
     if (!renderable) {
-        Logger::Log(LogLevel::Error, "Failed to create CLOD mesh instance for '%s'", mesh.name.c_str());
+        Logger::Log(LogLevel::Error, "Failed to create %s mesh instance for '%s'", family.instanceLabel, name.c_str());
         return false;
     }
-    manager.AddMesh(mesh.name, renderable);
-    if (manager.GetMesh(mesh.name) != renderable) {
-        Logger::Log(LogLevel::Error, "Failed to add CLOD mesh '%s' to MeshManager", mesh.name.c_str());
+    manager.AddMesh(name, renderable);
+    if (manager.GetMesh(name) != renderable) {
+        Logger::Log(LogLevel::Error, "Failed to add %s mesh '%s' to MeshManager", family.instanceLabel, name.c_str());
         return false;
     }
     return true;

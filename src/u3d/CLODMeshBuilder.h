@@ -9,10 +9,12 @@
 // straight into the mapped GPU buffers, so a large mesh is never held twice.
 
 #include <cstdint>
+#include <string>
 
 #include "rendering/Mesh.h"
 #include "rendering/MeshManager.h"
 #include "u3d/AuthorMesh.h"
+#include "u3d/CLODMeshData.h"
 
 namespace Velmora::U3D {
 
@@ -38,5 +40,22 @@ bool BuildCLODMeshData(const AuthorMesh& mesh, uint32_t normalMode, Rendering::M
 // Builds and uploads the mesh and registers it under its name. A buffer that cannot be had
 // sets lowMemory. Needs a current GL context.
 bool CreateCLODMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory);
+
+// The names a triangle mesh family gives itself in the build's messages.
+struct TriangleFamily {
+    const char* meshLabel;      // "AuthorMesh %s without data", "... incomplete"
+    const char* instanceLabel;  // "Failed to create %s mesh instance", "Failed to add %s mesh"
+};
+inline constexpr TriangleFamily kCLODFamily = {"CLODMesh", "CLOD"};
+inline constexpr TriangleFamily kRHCFamily = {"RHCMesh", "RHC"};
+
+// The two builds above for any mesh held in CLOD records (RH compressed meshes are converted
+// to them); decl and cont may be null, which is logged.
+bool BuildTriangleMeshData(const std::string& name, const CLODMeshData* decl, const CLODMeshContinuationData* cont,
+                           const TriangleFamily& family, uint32_t normalMode, Rendering::MeshCreationInfo& info,
+                           bool& outOfMemory);
+bool CreateTriangleMesh(Rendering::MeshManager& manager, const std::string& name, const CLODMeshData* decl,
+                        const CLODMeshContinuationData* cont, const TriangleFamily& family, uint32_t normalMode,
+                        bool& lowMemory);
 
 }  // namespace Velmora::U3D

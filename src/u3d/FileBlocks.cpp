@@ -6,6 +6,8 @@
 #include "u3d/AuthorMeshPool.h"
 #include "u3d/AuthorShaderPool.h"
 #include "u3d/BitStreamReader.h"
+#include "u3d/RHCMeshData.h"
+#include "u3d/RHReader.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -109,15 +111,27 @@ bool NewObjectBlock::Read(BitStreamReader& reader) {
         Logger::LogF(LogLevel::Error, "NewObjectBlock::Read - unsupported ID {:d}", Kind());
         return false;
     }
-    const std::string name = reader.ReadString();
-    reader.ReadU32();  // chain index
-    const uint64_t header = uint64_t(name.size()) + 6;
+    auto data = std::make_shared<RHCMeshData>();
+    data->blockKind = BlockType::NewObjectType;
+    reader.ReadString(data->meshName);
+    data->chainIndex = reader.ReadU32();
+    const uint64_t header = uint64_t(data->meshName.size()) + 6;
     if (reader.ByteSize() <= header) return false;
-    if (!shaderPool_.FindShadingModifier(name))
-        Logger::Log(LogLevel::Warning, "NewObjectBlock: '%s' - no valid shading modifier found!", name.c_str());
-    // The RH compressed mesh decoder is not part of this reader yet: the mesh is refused and
-    // the walk logs the failed block.
-    return false;
+    // The payload is the rest of the block, bytes as they stand.
+    const uint32_t payloadSize = std::min<uint32_t>(uint32_t(reader.ByteSize() - header), reader.BytesLeft());
+    const uint8_t* payload = reader.CurrentBytePointer();
+    if (!payload || payloadSize == 0) return false;
+    std::shared_ptr<AuthorMesh> mesh = AuthorMesh::Create(data);
+    if (!mesh) return false;
+    std::shared_ptr<ShadingGroup> shading = shaderPool_.FindShadingModifier(data->meshName);
+    if (!shading)
+        Logger::Log(LogLevel::Warning, "NewObjectBlock: '%s' - no valid shading modifier found!",
+                    data->meshName.c_str());
+    auto* continuation = mesh->ContinuationAs<RHCMeshContinuationData>();
+    if (!continuation) return false;
+    RHReader rh(payload, payloadSize, shading);
+    if (!rh.Read(*data, *continuation)) return false;
+    return meshPool_.AddMesh(mesh);
 }
 
 }  // namespace Velmora::U3D

@@ -13,6 +13,7 @@
 #include "u3d/AuthoringPool_U3D.h"
 #include "u3d/CLODMeshBuilder.h"
 #include "u3d/ShaderStateBuilder.h"
+#include "u3dwriter/U3DWriter.h"
 
 namespace {
 
@@ -390,10 +391,15 @@ TEST_F(U3DSceneBuild, InterruptedOrEmptyBuildReleasesItsScene) {
     AuthoringInterrupt::Reset();
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(SceneManager::Instance().GetScenes().size(), before);
-    auto lines = MakePool();
-    ASSERT_TRUE(lines->LoadFromFile(TestFile("lineset.u3d"), nullptr));
+    // A file of one group node has nothing to draw.
+    U3DWriter::U3DFileWriter file;
+    file.AddBlock(0xFFFFFF21, U3DWriter::GroupNodeBlock("group", {U3DWriter::ParentEntry{}}));
+    const std::string path = ::testing::TempDir() + "group_only.u3d";
+    ASSERT_TRUE(file.WriteTo(path));
+    auto empty = MakePool();
+    ASSERT_TRUE(empty->LoadFromFile(path, nullptr));
     LogCapture log(2);
-    EXPECT_FALSE(lines->BuildSceneGraph(handle, nullptr));
+    EXPECT_FALSE(empty->BuildSceneGraph(handle, nullptr));
     EXPECT_EQ(SceneManager::Instance().GetScenes().size(), before);
 }
 

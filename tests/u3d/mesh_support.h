@@ -15,6 +15,8 @@
 #include "u3d/CLODBaseMeshContinuation.h"
 #include "u3d/CLODMeshDeclaration.h"
 #include "u3d/CLODProgressiveMeshContinuation.h"
+#include "u3d/PrimitiveSetContinuation.h"
+#include "u3d/PrimitiveSetDeclaration.h"
 #include "u3d/U3DFile.h"
 #include "util/Logger.h"
 
@@ -80,6 +82,14 @@ inline bool ReadMeshBlock(AuthorMeshPool& pool, uint32_t type, const uint8_t* da
         block = std::make_unique<CLODBaseMeshContinuation>(pool);
     else if (type == BlockType::CLODProgressiveMeshContinuation)
         block = std::make_unique<CLODProgressiveMeshContinuation>(pool);
+    else if (type == BlockType::PointSetDeclaration)
+        block = std::make_unique<PointSetDeclaration>(pool);
+    else if (type == BlockType::LineSetDeclaration)
+        block = std::make_unique<LineSetDeclaration>(pool);
+    else if (type == BlockType::PointSetContinuation)
+        block = std::make_unique<PointSetContinuation>(pool);
+    else if (type == BlockType::LineSetContinuation)
+        block = std::make_unique<LineSetContinuation>(pool);
     else
         return true;
     BitStreamReader reader(data, size, noCompression);

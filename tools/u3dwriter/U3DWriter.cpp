@@ -243,4 +243,173 @@ std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<P
     return w.Finish();
 }
 
+// ---- point and line sets ----------------------------------------------------------------
+
+std::vector<uint8_t> SetDeclarationBlock(const SetDeclaration& d) {
+    BitStreamWriter w;
+    w.WriteString(d.name);
+    w.WriteU32(0);  // chain index
+    w.WriteU32(0);  // reserved
+    for (uint32_t v : {d.primitives, d.positions, d.normals, d.diffuse, 0u, 0u, d.shadingCount}) w.WriteU32(v);
+    for (uint32_t i = 0; i < d.shadingCount; ++i) {
+        w.WriteU32(d.shadingAttributes);
+        w.WriteU32(0);  // layers
+        w.WriteU32(i);  // shading id
+    }
+    for (int i = 0; i < 3; ++i) w.WriteU32(1000);  // quality factors
+    for (int i = 0; i < 5; ++i) w.WriteF32(d.inverseQuant);
+    return w.Finish();
+}
+
+SetBlockWriter::SetBlockWriter(const std::string& name, uint32_t start, uint32_t end, bool line, bool diffuse,
+                               bool noCompression)
+    : writer_(noCompression), line_(line), diffuse_(diffuse) {
+    writer_.WriteString(name);
+    writer_.WriteU32(0);
+    writer_.WriteU32(start);
+    writer_.WriteU32(end);
+}
+
+void SetBlockWriter::Add(uint32_t r, const SetUpdate& u) {
+    constexpr uint32_t kSign = 20, kDelta = 21, kNormalCount = 40, kCount = 1, kShading = 1;
+    constexpr uint32_t kColourFlag = 56, kColourSign = 41, kColour = 60;
+    constexpr uint8_t kDuplicate = 2;
+    writer_.WriteCompressedU32(kStaticFull + (r < 1 ? 1 : r), u.split);
+    writer_.WriteCompressedU8(kSign, u.sign);
+    for (uint32_t k = 0; k < 3; ++k) writer_.WriteCompressedU32(kDelta + k, u.delta[k]);
+    writer_.WriteCompressedU32(kNormalCount, 0);
+    writer_.WriteCompressedU32(kCount, u.primitives);
+    for (uint32_t i = 0; i < u.primitives; ++i) {
+        writer_.WriteCompressedU32(kShading, u.shadingId);
+        if (line_) writer_.WriteCompressedU32(kStaticFull + r, u.first);
+        for (int end = 0; end < (line_ ? 2 : 1) && diffuse_; ++end) {
+            writer_.WriteCompressedU8(kColourFlag, u.diffuseFlag);
+            if (u.diffuseFlag & kDuplicate) continue;
+            writer_.WriteCompressedU8(kColourSign, 0);
+            for (uint32_t k = 0; k < 4; ++k) writer_.WriteCompressedU32(kColour + k, u.color[k]);
+        }
+    }
+}
+
+// ---- RH compressed mesh payloads -----------------------------------------------------------
+
+namespace {
+constexpr uint8_t kPlainFloats = 0, kQuantised = 1, kAlphaTheta = 2;
+constexpr uint32_t kCountKinds = 6;
+}  // namespace
+
+void RHWriter::WriteUx(uint32_t value, uint32_t n) {
+    for (uint32_t i = 0; i <= n; ++i) bytes_.push_back(uint8_t(value >> (8 * i)));
+}
+
+void RHWriter::WriteF32(float value) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    WriteU32(bits);
+}
+
+uint32_t RHWriter::WidthOf(uint32_t value) {
+    return value < 0x100 ? 0 : value < 0x10000 ? 1 : value < 0x1000000 ? 2 : 3;
+}
+
+void RHWriter::WriteGroupRecord(uint32_t faces, uint32_t reserved, uint8_t hints) {
+    const uint32_t first = WidthOf(faces), second = WidthOf(reserved);
+    WriteU8(uint8_t(hints | (first << 4) | (second << 2)));
+    WriteUx(faces, first);
+    WriteUx(reserved, second);
+    for (uint32_t i = 0; faces != 0 && i < (faces - 1) / 4; ++i) WriteU8(0xEE);
+}
+
+void RHWriter::WriteCounts(uint32_t faces, uint32_t positions, uint32_t normals, uint32_t diffuse, uint32_t specular,
+                           uint32_t texCoords) {
+    const uint32_t counts[kCountKinds] = {faces, positions, normals, diffuse, specular, texCoords};
+    uint32_t width = 0;
+    uint8_t present = 0;
+    for (uint32_t i = 0; i < kCountKinds; ++i) {
+        if (counts[i] == 0) continue;
+        present |= uint8_t(1u << i);
+        if (WidthOf(counts[i]) > width) width = WidthOf(counts[i]);
+    }
+    WriteU8(uint8_t(present | (width << 6)));
+    for (uint32_t i = 0; i < kCountKinds; ++i)
+        if (counts[i] != 0) WriteUx(counts[i], width);
+}
+
+void RHWriter::WriteEncoded(uint8_t encoding, const std::vector<uint8_t>& body) {
+    const uint32_t width = WidthOf(uint32_t(body.size()));
+    WriteU8(uint8_t(encoding | (width << 6)));
+    WriteUx(uint32_t(body.size()), width);
+    bytes_.insert(bytes_.end(), body.begin(), body.end());
+}
+
+std::vector<uint8_t> RHWriter::AllEqualBody(uint32_t value) {
+    return {uint8_t(value), uint8_t(value >> 8), uint8_t(value >> 16), uint8_t(value >> 24)};
+}
+
+std::vector<uint8_t> RHWriter::NibbleBody(const std::vector<uint32_t>& values) {
+    std::vector<uint8_t> body((values.size() + 1) / 2, 0);
+    for (size_t i = 0; i < values.size(); ++i) body[i / 2] |= uint8_t((values[i] & 0xF) << ((i & 1) ? 4 : 0));
+    return body;
+}
+
+std::vector<uint8_t> RHWriter::PlainBody(const std::vector<uint32_t>& values, uint32_t bytesPerValue) {
+    std::vector<uint8_t> body;
+    for (uint32_t v : values)
+        for (uint32_t i = 0; i < bytesPerValue; ++i) body.push_back(uint8_t(v >> (8 * i)));
+    return body;
+}
+
+void RHWriter::WritePlainFloats(const std::vector<float>& values) {
+    WriteU8(kPlainFloats);
+    for (float v : values) WriteF32(v);
+}
+
+void RHWriter::WriteQuantisedFloats(float lo, float hi, uint32_t quant, uint8_t encoding,
+                                    const std::vector<uint8_t>& body) {
+    WriteU8(kQuantised);
+    WriteF32(lo);
+    WriteF32(hi);
+    WriteU32(quant);
+    WriteEncoded(encoding, body);
+}
+
+void RHWriter::WriteQuantisedVec3(const std::array<float, 3>& lo, const std::array<float, 3>& hi, uint32_t quant,
+                                  uint8_t encoding, const std::vector<uint8_t>& body) {
+    WriteU8(kQuantised);
+    for (float v : lo) WriteF32(v);
+    for (float v : hi) WriteF32(v);
+    WriteU32(quant);
+    WriteEncoded(encoding, body);
+}
+
+void RHWriter::WriteAlphaTheta(uint32_t quant, uint8_t encoding, const std::vector<uint8_t>& body) {
+    WriteU8(kAlphaTheta);
+    WriteU32(quant);
+    WriteEncoded(encoding, body);
+}
+
+std::vector<uint8_t> RHDeclarationBlock(uint32_t declarationBlockType) {
+    BitStreamWriter w(true);
+    w.WriteString("RHAdobeMeshResource");
+    for (int i = 0; i < 4; ++i) w.WriteU8(0);  // modifier type
+    w.WriteU32(0x96A804A6);
+    w.WriteU16(0x3FB9);
+    w.WriteU16(0x43C5);
+    for (uint8_t b : {0xB2, 0xDF, 0x2A, 0x31, 0xB5, 0x56, 0x93, 0x40}) w.WriteU8(b);
+    w.WriteU32(declarationBlockType);
+    w.WriteU32(0);  // continuation types
+    w.WriteString("Right Hemisphere Adobe Systems");
+    w.WriteU32(0);  // URLs
+    w.WriteString("version 1.0");
+    return w.Finish();
+}
+
+std::vector<uint8_t> RHMeshBlock(const std::string& name, const std::vector<uint8_t>& payload) {
+    BitStreamWriter w(true);
+    w.WriteString(name);
+    w.WriteU32(0);  // chain index
+    w.WriteBytes(payload.data(), payload.size());
+    return w.Finish();
+}
+
 }  // namespace U3DWriter

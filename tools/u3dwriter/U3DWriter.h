@@ -7,6 +7,7 @@
 // ContextManager, so that a fault in the decoder's quarter table cannot hide behind the same
 // fault in the writer.
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -109,5 +110,91 @@ std::vector<uint8_t> ModelNodeBlock(const std::string& name, const std::vector<P
                                     const std::string& resource, uint32_t visibility = 3);
 std::vector<uint8_t> LightNodeBlock(const std::string& name, const std::vector<ParentEntry>& parents,
                                     const std::string& resource);
+
+// ---- point and line sets ---------------------------------------------------------------
+// Declaration (plain form) and continuation blocks of point sets (line = false) and line
+// sets, value by value. Shading descriptions have no tex coord layers; updates carry no normals.
+struct SetDeclaration {
+    std::string name = "set";
+    uint32_t primitives = 4, positions = 4, normals = 0, diffuse = 0;
+    uint32_t shadingAttributes = 0;
+    uint32_t shadingCount = 1;
+    float inverseQuant = 0.25f;  // for every attribute
+};
+std::vector<uint8_t> SetDeclarationBlock(const SetDeclaration& declaration);
+
+// One resolution update: the split position, the position difference, and `primitives`
+// points or lines alike, each with a fresh diffuse colour per end or (flag 2) the last one.
+struct SetUpdate {
+    uint32_t split = 0;
+    std::array<uint32_t, 3> delta{};  // quantised, signs in `sign`
+    uint8_t sign = 0;
+    uint32_t shadingId = 0;
+    uint32_t primitives = 1;
+    uint32_t first = 0;  // a line's first end
+    uint8_t diffuseFlag = 0;
+    std::array<uint32_t, 4> color{4, 0, 0, 4};
+};
+
+class SetBlockWriter {
+public:
+    SetBlockWriter(const std::string& name, uint32_t start, uint32_t end, bool line, bool diffuse,
+                   bool noCompression = false);
+    // Update number r (the index its new position gets).
+    void Add(uint32_t r, const SetUpdate& update);
+    std::vector<uint8_t> Finish() { return writer_.Finish(); }
+
+private:
+    BitStreamWriter writer_;
+    bool line_, diffuse_;
+};
+
+// ---- RH compressed mesh payloads (the "RHAdobeMeshResource" extension) -----------------
+// Every field is written as told, value by value, so that tests can build each encoding and
+// each broken form on purpose. See u3d/RHReader.h for the layout.
+class RHWriter {
+public:
+    void WriteU8(uint8_t value) { bytes_.push_back(value); }
+    void WriteU32(uint32_t value) { WriteUx(value, 3); }
+    // value in n + 1 bytes, little-endian.
+    void WriteUx(uint32_t value, uint32_t n);
+    void WriteF32(float value);
+
+    // Smallest n for which WriteUx(value, n) holds the value.
+    static uint32_t WidthOf(uint32_t value);
+
+    // One group record of a mesh of several shading groups: flags with the widths of its two
+    // values, the values, then the padding the reader skips. `hints` goes into bits 6 and 7.
+    void WriteGroupRecord(uint32_t faces, uint32_t reserved, uint8_t hints = 0);
+    // The count byte and the counts present (non-zero), all of one width.
+    void WriteCounts(uint32_t faces, uint32_t positions, uint32_t normals, uint32_t diffuse, uint32_t specular,
+                     uint32_t texCoords);
+
+    // An integer array: head byte (encoding, width of the body size), body size, body.
+    void WriteEncoded(uint8_t encoding, const std::vector<uint8_t>& body);
+    // Bodies of the plain encodings.
+    static std::vector<uint8_t> AllEqualBody(uint32_t value);
+    static std::vector<uint8_t> NibbleBody(const std::vector<uint32_t>& values);
+    static std::vector<uint8_t> PlainBody(const std::vector<uint32_t>& values, uint32_t bytesPerValue);
+    // A UIC1 command byte: command in the low nibble, argument in the high one.
+    static uint8_t UIC1(uint8_t command, uint8_t argument) { return uint8_t(command | (argument << 4)); }
+
+    // Float arrays: format byte then the data.
+    void WritePlainFloats(const std::vector<float>& values);
+    void WriteQuantisedFloats(float lo, float hi, uint32_t quant, uint8_t encoding, const std::vector<uint8_t>& body);
+    void WriteQuantisedVec3(const std::array<float, 3>& lo, const std::array<float, 3>& hi, uint32_t quant,
+                            uint8_t encoding, const std::vector<uint8_t>& body);
+    void WriteAlphaTheta(uint32_t quant, uint8_t encoding, const std::vector<uint8_t>& body);
+
+    const std::vector<uint8_t>& Bytes() const { return bytes_; }
+
+private:
+    std::vector<uint8_t> bytes_;
+};
+
+// Block payloads of the extension: its declaration (0xFFFFFF16, plain form) with the
+// identity the reader accepts, and one mesh block of the declared type.
+std::vector<uint8_t> RHDeclarationBlock(uint32_t declarationBlockType = 256);
+std::vector<uint8_t> RHMeshBlock(const std::string& name, const std::vector<uint8_t>& payload);
 
 }  // namespace U3DWriter
