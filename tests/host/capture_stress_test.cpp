@@ -23,7 +23,7 @@ using namespace KestrumCaptureTest;
 
 // Every scene holds two uniform block binding points for as long as it is loaded; with sixteen
 // per shader stage, six threads keep well within what the renderer can have loaded at once.
-constexpr int kDefaultThreads = 6;
+constexpr int kDefaultThreads = 8;
 constexpr int kDefaultCycles = 50;
 constexpr int kAnswerTimeoutMs = 60000;
 // Channel difference and share of pixels that still count as the same picture.
@@ -162,18 +162,22 @@ struct Failures {
     }
 };
 
-// One host thread: load, capture (memory and file taking turns), unload of one file.
-void HostThread(int thread, int firstCycle, int cycles, const std::string& file, const Picture& reference,
+// One host thread: load, capture (memory and file taking turns), unload; the file changes
+// from cycle to cycle, and no two threads start on the same one.
+void HostThread(int thread, int cycles, const std::vector<std::string>& files, const std::vector<Picture>& references,
                 Failures& failures, std::atomic<int>& requests) {
     const std::string folder = testing::TempDir();
     const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
-    for (int cycle = firstCycle; cycle < firstCycle + cycles; ++cycle) {
+    for (int cycle = 0; cycle < cycles; ++cycle) {
         if (thread == 0 && rssEvery > 0 && cycle % rssEvery == 0) {
             // The collected log text would otherwise grow with every cycle and hide the
             // library's own memory.
             Library::Get().ClearLog();
             std::printf("stress rss cycle %d: %ld kB\n", cycle, ResidentKilobytes());
         }
+        const size_t which = size_t(thread + cycle) % files.size();
+        const std::string& file = files[which];
+        const Picture& reference = references[which];
         const uint32_t base = (uint32_t(thread) << 20) | (uint32_t(cycle) << 4);
         const std::string where = "thread " + std::to_string(thread) + " cycle " + std::to_string(cycle) + ": ";
 
@@ -229,19 +233,11 @@ TEST_F(CaptureStress, ConcurrentHostsGetEveryAnswerOnceAndTheLonePicture) {
     lib.ClearLog();
     Failures failures;
     std::atomic<int> requests{0};
-    // One file at a time: every thread has its own copy of the scene loaded, so each scene
-    // is drawn with copies of itself beside it only.
-    const int cyclesPerFile = (cycles + int(files.size()) - 1) / int(files.size());
-    int done = 0;
-    for (size_t f = 0; f < files.size() && done < cycles; ++f) {
-        const int phase = std::min(cyclesPerFile, cycles - done);
-        std::vector<std::thread> hosts;
-        for (int t = 0; t < threads; ++t)
-            hosts.emplace_back(HostThread, t, done, phase, std::cref(files[f]), std::cref(references[f]),
-                               std::ref(failures), std::ref(requests));
-        for (std::thread& host : hosts) host.join();
-        done += phase;
-    }
+    std::vector<std::thread> hosts;
+    for (int t = 0; t < threads; ++t)
+        hosts.emplace_back(HostThread, t, cycles, std::cref(files), std::cref(references), std::ref(failures),
+                           std::ref(requests));
+    for (std::thread& host : hosts) host.join();
 
     for (const std::string& what : failures.first) ADD_FAILURE() << what;
     EXPECT_EQ(failures.count, 0);
