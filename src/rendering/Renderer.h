@@ -112,7 +112,7 @@ private:
     int32_t matricesBlockPoint_ = -1;
     int32_t lightsBlockPoint_ = -1;
     uint32_t blendMode_ = kNoBlendMode;  // what the context has; kNoBlendMode when unknown
-    bool vrActive_ = false;  // read by EnableVerticalSync; nothing sets it
+    bool vrActive_ = false;              // read by EnableVerticalSync; nothing sets it
 };
 
 }  // namespace Velmora::Rendering
