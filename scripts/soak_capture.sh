@@ -22,7 +22,29 @@ set +e
 rc=${PIPESTATUS[0]}
 set -e
 
-# Growth from the second sample on (the first covers start-up) to the last, in kB.
-awk '/stress rss cycle/ { kb[n++] = $(NF-1) }
-     END { if (n > 2) printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", kb[1], kb[n-1], kb[n-1] - kb[1] }' "$log"
+# From the second sample on (the first covers start-up) to the last, in kB: the growth of the
+# resident set and of the heap in use, the range the resident set moves in and its trend (least
+# squares, kB per 1000 cycles of all threads). The resident set also holds freed memory the
+# allocator keeps in its per-thread arenas, which comes and goes with the interleaving; the heap
+# in use counts live allocations only, so a leak shows there first.
+awk -v every="${SOAK_RSS_EVERY:-500}" '
+  /stress rss cycle/ {
+    match($0, /: [0-9]+ kB/); rss[n] = substr($0, RSTART + 2, RLENGTH - 5) + 0
+    heap[n] = -1
+    if (match($0, /heap in use [0-9]+ kB/)) heap[n] = substr($0, RSTART + 12, RLENGTH - 15) + 0
+    n++
+  }
+  END {
+    if (n <= 2) exit
+    printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", rss[1], rss[n-1], rss[n-1] - rss[1]
+    if (heap[1] >= 0)
+      printf "soak: heap in use %d kB after the first interval, %d kB at the end, growth %d kB\n", heap[1], heap[n-1], heap[n-1] - heap[1]
+    lo = hi = rss[1]; sx = sy = sxx = sxy = 0; m = n - 1
+    for (i = 1; i < n; i++) {
+      if (rss[i] < lo) lo = rss[i]; if (rss[i] > hi) hi = rss[i]
+      x = i * every / 1000.0; sx += x; sy += rss[i]; sxx += x * x; sxy += x * rss[i]
+    }
+    slope = (m * sxx - sx * sx) != 0 ? (m * sxy - sx * sy) / (m * sxx - sx * sx) : 0
+    printf "soak: rss between %d and %d kB after the first interval, trend %.1f kB per 1000 cycles\n", lo, hi, slope
+  }' "$log"
 exit "$rc"

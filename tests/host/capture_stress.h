@@ -5,9 +5,13 @@
 // proxies coming and going, under an X server).
 //
 // KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load; with KESTRUM_STRESS_RSS_EVERY
-// the first thread prints the resident set size every that many cycles (the soak script).
+// the first thread prints the resident set size and the heap in use every that many cycles (the
+// soak script). The heap figure counts live allocations only, so it tells memory that is held
+// from memory the allocator keeps in its arenas after it was freed.
 
 #include <gtest/gtest.h>
+
+#include <malloc.h>
 
 #include <atomic>
 #include <cstdio>
@@ -155,6 +159,12 @@ inline long ResidentKilobytes() {
     return 0;
 }
 
+// Bytes the allocator has handed out and not got back, in kB.
+inline long HeapInUseKilobytes() {
+    const struct mallinfo2 info = mallinfo2();
+    return long((info.uordblks + info.hblkhd) / 1024);
+}
+
 // What went wrong across all threads; the first few messages are kept.
 struct Failures {
     std::mutex mutex;
@@ -187,7 +197,8 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
             // The collected log text would otherwise grow with every cycle and hide the
             // library's own memory.
             Library::Get().ClearLog();
-            std::printf("stress rss cycle %d: %ld kB\n", cycle, ResidentKilobytes());
+            std::printf("stress rss cycle %d: %ld kB, heap in use %ld kB\n", cycle, ResidentKilobytes(),
+                        HeapInUseKilobytes());
             std::fflush(stdout);
         }
         const size_t which = size_t(thread + cycle) % run.files.size();
