@@ -5,19 +5,22 @@
 // proxies coming and going, under an X server).
 //
 // KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load; with KESTRUM_STRESS_RSS_EVERY
-// the first thread prints the resident set size and the heap in use every that many cycles (the
-// soak script). The heap figure counts live allocations only, so it tells memory that is held
-// from memory the allocator keeps in its arenas after it was freed.
+// the host threads meet every that many cycles, with no scene loaded, and the first prints the
+// resident set size and the heap in use (the soak script). The heap figure counts live
+// allocations only, so it tells memory that is held from memory the allocator keeps in its
+// arenas after it was freed.
 
 #include <gtest/gtest.h>
 
 #include <malloc.h>
 
 #include <atomic>
+#include <barrier>
 #include <cstdio>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -184,6 +187,7 @@ struct StressRun {
     std::atomic<int> requests{0};      // of the host threads
     std::atomic<int> sideRequests{0};  // of the side activity
     std::atomic<bool> hostsDone{false};
+    std::unique_ptr<std::barrier<>> sampleBarrier;  // where the host threads meet for a sample
 };
 
 // One host thread: load, capture (memory and file taking turns), unload; the file changes
@@ -193,13 +197,19 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
     const std::string folder = testing::TempDir();
     const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
     for (int cycle = 0; cycle < cycles; ++cycle) {
-        if (thread == 0 && rssEvery > 0 && cycle % rssEvery == 0) {
-            // The collected log text would otherwise grow with every cycle and hide the
-            // library's own memory.
-            Library::Get().ClearLog();
-            std::printf("stress rss cycle %d: %ld kB, heap in use %ld kB\n", cycle, ResidentKilobytes(),
-                        HeapInUseKilobytes());
-            std::fflush(stdout);
+        if (rssEvery > 0 && cycle % rssEvery == 0) {
+            // All threads meet between two cycles, so no scene is loaded while the sample is
+            // taken and it shows only what stays behind.
+            run.sampleBarrier->arrive_and_wait();
+            if (thread == 0) {
+                // The collected log text would otherwise grow with every cycle and hide the
+                // library's own memory.
+                Library::Get().ClearLog();
+                std::printf("stress rss cycle %d: %ld kB, heap in use %ld kB\n", cycle, ResidentKilobytes(),
+                            HeapInUseKilobytes());
+                std::fflush(stdout);
+            }
+            run.sampleBarrier->arrive_and_wait();
         }
         const size_t which = size_t(thread + cycle) % run.files.size();
         const std::string& file = run.files[which];
@@ -262,6 +272,8 @@ inline void RunCaptureStress(const SideActivity& side = nullptr) {
     const int cycles = EnvironmentCount("KESTRUM_STRESS_CYCLES", kDefaultCycles);
     Answers::Get().Reset();
     lib.ClearLog();
+    if (EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0) > 0)
+        run.sampleBarrier = std::make_unique<std::barrier<>>(threads);
     std::thread sideThread;
     if (side) sideThread = std::thread(side, std::ref(run));
     std::vector<std::thread> hosts;
