@@ -34,17 +34,24 @@ awk -v every="${SOAK_RSS_EVERY:-500}" '
     if (match($0, /heap in use [0-9]+ kB/)) heap[n] = substr($0, RSTART + 12, RLENGTH - 15) + 0
     n++
   }
+  # Range after the first interval and least-squares trend of one series, in kB per 1000 cycles.
+  function summary(name, v,    i, lo, hi, x, sx, sy, sxx, sxy, m, slope) {
+    lo = hi = v[1]; sx = sy = sxx = sxy = 0; m = n - 1
+    for (i = 1; i < n; i++) {
+      if (v[i] < lo) lo = v[i]
+      if (v[i] > hi) hi = v[i]
+      x = i * every / 1000.0; sx += x; sy += v[i]; sxx += x * x; sxy += x * v[i]
+    }
+    slope = (m * sxx - sx * sx) != 0 ? (m * sxy - sx * sy) / (m * sxx - sx * sx) : 0
+    printf "soak: %s between %d and %d kB after the first interval, trend %.1f kB per 1000 cycles\n", name, lo, hi, slope
+  }
   END {
     if (n <= 2) exit
     printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", rss[1], rss[n-1], rss[n-1] - rss[1]
-    if (heap[1] >= 0)
+    summary("rss", rss)
+    if (heap[1] >= 0) {
       printf "soak: heap in use %d kB after the first interval, %d kB at the end, growth %d kB\n", heap[1], heap[n-1], heap[n-1] - heap[1]
-    lo = hi = rss[1]; sx = sy = sxx = sxy = 0; m = n - 1
-    for (i = 1; i < n; i++) {
-      if (rss[i] < lo) lo = rss[i]; if (rss[i] > hi) hi = rss[i]
-      x = i * every / 1000.0; sx += x; sy += rss[i]; sxx += x * x; sxy += x * rss[i]
+      summary("heap in use", heap)
     }
-    slope = (m * sxx - sx * sx) != 0 ? (m * sxy - sx * sy) / (m * sxx - sx * sx) : 0
-    printf "soak: rss between %d and %d kB after the first interval, trend %.1f kB per 1000 cycles\n", lo, hi, slope
   }' "$log"
 exit "$rc"
