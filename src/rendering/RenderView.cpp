@@ -129,6 +129,7 @@ void RenderView::RestoreGLState() {
     glEnable(GL_PROGRAM_POINT_SIZE);
     // Another view may have left its own polygon mode in the shared context.
     glPolygonMode(GL_FRONT_AND_BACK, polygonMode_);
+    Renderer::Instance().ForgetBlendMode();
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glViewport(0, 0, GLsizei(viewport_.width), GLsizei(viewport_.height));
 }

@@ -55,6 +55,9 @@ public:
     // Blend state belongs to the context, which every drawable shares, so one record serves
     // all of them.
     void SetBlendMode(uint32_t mode);
+    // The next SetBlendMode sets the mode whatever the record says: for a view that starts its
+    // frame from a known state, after GL calls that did not go through the renderer.
+    void ForgetBlendMode() { blendMode_ = kNoBlendMode; }
     void EnableVerticalSync(bool on);
 
     int32_t GetAvailableUniformBlockBindingPoint();
