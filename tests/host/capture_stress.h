@@ -6,7 +6,8 @@
 //
 // KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load; with KESTRUM_STRESS_RSS_EVERY
 // the host threads meet every that many cycles, with no scene loaded, and the first prints the
-// resident set size and the heap in use (the soak script). The heap figure counts live
+// resident set size, the same after the allocator gave back its free memory, and the heap in
+// use (the soak script). The heap figure counts live
 // allocations only, so it tells memory that is held from memory the allocator keeps in its
 // arenas after it was freed.
 
@@ -205,8 +206,12 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
                 // The collected log text would otherwise grow with every cycle and hide the
                 // library's own memory.
                 Library::Get().ClearLog();
-                std::printf("stress rss cycle %d: %ld kB, heap in use %ld kB\n", cycle, ResidentKilobytes(),
-                            HeapInUseKilobytes());
+                const long resident = ResidentKilobytes();
+                // Freed memory the allocator keeps in its per-thread arenas comes and goes with
+                // the interleaving; given back, the second figure shows what is really held.
+                malloc_trim(0);
+                std::printf("stress rss cycle %d: %ld kB, trimmed %ld kB, heap in use %ld kB\n", cycle, resident,
+                            ResidentKilobytes(), HeapInUseKilobytes());
                 std::fflush(stdout);
             }
             run.sampleBarrier->arrive_and_wait();
