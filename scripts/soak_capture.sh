@@ -22,7 +22,42 @@ set +e
 rc=${PIPESTATUS[0]}
 set -e
 
-# Growth from the second sample on (the first covers start-up) to the last, in kB.
-awk '/stress rss cycle/ { kb[n++] = $(NF-1) }
-     END { if (n > 2) printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", kb[1], kb[n-1], kb[n-1] - kb[1] }' "$log"
+# From the second sample on (the first covers start-up) to the last, in kB: the growth of the
+# resident set, of the resident set once the allocator has given back its free memory, and of
+# the heap in use, with the range each moves in and its trend (least squares, kB per 1000
+# cycles of all threads). The plain resident set also holds freed memory the allocator keeps in
+# its per-thread arenas, which comes and goes with the interleaving; the other two follow what
+# is really held, so a leak shows there first.
+awk -v every="${SOAK_RSS_EVERY:-500}" '
+  /stress rss cycle/ {
+    match($0, /: [0-9]+ kB/); rss[n] = substr($0, RSTART + 2, RLENGTH - 5) + 0
+    heap[n] = trimmed[n] = -1
+    if (match($0, /trimmed [0-9]+ kB/)) trimmed[n] = substr($0, RSTART + 8, RLENGTH - 11) + 0
+    if (match($0, /heap in use [0-9]+ kB/)) heap[n] = substr($0, RSTART + 12, RLENGTH - 15) + 0
+    n++
+  }
+  # Range after the first interval and least-squares trend of one series, in kB per 1000 cycles.
+  function summary(name, v,    i, lo, hi, x, sx, sy, sxx, sxy, m, slope) {
+    lo = hi = v[1]; sx = sy = sxx = sxy = 0; m = n - 1
+    for (i = 1; i < n; i++) {
+      if (v[i] < lo) lo = v[i]
+      if (v[i] > hi) hi = v[i]
+      x = i * every / 1000.0; sx += x; sy += v[i]; sxx += x * x; sxy += x * v[i]
+    }
+    slope = (m * sxx - sx * sx) != 0 ? (m * sxy - sx * sy) / (m * sxx - sx * sx) : 0
+    printf "soak: %s between %d and %d kB after the first interval, trend %.1f kB per 1000 cycles\n", name, lo, hi, slope
+  }
+  END {
+    if (n <= 2) exit
+    printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", rss[1], rss[n-1], rss[n-1] - rss[1]
+    summary("rss", rss)
+    if (trimmed[1] >= 0) {
+      printf "soak: trimmed rss %d kB after the first interval, %d kB at the end, growth %d kB\n", trimmed[1], trimmed[n-1], trimmed[n-1] - trimmed[1]
+      summary("trimmed rss", trimmed)
+    }
+    if (heap[1] >= 0) {
+      printf "soak: heap in use %d kB after the first interval, %d kB at the end, growth %d kB\n", heap[1], heap[n-1], heap[n-1] - heap[1]
+      summary("heap in use", heap)
+    }
+  }' "$log"
 exit "$rc"

@@ -62,6 +62,10 @@ uint32_t LightManager::Shutdown() {
     return bindingPoint;
 }
 
+void LightManager::BindForDrawing() const {
+    if (buffer_ != 0) glBindBufferRange(GL_UNIFORM_BUFFER, bindingPoint_, buffer_, 0, sizeof(LightBlock));
+}
+
 void LightManager::Upload(size_t offset, size_t size) {
     if (buffer_ == 0) return;
     glBindBuffer(GL_UNIFORM_BUFFER, buffer_);

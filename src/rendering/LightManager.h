@@ -31,9 +31,12 @@ public:
     // Starts without a GL buffer: the block lives on the CPU only and nothing is uploaded.
     // For tools and tests that run without a context.
     void InitWithoutBuffer();
-    // Clears the lights, deletes the buffer and returns the binding point it used, for the
-    // scene to give back to the renderer. Not initialised: returns 0.
+    // Clears the lights, deletes the buffer and returns the binding point it used. Not
+    // initialised: returns 0.
     uint32_t Shutdown();
+    // Binds the buffer to the binding point again: scenes share the point and each binds its
+    // own block before it is drawn.
+    void BindForDrawing() const;
 
     // Accepted in [1.0, 5.0]; does not switch gamma on or off.
     bool SetGamma(float gamma);

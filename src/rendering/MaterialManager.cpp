@@ -93,11 +93,15 @@ bool MaterialManager::UploadMaterials() {
         glUnmapBuffer(GL_TEXTURE_BUFFER);
     }
     staging.reset();
+    BindForDrawing();
+    return true;
+}
 
+void MaterialManager::BindForDrawing() const {
+    if (texture_ == 0) return;
     glActiveTexture(GL_TEXTURE0 + kTextureUnit);
     glBindTexture(GL_TEXTURE_BUFFER, texture_);
     glActiveTexture(GL_TEXTURE0);
-    return true;
 }
 
 std::string MaterialManager::GetMaterialName(uint32_t index) const {

@@ -36,6 +36,9 @@ public:
     uint32_t AddMaterial(const std::string& name, const MaterialValues& values);
     // Copies all rows into the GL buffer and leaves the table bound on unit 8.
     bool UploadMaterials();
+    // Binds the table on unit 8 again: every scene has a table of its own on that one unit, so
+    // each binds its own before it is drawn.
+    void BindForDrawing() const;
 
     // Name of a row, empty when none has this index.
     std::string GetMaterialName(uint32_t index) const;

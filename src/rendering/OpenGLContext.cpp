@@ -5,7 +5,6 @@
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
 
-#include "rendering/Renderer.h"
 #include "rendering/WindowSystem.h"
 #include "util/Logger.h"
 
@@ -460,7 +459,6 @@ void OpenGLContext::ReleaseDC(DeviceContext* dc) {
     dc->surface = nullptr;
     dc->bound = false;
     boundDCs_.erase(dc);
-    Renderer::Instance().ForgetDeviceContext(dc);
 }
 
 bool OpenGLContext::SwapBuffers(DeviceContext* dc) {

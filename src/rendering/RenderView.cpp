@@ -127,6 +127,9 @@ void RenderView::RestoreGLState() {
     glDepthRange(0.0, 1.0);
     glPointSize(3.0f);
     glEnable(GL_PROGRAM_POINT_SIZE);
+    // Another view may have left its own polygon mode in the shared context.
+    glPolygonMode(GL_FRONT_AND_BACK, polygonMode_);
+    Renderer::Instance().ForgetBlendMode();
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glViewport(0, 0, GLsizei(viewport_.width), GLsizei(viewport_.height));
 }
@@ -373,18 +376,23 @@ void RenderView::RenderSceneToFramebuffer(SceneGraph& scene, float time, float d
     if (colorSamples_ < 2 || msaaFbo_ == 0) {
         glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
         glClear(clearBits);
-        cameraController_.Render(true, scene, time, delta);
+        DrawScene(scene, time, delta);
         return;
     }
     glEnable(GL_MULTISAMPLE);
     glBindFramebuffer(GL_FRAMEBUFFER, msaaFbo_);
     glClear(clearBits);
-    cameraController_.Render(true, scene, time, delta);
+    DrawScene(scene, time, delta);
     glDisable(GL_MULTISAMPLE);
     const GLint width = GLint(viewport_.width), height = GLint(viewport_.height);
     glBindFramebuffer(GL_READ_FRAMEBUFFER, msaaFbo_);
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, fbo_);
     glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+}
+
+void RenderView::DrawScene(SceneGraph& scene, float time, float delta) {
+    scene.GetResources().BindForDrawing();
+    cameraController_.Render(true, scene, time, delta);
 }
 
 void RenderView::DrawScreenQuad(float time) {
@@ -418,7 +426,7 @@ void RenderView::Render(uint64_t timeMs) {
                 glClearColor(clearColor_[0], clearColor_[1], clearColor_[2], 1.0f);
                 glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
                 glEnable(GL_DEPTH_TEST);
-                cameraController_.Render(true, *scene, time, delta);
+                DrawScene(*scene, time, delta);
             }
         } else {
             frameDirty_ = false;

@@ -111,6 +111,9 @@ private:
     // Clears and draws the scene into the framebuffer object (single or multisampled) and
     // leaves the single-sample one holding the picture.
     void RenderSceneToFramebuffer(class SceneGraph& scene, float time, float delta);
+    // The scene's blocks and material table go to the shared slots first, then the camera
+    // draws it.
+    void DrawScene(class SceneGraph& scene, float time, float delta);
     void DrawScreenQuad(float time);
     bool ActivateContext();
 

@@ -94,6 +94,8 @@ void Renderer::InitGLStates() {
     glGetIntegerv(GL_MAX_FRAGMENT_UNIFORM_BLOCKS, &fragmentBlocks);
     maxBindingPoints_ = std::min(vertexBlocks, fragmentBlocks);
     Logger::Log(LogLevel::Info, "OpenGL max block binding points: %d", maxBindingPoints_);
+    matricesBlockPoint_ = GetAvailableUniformBlockBindingPoint();
+    lightsBlockPoint_ = GetAvailableUniformBlockBindingPoint();
 
     EnumerateAntiAliasingModes();
 
@@ -161,7 +163,9 @@ void Renderer::Shutdown() {
     views_.clear();
     OpenGLContext::Instance().Release();
     usedBindingPoints_.clear();
-    blendModes_.clear();
+    matricesBlockPoint_ = -1;
+    lightsBlockPoint_ = -1;
+    blendMode_ = kNoBlendMode;
     antiAliasingModes_.clear();
     hasCoverageSampling_ = false;
     maxBindingPoints_ = 0;
@@ -221,10 +225,8 @@ void Renderer::SetBlendMode(uint32_t mode) {
             break;
         default: Logger::Log(LogLevel::Error, "Renderer::SetBlendMode() - INVALID BLEND MODE!"); return;
     }
-    DeviceContext* dc = OpenGLContext::Instance().CurrentDC();
-    auto it = blendModes_.find(dc);
-    if (it != blendModes_.end() && it->second == mode) return;
-    blendModes_[dc] = mode;
+    if (blendMode_ == mode) return;
+    blendMode_ = mode;
     glEnable(GL_BLEND);
     glBlendFunc(source, destination);
 }

@@ -1,18 +1,16 @@
 #pragma once
 // Process-wide root of rendering: starts the GL context, measures what the driver can do,
 // keeps the list of render views, hands out uniform block binding points and tracks the blend
-// mode per drawable. Used on the render thread only.
+// mode of the one context. Used on the render thread only.
 
 #include <cstdint>
 #include <list>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "rendering/BlendMode.h"
-#include "rendering/DeviceContext.h"
 
 namespace Velmora::Rendering {
 
@@ -53,19 +51,26 @@ public:
     // Draws every registered view in list order; called once per frame by the render thread.
     void RenderAllViews(uint64_t timeMs);
 
-    // One of BlendMode (rendering/BlendMode.h); skipped when the current drawable
-    // already has the mode.
+    // One of BlendMode (rendering/BlendMode.h); skipped when the context already has the mode.
+    // Blend state belongs to the context, which every drawable shares, so one record serves
+    // all of them.
     void SetBlendMode(uint32_t mode);
+    // The next SetBlendMode sets the mode whatever the record says: for a view that starts its
+    // frame from a known state, after GL calls that did not go through the renderer.
+    void ForgetBlendMode() { blendMode_ = kNoBlendMode; }
     void EnableVerticalSync(bool on);
 
     int32_t GetAvailableUniformBlockBindingPoint();
     void ReleaseBlockBindingPoint(int32_t point);
 
+    // The points every scene's GlobalMatrices and GlobalLights blocks use, taken once at start.
+    // A scene binds its own buffers to them just before it is drawn (SceneResources::
+    // BindForDrawing), so any number of scenes can be loaded at once. -1 before a good start.
+    int32_t MatricesBlockBindingPoint() const { return matricesBlockPoint_; }
+    int32_t LightsBlockBindingPoint() const { return lightsBlockPoint_; }
+
     const std::vector<AntiAliasingMode>& GetAntiAliasingModes() const { return antiAliasingModes_; }
     bool SupportsAntiAliasingMode(uint32_t colorSamples, uint32_t coverageSamples) const;
-
-    // Called when a drawable goes away, so that a new one at the same address starts afresh.
-    void ForgetDeviceContext(DeviceContext* dc) { blendModes_.erase(dc); }
 
     bool UseFramebufferObject() const { return useFramebufferObject_; }
     bool VerticalSync() const { return verticalSync_; }
@@ -88,6 +93,8 @@ public:
     uint32_t ShaderMinor() const;
 
 private:
+    static constexpr uint32_t kNoBlendMode = 0;
+
     Renderer() = default;
     bool StartGL(const RendererCreationInfo& info);
     void InitGLStates();
@@ -105,8 +112,10 @@ private:
     std::list<std::shared_ptr<RenderView>> views_;
     std::set<int32_t> usedBindingPoints_;
     int32_t maxBindingPoints_ = 0;
-    std::map<DeviceContext*, uint32_t> blendModes_;
-    bool vrActive_ = false;  // read by EnableVerticalSync; nothing sets it
+    int32_t matricesBlockPoint_ = -1;
+    int32_t lightsBlockPoint_ = -1;
+    uint32_t blendMode_ = kNoBlendMode;  // what the context has; kNoBlendMode when unknown
+    bool vrActive_ = false;              // read by EnableVerticalSync; nothing sets it
 };
 
 }  // namespace Velmora::Rendering

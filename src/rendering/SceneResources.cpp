@@ -27,11 +27,13 @@ SceneResources::~SceneResources() { Shutdown(); }
 
 bool SceneResources::Init() {
     Renderer& renderer = Renderer::Instance();
-    // Without a binding point of its own the block would overwrite another scene's.
-    int32_t point = renderer.GetAvailableUniformBlockBindingPoint();
-    if (point < 0) return false;
-    matricesBindingPoint = uint32_t(point);
-    hasMatricesBindingPoint = true;
+    // Every scene uses the renderer's two block points and binds its buffers to them before it
+    // is drawn; holding points of its own would cap how many scenes can be loaded at once.
+    const int32_t matricesPoint = renderer.MatricesBlockBindingPoint();
+    const int32_t lightsPoint = renderer.LightsBlockBindingPoint();
+    // The renderer logged it when it could not take them at start.
+    if (matricesPoint < 0 || lightsPoint < 0) return false;
+    matricesBindingPoint = uint32_t(matricesPoint);
     glGenBuffers(1, &matricesBuffer);
     // The view matrix and the projection matrix sit back to back, as the shaders' block has them.
     float block[32];
@@ -51,14 +53,15 @@ bool SceneResources::Init() {
         Logger::Log(LogLevel::Error, "SceneResources: Failed to initialize MaterialManager");
         return false;
     }
-    if (!lightManager.IsInitialized()) {
-        int32_t lightsPoint = renderer.GetAvailableUniformBlockBindingPoint();
-        if (lightsPoint < 0 || !lightManager.Init(uint32_t(lightsPoint))) {
-            if (lightsPoint >= 0) renderer.ReleaseBlockBindingPoint(lightsPoint);
-            return false;
-        }
-    }
+    if (!lightManager.IsInitialized() && !lightManager.Init(uint32_t(lightsPoint))) return false;
     return true;
+}
+
+void SceneResources::BindForDrawing() const {
+    if (matricesBuffer != 0)
+        glBindBufferRange(GL_UNIFORM_BUFFER, matricesBindingPoint, matricesBuffer, 0, kMatricesBytes);
+    lightManager.BindForDrawing();
+    materialManager.BindForDrawing();
 }
 
 void SceneResources::Shutdown() {
@@ -66,18 +69,13 @@ void SceneResources::Shutdown() {
     initialised_ = false;
     meshManager.Shutdown();
     lightingSchemeManager.ClearLightModels();
-    if (lightManager.IsInitialized()) {
-        uint32_t point = lightManager.Shutdown();
-        if (Renderer::Instance().IsInitialized()) Renderer::Instance().ReleaseBlockBindingPoint(int32_t(point));
-    }
+    if (lightManager.IsInitialized()) lightManager.Shutdown();
     materialManager.Shutdown();
     textureManager.Shutdown();
     shaderManager.Shutdown();
     // After the context is gone (process exit) its names are gone with it.
     if (matricesBuffer != 0 && OpenGLContext::Instance().CurrentDC() != nullptr) glDeleteBuffers(1, &matricesBuffer);
     matricesBuffer = 0;
-    if (hasMatricesBindingPoint) Renderer::Instance().ReleaseBlockBindingPoint(int32_t(matricesBindingPoint));
-    hasMatricesBindingPoint = false;
 }
 
 void SceneResources::SetViewMatrix(const Mat4& view) {

@@ -25,6 +25,10 @@ public:
     // Needs a current GL context.
     bool Init();
     void Shutdown();
+    // Binds this scene's matrices and lights blocks to the renderer's block points and its
+    // material table to the material texture unit. All scenes share those slots of the one
+    // context, so a scene's draws must come after this call and before another scene's.
+    void BindForDrawing() const;
 
     void SetViewMatrix(const Mat4& view);
     void SetProjectionMatrix(const Mat4& projection);
@@ -34,7 +38,6 @@ public:
 
     uint32_t matricesBuffer = 0;
     uint32_t matricesBindingPoint = 0;
-    bool hasMatricesBindingPoint = false;
     Mat4 viewMatrix = MathUtil::Identity4();
     Mat4 projectionMatrix = MathUtil::Identity4();
     LightManager lightManager;

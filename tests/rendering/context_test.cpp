@@ -6,8 +6,10 @@
 
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "GLTestEnvironment.h"
+#include "rendering/BlendMode.h"
 #include "rendering/GLVersion.h"
 #include "rendering/OpenGLContext.h"
 #include "rendering/Renderer.h"
@@ -82,6 +84,49 @@ TEST_F(ContextTest, OffscreenDrawableSharesTheContext) {
     EXPECT_EQ(context.CurrentDC(), context.SharedDC());
     glDeleteTextures(1, &texture);
     EXPECT_EQ(kestrum_test::TakeGLError(), "");
+}
+
+// Blend state belongs to the context, not to the drawable it is current on: a mode set while
+// another drawable was current must not be taken for the one this drawable still has.
+TEST_F(ContextTest, BlendModeIsTheContextsAcrossDrawables) {
+    OpenGLContext& context = OpenGLContext::Instance();
+    Renderer& renderer = Renderer::Instance();
+    DeviceContext second;
+    ASSERT_TRUE(context.CreateContextForWindow(&second));
+    ASSERT_TRUE(context.Activate(context.SharedDC()));
+    renderer.SetBlendMode(BlendMode::Additive);
+    ASSERT_TRUE(context.Activate(&second));
+    renderer.SetBlendMode(BlendMode::Alpha);
+    ASSERT_TRUE(context.Activate(context.SharedDC()));
+    renderer.SetBlendMode(BlendMode::Additive);
+    GLint source = 0, destination = 0;
+    glGetIntegerv(GL_BLEND_SRC_RGB, &source);
+    glGetIntegerv(GL_BLEND_DST_RGB, &destination);
+    EXPECT_EQ(source, GL_ONE);
+    EXPECT_EQ(destination, GL_ONE);
+    renderer.SetBlendMode(BlendMode::Alpha);
+    context.ReleaseDC(&second);
+    EXPECT_EQ(kestrum_test::TakeGLError(), "");
+}
+
+// The two block points are taken at start and never handed out again, however many scenes
+// bind their blocks to them.
+TEST_F(ContextTest, BlockPointsOfTheScenesAreReserved) {
+    Renderer& renderer = Renderer::Instance();
+    const int32_t matrices = renderer.MatricesBlockBindingPoint();
+    const int32_t lights = renderer.LightsBlockBindingPoint();
+    ASSERT_GE(matrices, 0);
+    ASSERT_GE(lights, 0);
+    EXPECT_NE(matrices, lights);
+    std::vector<int32_t> taken;
+    for (int32_t point = renderer.GetAvailableUniformBlockBindingPoint(); point >= 0;
+         point = renderer.GetAvailableUniformBlockBindingPoint()) {
+        EXPECT_NE(point, matrices);
+        EXPECT_NE(point, lights);
+        taken.push_back(point);
+    }
+    EXPECT_EQ(int32_t(taken.size()), renderer.MaxBindingPoints() - 2);
+    for (int32_t point : taken) renderer.ReleaseBlockBindingPoint(point);
 }
 
 // Captures the log at full verbosity for one test. Several start-up messages are the start of

@@ -115,6 +115,25 @@ TEST_F(ViewRender, LineModeDrawsOnlyTheEdges) {
     EXPECT_EQ(filled.At(50, 50), (std::array<int, 3>{0, 0, 255}));
 }
 
+// The polygon mode is state of the one context that all views share: a view in line mode must
+// not leave the next view it is drawn beside hollow.
+TEST_F(ViewRender, LineModeOfOneViewLeavesAnotherFilled) {
+    const SceneHandle first = BoxScene({-1, -1, -1}, {1, 1, 1});
+    const SceneHandle second = BoxScene({-1, -1, -1}, {1, 1, 1});
+    CaptureView lines("lines", 100, 100), filled("filled", 100, 100);
+    ASSERT_TRUE(lines);
+    ASSERT_TRUE(filled);
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(first, lines.get()));
+    ASSERT_TRUE(SceneManager::Instance().LinkSceneToRenderView(second, filled.get()));
+    lines->SetPolygonMode(GL_LINE);
+    Picture hollow, solid;
+    ASSERT_TRUE(filled.Capture(solid));
+    ASSERT_TRUE(lines.Capture(hollow));
+    lines->SetPolygonMode(GL_FILL);
+    EXPECT_EQ(solid.At(50, 50), (std::array<int, 3>{0, 0, 255}));
+    EXPECT_EQ(hollow.At(50, 50), kBlack);
+}
+
 using Velmora::U3D::CreateDictionaryFromViewParams;
 using Velmora::U3D::U3DSceneDescription;
 using Velmora::U3D::ViewportRect;
