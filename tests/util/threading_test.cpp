@@ -18,7 +18,8 @@ namespace {
 // A worker like RenderThread's: one Update that loops by itself and drains its queue.
 class Worker {
 public:
-    explicit Worker(bool drain = true) : drain_(drain) {
+    // A worker held from the start never drains, even before the test's first line runs.
+    explicit Worker(bool drain = true, bool held = false) : drain_(drain), hold_(held) {
         auto functor = std::make_shared<MemberThreadFunctor<Worker>>(this, &Worker::Body, 100);
         functor_ = functor;
         id_.store(ThreadManager::Instance().CreateThread(functor, "TestWorker"));
@@ -91,8 +92,7 @@ TEST(ThreadManager, CallFromInsideACallObjectRunsInline) {
 }
 
 TEST(ThreadManager, The8193rdEntryIsRefused) {
-    Worker w;
-    w.Hold(true);  // the worker does not drain
+    Worker w(true, true);  // the worker does not drain
     Target t;
     auto& tm = ThreadManager::Instance();
     for (int i = 0; i < 8192; ++i) ASSERT_TRUE(tm.Post(MakeCaller(&t, &Target::Bump), w.Id())) << i;
@@ -106,8 +106,7 @@ TEST(ThreadManager, The8193rdEntryIsRefused) {
 }
 
 TEST(ThreadManager, StopDiscardsQueuedWorkWithoutRunningIt) {
-    auto w = std::make_unique<Worker>();
-    w->Hold(true);
+    auto w = std::make_unique<Worker>(true, true);
     Target t;
     auto& tm = ThreadManager::Instance();
     for (int i = 0; i < 50; ++i) ASSERT_TRUE(tm.Post(MakeCaller(&t, &Target::Bump), w->Id()));
@@ -116,8 +115,7 @@ TEST(ThreadManager, StopDiscardsQueuedWorkWithoutRunningIt) {
 }
 
 TEST(ThreadManager, BlockingCallCaughtByStopIsReleased) {
-    auto w = std::make_unique<Worker>();
-    w->Hold(true);
+    auto w = std::make_unique<Worker>(true, true);
     Target t;
     const uint32_t id = w->Id();
     std::atomic<bool> returned{false};
