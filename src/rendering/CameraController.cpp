@@ -6,6 +6,7 @@
 
 #include "rendering/Arcball.h"
 #include "rendering/LightManager.h"
+#include "rendering/SimpleMeshFactory.h"
 #include "util/Logger.h"
 
 namespace Velmora::Rendering {
@@ -17,7 +18,7 @@ using namespace MathUtil;
 namespace {
 // Helper mesh types of the overlay (SimpleMeshFactory): a circle and the crosshair arcs.
 constexpr uint32_t kSphereMeshType = 10;
-constexpr uint32_t kCrosshairMeshType = 12;
+constexpr uint32_t kCrosshairMeshType = SimpleMeshType::SphereCrosshairUI;
 // Front faces, mesh colour, positions in clip space through the model matrix only.
 constexpr uint32_t kOverlayShaderFlags = 0x29;
 constexpr Vec4 kSphereColor{0.9f, 0.9f, 0.0f, 1.0f};

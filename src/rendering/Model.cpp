@@ -1,5 +1,6 @@
 #include "rendering/Model.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "rendering/SceneGraph.h"
@@ -355,7 +356,9 @@ void InvisibleModel::Render(float time, float deltaTime, bool transparentPass) {
 SimpleModel::SimpleModel(SceneHandle handle, std::shared_ptr<Mesh> mesh, const Mat4& localMatrix)
     : Renderable(handle), mesh_(std::move(mesh)), localMatrix_(localMatrix) {
     renderInfo_.faceVisibility = 1;
-    renderInfo_.shaderInfos.resize(1);
+    // Helper meshes may have several sub-objects (the crosshair's two arcs); each draws with
+    // the one helper shader, and the mesh draws only when every sub-object has its record.
+    renderInfo_.shaderInfos.resize(std::max<uint32_t>(1, mesh_->GetSubObjectCount()));
     renderInfo_.modelMatrix = localMatrix_;
     renderInfo_.normalMatrix = UpperLeft(localMatrix_);
 }
@@ -375,15 +378,19 @@ std::shared_ptr<SimpleModel> SimpleModel::Create(SceneHandle handle, std::shared
         Logger::Log(LogLevel::Error, "SimpleModel::Create - failed to create shader!");
         return nullptr;
     }
-    if (!mesh->SetShaderForSubObject(0, shader)) return nullptr;
+    for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) {
+        if (!mesh->SetShaderForSubObject(i, shader)) return nullptr;
+    }
     std::shared_ptr<SimpleModel> model(new SimpleModel(handle, std::move(mesh), localMatrix));
-    model->renderInfo_.shaderInfos[0].shader = std::move(shader);
-    model->renderInfo_.shaderInfos[0].materialIndex = 0;
     const uint32_t defaultTexture = scene->GetResources().textureManager.GetDefaultTextureId();
-    for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer) {
-        model->renderInfo_.shaderInfos[0].texture[layer] = defaultTexture;
-        model->renderInfo_.shaderInfos[0].texIntensity[layer] = description.texIntensity[layer];
-        model->renderInfo_.shaderInfos[0].blendingConstant[layer] = description.blendingConstant[layer];
+    for (RenderShaderInfo& info : model->renderInfo_.shaderInfos) {
+        info.shader = shader;
+        info.materialIndex = 0;
+        for (uint32_t layer = 0; layer < kMaxTextureLayers; ++layer) {
+            info.texture[layer] = defaultTexture;
+            info.texIntensity[layer] = description.texIntensity[layer];
+            info.blendingConstant[layer] = description.blendingConstant[layer];
+        }
     }
     model->SetVisible(visible);
     return model;

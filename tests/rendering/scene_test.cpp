@@ -2,6 +2,9 @@
 
 #include <epoxy/gl.h>
 
+#include <vector>
+
+#include "rendering/SimpleMeshFactory.h"
 #include "scene_test_support.h"
 
 namespace kestrum_test::scene {
@@ -51,6 +54,37 @@ TEST_F(SceneGraphTest, WorldAxisAndGridAxisAreNeverShownTogether) {
         EXPECT_EQ(scene->GetWorldGrid()->IsVisible(), c.grid);
         EXPECT_EQ(scene->GetWorldGridAxis()->IsVisible(), c.gridAxis);
     }
+}
+
+// The orbit crosshair is one helper mesh of two arcs; both draw with the helper's one shader.
+TEST_F(SceneGraphTest, HelperOfSeveralSubObjectsDraws) {
+    const SceneHandle handle = BoxScene({0, 0, 0}, {1, 1, 1});
+    ASSERT_NE(handle, 0u);
+    auto crosshair = Scene(handle)->CreateUIElement(SimpleMeshType::SphereCrosshairUI, 0, {1, 1, 0, 1});
+    ASSERT_TRUE(crosshair);
+    constexpr GLsizei kSide = 64;
+    GLuint fbo = 0, colour = 0;
+    glGenFramebuffers(1, &fbo);
+    glGenRenderbuffers(1, &colour);
+    glBindRenderbuffer(GL_RENDERBUFFER, colour);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSide, kSide);
+    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, colour);
+    glViewport(0, 0, kSide, kSide);
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    crosshair->SetVisible(true);
+    crosshair->Render(0.0f, 0.0f);
+    std::vector<uint8_t> rgba(size_t(kSide) * kSide * 4);
+    glReadPixels(0, 0, kSide, kSide, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
+    glUseProgram(0);
+    glBindVertexArray(0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteRenderbuffers(1, &colour);
+    glDeleteFramebuffers(1, &fbo);
+    size_t lit = 0;
+    for (size_t i = 0; i < rgba.size(); i += 4) lit += rgba[i] != 0 ? 1 : 0;
+    EXPECT_GT(lit, 0u);
 }
 
 TEST_F(SceneGraphTest, DefaultCameraLooksDownMinusZInDocumentUnits) {
