@@ -49,6 +49,13 @@ std::string Number(double value) {
     return text;
 }
 
+// Numbers the tool computed itself carry single precision only.
+std::string Number(float value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.7g", std::isfinite(value) ? static_cast<double>(value) : 0.0);
+    return text;
+}
+
 // Blanks separate the reader's tokens, so they cannot stand inside a name.
 std::string Name(const std::string& name) {
     std::string out;
