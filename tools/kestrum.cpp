@@ -22,6 +22,7 @@
 #include "CaptureBatch.h"
 #include "KestrumLibrary.h"
 #include "PdfDocument.h"
+#include "SceneSource.h"
 
 #include <unistd.h>
 
@@ -432,99 +433,10 @@ std::string CollectStatistics(const Options& options) {
 
 constexpr auto kWaitLimit = std::chrono::seconds(600);
 
-// ---- scene sources -------------------------------------------------------------------------
+using KestrumTool::SceneSource;
 
-// What a load reads: a scene file, or the 3D stream of a PDF in memory with its view. The
-// load record points into it, so it outlives the request.
-struct SceneSource {
-    std::string path;    // absolute
-    std::string camera;  // the scene camera asked for, if any
-    bool fromPdf = false;
-    KestrumTool::PdfScene pdf;
-    std::u16string path16;
-    std::vector<std::u16string> viewTexts;
-    std::vector<const char16_t*> viewPointers;
-
-    void Fill(Kestrum::LoadSceneParameters& load) {
-        path16 = KestrumTool::ToUtf16(path);
-        load.path = path16.c_str();
-        if (!fromPdf) {
-            load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
-            return;
-        }
-        load.flags = Kestrum::KESTRUM_LOAD_FROM_MEMORY;
-        load.data = pdf.bytes.data();
-        load.dataSize = static_cast<uint32_t>(pdf.bytes.size());
-        viewTexts.clear();
-        viewPointers.clear();
-        for (const std::string& text : pdf.viewTexts) viewTexts.push_back(KestrumTool::ToUtf16(text));
-        for (const std::u16string& text : viewTexts) viewPointers.push_back(text.c_str());
-        load.viewStringFlags = Kestrum::KESTRUM_VIEW_STRINGS_ARE_TEXT;
-        load.viewStrings = viewPointers.empty() ? nullptr : viewPointers.data();
-        load.viewStringCount = static_cast<int32_t>(viewPointers.size());
-        load.selectedViewIndex = pdf.selectedView;
-    }
-};
-
-bool ExtractPdfScene(const KestrumTool::PdfDocument& document, const Options& options, SceneSource& source,
-                     std::string& error) {
-    std::string why;
-    if (!document.ExtractScene(options.annotation, options.view, source.pdf, why)) {
-        error = "'" + source.path + "': " + why;
-        return false;
-    }
-    source.fromPdf = true;
-    return true;
-}
-
-// A scene file as it is, or a PDF's 3D content. False with a reason.
-bool PrepareSource(const std::string& input, const Options& options, SceneSource& source, std::string& error) {
-    source.path = Absolute(input);
-    source.camera = options.camera;
-    if (!KestrumTool::PdfDocument::IsPdf(source.path)) {
-        // A scene's views are its cameras.
-        if (source.camera.empty()) source.camera = options.view;
-        return true;
-    }
-    KestrumTool::PdfDocument document;
-    std::string why;
-    if (!document.Open(source.path, why)) {
-        error = "'" + input + "': " + why;
-        return false;
-    }
-    return ExtractPdfScene(document, options, source, error);
-}
-
-// The capture's view from a PDF view: the same settings the view text holds, in the record
-// the capture takes. Options given on the command line win over the document's.
-void ApplyPdfView(const KestrumTool::PdfViewSettings& pdfView, const Options& options, Kestrum::ViewParameters& view,
-                  std::u16string& cameraName, std::u16string& viewName) {
-    viewName = KestrumTool::ToUtf16(pdfView.name);
-    view.viewName = viewName.c_str();
-    if (!pdfView.cameraNode.empty()) {
-        cameraName = KestrumTool::ToUtf16(pdfView.cameraNode);
-        view.cameraName = cameraName.c_str();
-    } else if (pdfView.hasMatrix) {
-        view.flags |= Kestrum::KESTRUM_VIEW_EXPLICIT_MATRIX;
-        std::memcpy(view.cameraToWorld, pdfView.cameraToWorld, sizeof view.cameraToWorld);
-    }
-    if (pdfView.orthographic) {
-        view.flags |= Kestrum::KESTRUM_VIEW_ORTHOGRAPHIC;
-        // The capture's view box is the picture: the scale carries the document's box.
-        view.orthoScale = pdfView.orthoScale * static_cast<float>(options.height) / pdfView.box.height;
-    } else {
-        view.fieldOfView = pdfView.fieldOfView;
-        view.projectionScaling = static_cast<uint32_t>(pdfView.scaling);
-        view.projectionScalingValue = pdfView.scalingValue;
-    }
-    if (pdfView.explicitClipping) {
-        view.flags |= Kestrum::KESTRUM_VIEW_EXPLICIT_CLIPPING;
-        view.nearClip = pdfView.nearClip;
-        view.farClip = pdfView.farClip;
-    }
-    if (pdfView.hasCenterOfOrbit) view.centerOfOrbit = pdfView.centerOfOrbit;
-    if (pdfView.hasBackground && !options.backgroundGiven) view.backgroundColor = pdfView.background;
-    if (pdfView.hasLighting && !options.lightingGiven) view.lightingScheme = pdfView.lightingScheme;
+KestrumTool::SceneRequest Request(const Options& options) {
+    return KestrumTool::SceneRequest{options.camera, options.view, options.annotation};
 }
 
 // ---- what the log said ---------------------------------------------------------------------
@@ -598,7 +510,7 @@ bool ListCameras(const Library& lib, SceneSource& source, std::vector<std::strin
 }
 
 // The reason a named camera or view could not be used, with the names there are.
-std::string UnknownViewReason(const Library& lib, const Options& options, SceneSource& source) {
+std::string UnknownViewReason(const Library& lib, SceneSource& source) {
     std::string reason;
     if (source.fromPdf && source.camera.empty())
         reason = "the view '" + source.pdf.view.name + "' names the camera '" + source.pdf.view.cameraNode +
@@ -609,7 +521,6 @@ std::string UnknownViewReason(const Library& lib, const Options& options, SceneS
     if (!ListCameras(lib, source, cameras)) return reason + " (camera names need an X display)";
     reason += "; its cameras are:";
     for (const std::string& name : cameras) reason += " '" + name + "'";
-    (void)options;
     return reason;
 }
 
@@ -619,7 +530,7 @@ std::string UnknownViewReason(const Library& lib, const Options& options, SceneS
 bool CaptureOne(const Library& lib, const Options& options, const KestrumTool::CaptureJob& job, std::string& written,
                 std::string& error) {
     SceneSource source;
-    if (!PrepareSource(job.input, options, source, error)) return false;
+    if (!KestrumTool::PrepareSource(job.input, Request(options), source, error)) return false;
     const std::u16string output = KestrumTool::ToUtf16(job.output.empty() ? "" : Absolute(job.output));
     const std::u16string camera = KestrumTool::ToUtf16(source.camera);
     std::u16string viewCamera, viewName;
@@ -634,7 +545,8 @@ bool CaptureOne(const Library& lib, const Options& options, const KestrumTool::C
     parameters.view.cameraName = camera.c_str();
     const bool pdfView = source.fromPdf && source.pdf.hasView && camera.empty();
     if (pdfView) {
-        ApplyPdfView(source.pdf.view, options, parameters.view, viewCamera, viewName);
+        const KestrumTool::CaptureOverrides overrides{options.height, options.backgroundGiven, options.lightingGiven};
+        KestrumTool::ApplyPdfView(source.pdf.view, overrides, parameters.view, viewCamera, viewName);
     } else if (camera.empty()) {
         // The built-in camera stands two scene sizes away: 45 degrees on the shorter side of
         // the picture keeps the whole scene in sight (the record's defaults would narrow it).
@@ -673,7 +585,7 @@ bool CaptureOne(const Library& lib, const Options& options, const KestrumTool::C
     if (ok && (pdfView || !camera.empty()) && LoggedSince(options, mark, kViewNotApplied)) {
         std::remove(written.c_str());
         written.clear();
-        error = UnknownViewReason(lib, options, source);
+        error = UnknownViewReason(lib, source);
         ok = false;
     }
     return ok;
@@ -742,7 +654,7 @@ bool PrepareInfoSource(const Options& options, SceneSource& source, std::string&
         return false;
     }
     PrintAnnotations(source.path, document);
-    if (!ExtractPdfScene(document, options, source, error)) return false;
+    if (!KestrumTool::ExtractPdfScene(document, Request(options), source, error)) return false;
     std::printf("loading annotation %zu: %s, %zu bytes\n", options.annotation, StreamTypeName(source.pdf.type),
                 source.pdf.bytes.size());
     if (source.pdf.hasView) std::printf("view text: %s\n", source.pdf.viewTexts[source.pdf.selectedView].c_str());
