@@ -140,6 +140,7 @@ bool Numbers(QPDFObjectHandle array, size_t count, float* out) {
         QPDFObjectHandle item = array.getArrayItem(static_cast<int>(i));
         if (!item.isNumber()) return false;
         out[i] = static_cast<float>(item.getNumericValue());
+        if (!std::isfinite(out[i])) return false;
     }
     return true;
 }
@@ -148,7 +149,9 @@ bool NumberOf(QPDFObjectHandle dictionary, const char* key, float& out) {
     if (!dictionary.isDictionary()) return false;
     QPDFObjectHandle value = dictionary.getKey(key);
     if (!value.isNumber()) return false;
-    out = static_cast<float>(value.getNumericValue());
+    const float number = static_cast<float>(value.getNumericValue());
+    if (!std::isfinite(number)) return false;
+    out = number;
     return true;
 }
 
@@ -227,7 +230,8 @@ ViewBox AnnotationViewBox(QPDFObjectHandle annotation, QPDFObjectHandle view) {
         box.width = std::fabs(rect[2] - rect[0]);
         box.height = std::fabs(rect[3] - rect[1]);
     }
-    if (!(box.width > 0.0f) || !(box.height > 0.0f)) box = ViewBox{};
+    if (!(box.width > 0.0f) || !(box.height > 0.0f) || !std::isfinite(box.width) || !std::isfinite(box.height))
+        box = ViewBox{};
     // A bound projection maps one unit of its picture onto the side it is bound to.
     const std::string binding = NameOf(DictionaryOf(view, "/P"), "/OB");
     float unit = 1.0f;

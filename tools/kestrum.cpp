@@ -512,6 +512,8 @@ bool ListCameras(const Library& lib, SceneSource& source, std::vector<std::strin
 // The reason a named camera or view could not be used, with the names there are.
 std::string UnknownViewReason(const Library& lib, SceneSource& source) {
     std::string reason;
+    if (source.fromPdf && source.camera.empty() && source.pdf.view.cameraNode.empty())
+        return "the view '" + source.pdf.view.name + "' could not be applied";
     if (source.fromPdf && source.camera.empty())
         reason = "the view '" + source.pdf.view.name + "' names the camera '" + source.pdf.view.cameraNode +
                  "', which the scene lacks";

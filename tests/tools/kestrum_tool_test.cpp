@@ -211,6 +211,15 @@ TEST_F(KestrumTool, ViewsAreChosenByKeywordNameAndNumber) {
         EXPECT_LT(scene, 0.8) << c.option;
     }
 
+    // The annotation's default view, given the ways a document may give it.
+    for (const char* spec : {"1", "(Blue)", "/L", "<< /XN (Own) /MS /U3D /U3DPath (Front) >>"}) {
+        recipe.defaultView = spec;
+        WritePdf(folder / "default.pdf", recipe);
+        const Outcome run = Kestrum("info " + (folder / "default.pdf").string());
+        const std::string expected = spec[0] == '/' ? "Lost" : spec[0] == '<' ? "Own" : "Blue";
+        EXPECT_NE(run.out.find("default view: " + expected + "\n"), std::string::npos) << spec << run.out;
+    }
+
     // The view text reaches the library's view reader: its camera appears in the scene.
     const Outcome info = Kestrum("info " + pdf + " --view Side");
     ASSERT_EQ(info.status, 0) << info.err;
