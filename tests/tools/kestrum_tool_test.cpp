@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -153,6 +154,22 @@ Measure Measured(const Picture& p, uint32_t background) {
     return {count / (p.width * p.height), sx / count / p.width, sy / count / p.height};
 }
 
+// Horizontal extent of the scene's areas as a share of the width: pixels that differ from the
+// background together with their neighbours, so that the helper grid's lines drop out.
+double SolidWidth(const Picture& p, uint32_t background) {
+    int left = p.width, right = -1;
+    for (int y = 1; y + 1 < p.height; ++y)
+        for (int x = 1; x + 1 < p.width; ++x) {
+            bool solid = true;
+            for (int d = 0; d < 9 && solid; ++d) solid = !Near(p.At(x + d % 3 - 1, y + d / 3 - 1), background);
+            if (solid) {
+                left = std::min(left, x);
+                right = std::max(right, x);
+            }
+        }
+    return right < left ? 0.0 : double(right - left + 1) / p.width;
+}
+
 constexpr uint32_t kWhite = 0xFFFFFF, kRed = 0xFF0000, kBlue = 0x0000FF;
 
 // ---- tests ------------------------------------------------------------------------------------
@@ -187,6 +204,20 @@ TEST_F(KestrumTool, U3DPdfCapturesCentredFromTheBuiltInCamera) {
     EXPECT_GT(m.share, 0.03);
     EXPECT_NEAR(m.centreX, 0.5, 0.15);
     EXPECT_NEAR(m.centreY, 0.5, 0.15);
+}
+
+TEST_F(KestrumTool, OrthographicViewFramesAsTheDocumentSays) {
+    // Looking at the slab (8 wide) from the front; bound to the shorter side, a scale of 0.1
+    // shows 10 units of height and, in a 4:3 picture, 13.3 of width.
+    PdfRecipe recipe;
+    recipe.views = "<< /XN (Ortho) /MS /M /C2W [1 0 0 0 0 1 0 1 0 0 -10 1] /P << /Subtype /O /OS 0.1 /OB /Min >> >>";
+    recipe.defaultView = "0";
+    WritePdf(folder / "ortho.pdf", recipe);
+    const Outcome run = Capture((folder / "ortho.pdf").string() + " -o " + (folder / "ortho.png").string());
+    ASSERT_EQ(run.status, 0) << run.err;
+    Picture p;
+    ASSERT_TRUE(ReadPng(folder / "ortho.png", p));
+    EXPECT_NEAR(SolidWidth(p, kWhite), 8.0 / (10.0 * kWidth / kHeight), 0.03);
 }
 
 TEST_F(KestrumTool, ViewsAreChosenByKeywordNameAndNumber) {
