@@ -83,19 +83,19 @@ std::optional<ChosenView> ViewNamed(QPDFObjectHandle views, const std::string& n
 
 // A view given the ways /3DV and /DV may give it: a dictionary, an index or internal name in
 // /VA, or first, last or (for /3DV) the stream's default.
-std::optional<ChosenView> ResolveView(QPDFObjectHandle spec, QPDFObjectHandle stream, bool fromAnnotation) {
+std::optional<ChosenView> ResolveView(QPDFObjectHandle given, QPDFObjectHandle stream, bool fromAnnotation) {
     QPDFObjectHandle views = Views(stream);
-    if (spec.isDictionary()) {
+    if (given.isDictionary()) {
         // The view may be one of /VA given by reference: keep its place for --view listings.
-        if (spec.isIndirect())
+        if (given.isIndirect())
             for (int i = 0; i < views.getArrayNItems(); ++i)
-                if (views.getArrayItem(i).getObjGen() == spec.getObjGen()) return ChosenView{spec, size_t(i)};
-        return ChosenView{spec, std::nullopt};
+                if (views.getArrayItem(i).getObjGen() == given.getObjGen()) return ChosenView{given, size_t(i)};
+        return ChosenView{given, std::nullopt};
     }
-    if (spec.isInteger() && spec.getIntValue() >= 0) return ViewAt(views, static_cast<size_t>(spec.getIntValue()));
-    if (spec.isString()) return ViewNamed(views, spec.getUTF8Value());
-    if (!spec.isName()) return std::nullopt;
-    const std::string keyword = spec.getName();
+    if (given.isInteger() && given.getIntValue() >= 0) return ViewAt(views, static_cast<size_t>(given.getIntValue()));
+    if (given.isString()) return ViewNamed(views, given.getUTF8Value());
+    if (!given.isName()) return std::nullopt;
+    const std::string keyword = given.getName();
     if (keyword == "/F") return ViewAt(views, 0);
     if (keyword == "/L" && views.getArrayNItems() > 0) return ViewAt(views, size_t(views.getArrayNItems() - 1));
     if (keyword == "/D" && fromAnnotation && stream.isStream())
@@ -104,8 +104,8 @@ std::optional<ChosenView> ResolveView(QPDFObjectHandle spec, QPDFObjectHandle st
 }
 
 std::optional<ChosenView> DefaultView(QPDFObjectHandle annotation, QPDFObjectHandle stream) {
-    QPDFObjectHandle spec = annotation.getKey("/3DV");
-    if (!spec.isNull()) return ResolveView(spec, stream, true);
+    QPDFObjectHandle given = annotation.getKey("/3DV");
+    if (!given.isNull()) return ResolveView(given, stream, true);
     if (stream.isStream()) return ResolveView(stream.getDict().getKey("/DV"), stream, false);
     return std::nullopt;
 }

@@ -243,12 +243,12 @@ TEST_F(KestrumTool, ViewsAreChosenByKeywordNameAndNumber) {
     }
 
     // The annotation's default view, given the ways a document may give it.
-    for (const char* spec : {"1", "(Blue)", "/L", "<< /XN (Own) /MS /U3D /U3DPath (Front) >>"}) {
-        recipe.defaultView = spec;
+    for (const char* given : {"1", "(Blue)", "/L", "<< /XN (Own) /MS /U3D /U3DPath (Front) >>"}) {
+        recipe.defaultView = given;
         WritePdf(folder / "default.pdf", recipe);
         const Outcome run = Kestrum("info " + (folder / "default.pdf").string());
-        const std::string expected = spec[0] == '/' ? "Lost" : spec[0] == '<' ? "Own" : "Blue";
-        EXPECT_NE(run.out.find("default view: " + expected + "\n"), std::string::npos) << spec << run.out;
+        const std::string expected = given[0] == '/' ? "Lost" : given[0] == '<' ? "Own" : "Blue";
+        EXPECT_NE(run.out.find("default view: " + expected + "\n"), std::string::npos) << given << run.out;
     }
 
     // The view text reaches the library's view reader: its camera appears in the scene.
