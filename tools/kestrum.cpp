@@ -2,9 +2,13 @@
 // talks to it only through the exported functions, so it doubles as a check that a host can
 // be written from the public header alone.
 //
-//   kestrum [global options] capture [SCENE] [-o OUT] [--size WxH] [--background RRGGBB]
-//                                    [--lighting N] [--camera NAME]
-//   kestrum [global options] info SCENE
+//   kestrum [global options] capture [SCENE...] [-o OUT] [--format png|jpg|tif] [--size WxH]
+//                                    [--background RRGGBB] [--lighting N] [--camera NAME]
+//                                    [--annotation N] [--view NAME|N]
+//   kestrum [global options] info SCENE [--annotation N] [--view NAME|N]
+//
+// A SCENE may be a PDF document: the 3D stream of one of its 3D annotations is loaded from
+// memory, with the annotation's view (or the one --view names) applied.
 //
 // `info` lists the scene's cameras when an X display is reachable: it loads the scene into a
 // render proxy inside an unmapped window of its own, as an embedding host would. Without a
@@ -15,7 +19,10 @@
 // library's level-0 texts (scene statistics, load timers) are echoed only when --log-level is
 // given; `info` prints the statistics on standard output instead.
 
+#include "CaptureBatch.h"
 #include "KestrumLibrary.h"
+#include "PdfDocument.h"
+#include "SceneSource.h"
 
 #include <unistd.h>
 
@@ -49,30 +56,46 @@ struct Options {
     bool logLevelGiven = false;
     bool help = false;
     Command command = Command::None;
-    std::string scene;
+    std::vector<std::string> scenes;
     std::string output;
+    std::string format;
     int32_t width = 800;
     int32_t height = 600;
     uint32_t background = 0xFFFFFF;
+    bool backgroundGiven = false;
     uint32_t lighting = 1;  // the scene's own lights
+    bool lightingGiven = false;
     std::string camera;
+    std::string view;       // of a PDF's 3D annotation, by name or number
+    size_t annotation = 0;  // a PDF's 3D annotation, 0 for the first
 };
+
+// Upper bound of --annotation: far beyond any real document, small enough for any counter.
+constexpr long kMaxAnnotation = 1L << 20;
 
 void PrintUsage(FILE* out) {
     std::fprintf(out,
-                 "usage: kestrum [options] capture [SCENE] [-o OUT] [--size WxH] [--background RRGGBB]\n"
-                 "                                 [--lighting N] [--camera NAME]\n"
-                 "       kestrum [options] info SCENE\n"
+                 "usage: kestrum [options] capture [SCENE...] [-o OUT] [--format png|jpg|tif] [--size WxH]\n"
+                 "                                 [--background RRGGBB] [--lighting N] [--camera NAME]\n"
+                 "                                 [--annotation N] [--view NAME|N]\n"
+                 "       kestrum [options] info SCENE [--annotation N] [--view NAME|N]\n"
                  "       kestrum [options] --version\n"
                  "commands:\n"
                  "  capture   render SCENE (default: the shipped sample scene) into a picture; the\n"
                  "            format follows OUT's extension (.png, .jpg, .tif); without -o the\n"
-                 "            library names a new PNG below the user's data folder\n"
+                 "            library names a new PNG below the user's data folder. Several scenes,\n"
+                 "            or OUT a folder (ending in '/'), capture each into OUT (default: here)\n"
+                 "            named after the scene, in --format (default png)\n"
                  "            --size WxH          picture size (default 800x600)\n"
                  "            --background RRGGBB background colour in hex (default FFFFFF)\n"
                  "            --lighting N        lighting scheme 0..11 (default 1, the scene's own)\n"
                  "            --camera NAME       view of the scene to use (default: built-in camera)\n"
                  "  info      load SCENE and print its statistics and cameras\n"
+                 "A SCENE may be a PDF with 3D annotations (info lists them with their views):\n"
+                 "            --annotation N      the 3D annotation to load, 0 for the first (default)\n"
+                 "            --view NAME|N       a view of the annotation's view list, by name or number\n"
+                 "                                (default: the annotation's own; for other scenes\n"
+                 "                                the same as --camera)\n"
                  "options:\n"
                  "  -L, --library FILE   load the library from FILE\n"
                  "      --log FILE       write the library's log to FILE\n"
@@ -149,22 +172,36 @@ bool ParseOptions(int argc, char** argv, Options& options) {
         } else if (options.command == Command::Capture && arg == "--background") {
             if (!(v = value("--background"))) return false;
             if (!ParseColor(v, options.background)) return bad("--background", v, "RRGGBB in hex");
+            options.backgroundGiven = true;
         } else if (options.command == Command::Capture && arg == "--lighting") {
             if (!(v = value("--lighting"))) return false;
             if (!ParseNumber(v, 0, 11, number)) return bad("--lighting", v, "0 to 11");
             options.lighting = static_cast<uint32_t>(number);
+            options.lightingGiven = true;
         } else if (options.command == Command::Capture && arg == "--camera") {
             if (!(v = value("--camera"))) return false;
             options.camera = v;
-        } else if ((options.command == Command::Capture || options.command == Command::Info) && !arg.empty() &&
-                   arg[0] != '-' && options.scene.empty()) {
-            options.scene = arg;
+        } else if (options.command == Command::Capture && arg == "--format") {
+            if (!(v = value("--format"))) return false;
+            if (!KestrumTool::IsPictureFormat(v)) return bad("--format", v, "png, jpg or tif");
+            options.format = v;
+        } else if (options.command != Command::None && arg == "--view") {
+            if (!(v = value("--view"))) return false;
+            options.view = v;
+        } else if (options.command != Command::None && arg == "--annotation") {
+            if (!(v = value("--annotation"))) return false;
+            if (!ParseNumber(v, 0, kMaxAnnotation, number)) return bad("--annotation", v, "a number from 0");
+            options.annotation = static_cast<size_t>(number);
+        } else if ((options.command == Command::Capture ||
+                    (options.command == Command::Info && options.scenes.empty())) &&
+                   !arg.empty() && arg[0] != '-') {
+            options.scenes.push_back(arg);
         } else {
             std::fprintf(stderr, "kestrum: unknown argument '%s'\n", arg.c_str());
             return false;
         }
     }
-    if (options.command == Command::Info && options.scene.empty() && !options.help) {
+    if (options.command == Command::Info && options.scenes.empty() && !options.help) {
         std::fprintf(stderr, "kestrum: info needs a scene file\n");
         return false;
     }
@@ -184,6 +221,16 @@ struct Reply {
     std::string outputPath;
     std::vector<std::string> cameras;
 
+    // Ready for the next request.
+    void Reset() {
+        std::lock_guard<std::mutex> lock(mutex);
+        arrived = false;
+        success = 0;
+        sceneHandle = 0;
+        validFields = 0;
+        outputPath.clear();
+        cameras.clear();
+    }
     void Finish(int ok) {
         std::lock_guard<std::mutex> lock(mutex);
         success = ok;
@@ -351,68 +398,6 @@ std::string SampleScene() {
     return {};
 }
 
-constexpr auto kWaitLimit = std::chrono::seconds(600);
-
-int RunCapture(const Library& lib, Options& options) {
-    if (options.scene.empty()) {
-        options.scene = SampleScene();
-        if (options.scene.empty()) {
-            std::fprintf(stderr, "kestrum: no scene given and the sample scene is not installed\n");
-            return 2;
-        }
-        // The sample scene's own view shows it from the front; the built-in camera looks down.
-        if (options.camera.empty()) options.camera = "Front";
-    }
-    const std::u16string scene = KestrumTool::ToUtf16(Absolute(options.scene));
-    const std::u16string output = KestrumTool::ToUtf16(options.output.empty() ? "" : Absolute(options.output));
-    const std::u16string camera = KestrumTool::ToUtf16(options.camera);
-
-    Kestrum::CaptureParameters parameters;
-    std::memset(&parameters, 0, sizeof parameters);
-    parameters.load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
-    parameters.load.path = scene.c_str();
-    parameters.load.progressCallback = OnProgress;
-    parameters.view.flags = Kestrum::KESTRUM_VIEW_ACTIVATE;
-    parameters.view.backgroundColor = options.background;
-    parameters.view.lightingScheme = options.lighting;
-    parameters.view.cameraName = camera.c_str();
-    if (camera.empty()) {
-        // The built-in camera stands two scene sizes away: 45 degrees on the shorter side of
-        // the picture keeps the whole scene in sight (the record's defaults would narrow it).
-        parameters.view.fieldOfView = 45.0f;
-        parameters.view.projectionScaling = 2;  // the field of view applies to the shorter side
-    }
-    // Unloaded by an explicit call below rather than by the capture's unload flag: its answer
-    // tells when the library has let go of the render thread, so that the shutdown stops it.
-    parameters.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_FILE;
-    parameters.outputPath = output.c_str();
-    parameters.width = options.width;
-    parameters.height = options.height;
-
-    lib.CaptureScene(0, parameters, OnCapture);
-    const bool answered = g_reply.Wait(kWaitLimit);
-    EndProgress();
-    int rc = 0;
-    // The library's own reasons come first.
-    if (!answered || !g_reply.success) DrainLog();
-    if (!answered) {
-        std::fprintf(stderr, "kestrum: no answer from the library\n");
-        rc = 1;
-    } else if ((g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE) == 0) {
-        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
-        rc = 1;
-    } else if (!g_reply.success) {
-        std::fprintf(stderr, "kestrum: '%s' loaded, but no picture could be written\n", options.scene.c_str());
-        rc = 1;
-    } else {
-        std::printf("%s\n", g_reply.outputPath.c_str());
-    }
-    if (answered && (g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE))
-        Unload(lib, g_reply.sceneHandle);
-    Shutdown(lib);
-    return rc;
-}
-
 // The lines of the library's statistics text, without the prefix the log gives each line.
 constexpr size_t kFormatNameLength = 3;
 std::string ExtractStatistics(const std::string& log) {
@@ -446,6 +431,38 @@ std::string CollectStatistics(const Options& options) {
     return statistics;
 }
 
+constexpr auto kWaitLimit = std::chrono::seconds(600);
+
+using KestrumTool::SceneSource;
+
+KestrumTool::SceneRequest Request(const Options& options) {
+    return KestrumTool::SceneRequest{options.camera, options.view, options.annotation};
+}
+
+// ---- what the log said ---------------------------------------------------------------------
+
+const char kViewNotApplied[] = "Failed to apply the generated SceneDescription to RenderView!";
+
+std::string LogText(const Options& options) {
+    if (!options.logFile.empty()) {
+        std::ifstream file(options.logFile);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    std::lock_guard<std::mutex> lock(g_hook.mutex);
+    return g_hook.collected;
+}
+
+// Whether `text` was logged after the log had `mark` bytes.
+bool LoggedSince(const Options& options, size_t mark, const char* text) {
+    DrainLog();
+    // The file's writer polls every 50 ms and is not told of new lines.
+    if (!options.logFile.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const std::string log = LogText(options);
+    return log.size() > mark && log.find(text, mark) != std::string::npos;
+}
+
+// ---- cameras -------------------------------------------------------------------------------
+
 // Size of the view that `info` loads into; it is never shown.
 constexpr int32_t kInfoViewWidth = 320;
 constexpr int32_t kInfoViewHeight = 240;
@@ -474,19 +491,197 @@ Kestrum::RenderProxy3D* LoadIntoProxy(const Library& lib, KestrumTool::HostWindo
     return proxy;
 }
 
-int RunInfo(const Library& lib, const Options& options) {
-    const std::string absolute = Absolute(options.scene);
-    const std::u16string scene = KestrumTool::ToUtf16(absolute);
+// The scene's camera names, which only a load into a live view reports; none without an X
+// display.
+bool ListCameras(const Library& lib, SceneSource& source, std::vector<std::string>& cameras) {
+    KestrumTool::HostWindow host;
+    if (!KestrumTool::OpenHostWindow(kInfoViewWidth, kInfoViewHeight, host)) return false;
     Kestrum::LoadSceneParameters load;
     std::memset(&load, 0, sizeof load);
-    load.flags = Kestrum::KESTRUM_LOAD_FROM_FILE;
-    load.path = scene.c_str();
+    source.Fill(load);
+    g_reply.Reset();
+    Kestrum::RenderProxy3D* proxy = LoadIntoProxy(lib, host, load);
+    if (proxy == nullptr) return false;
+    const bool listed = g_reply.Wait(kWaitLimit) && g_reply.success;
+    cameras = g_reply.cameras;
+    lib.DestroyRenderProxy(proxy);
+    KestrumTool::CloseHostWindow(host);
+    return listed;
+}
+
+// The reason a named camera or view could not be used, with the names there are.
+std::string UnknownViewReason(const Library& lib, SceneSource& source) {
+    std::string reason;
+    if (source.fromPdf && source.camera.empty() && source.pdf.view.cameraNode.empty())
+        return "the view '" + source.pdf.view.name + "' could not be applied";
+    if (source.fromPdf && source.camera.empty())
+        reason = "the view '" + source.pdf.view.name + "' names the camera '" + source.pdf.view.cameraNode +
+                 "', which the scene lacks";
+    else
+        reason = "no camera '" + source.camera + "' in '" + source.path + "'";
+    std::vector<std::string> cameras;
+    if (!ListCameras(lib, source, cameras)) return reason + " (camera names need an X display)";
+    reason += "; its cameras are:";
+    for (const std::string& name : cameras) reason += " '" + name + "'";
+    return reason;
+}
+
+// ---- capture -------------------------------------------------------------------------------
+
+// Captures one scene into `job.output` (the library names it when that is empty).
+bool CaptureOne(const Library& lib, const Options& options, const KestrumTool::CaptureJob& job, std::string& written,
+                std::string& error) {
+    SceneSource source;
+    if (!KestrumTool::PrepareSource(job.input, Request(options), source, error)) return false;
+    const std::u16string output = KestrumTool::ToUtf16(job.output.empty() ? "" : Absolute(job.output));
+    const std::u16string camera = KestrumTool::ToUtf16(source.camera);
+    std::u16string viewCamera, viewName;
+
+    Kestrum::CaptureParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    source.Fill(parameters.load);
+    parameters.load.progressCallback = OnProgress;
+    parameters.view.flags = Kestrum::KESTRUM_VIEW_ACTIVATE;
+    parameters.view.backgroundColor = options.background;
+    parameters.view.lightingScheme = options.lighting;
+    parameters.view.cameraName = camera.c_str();
+    const bool pdfView = source.fromPdf && source.pdf.hasView && camera.empty();
+    if (pdfView) {
+        const KestrumTool::CaptureOverrides overrides{options.height, options.backgroundGiven, options.lightingGiven};
+        KestrumTool::ApplyPdfView(source.pdf.view, overrides, parameters.view, viewCamera, viewName);
+    } else if (camera.empty()) {
+        // The built-in camera stands two scene sizes away: 45 degrees on the shorter side of
+        // the picture keeps the whole scene in sight (the record's defaults would narrow it).
+        parameters.view.fieldOfView = 45.0f;
+        parameters.view.projectionScaling = 2;  // the field of view applies to the shorter side
+    }
+    // Unloaded by an explicit call below rather than by the capture's unload flag: its answer
+    // tells when the library has let go of the render thread, so that the shutdown stops it.
+    parameters.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_FILE;
+    parameters.outputPath = output.c_str();
+    parameters.width = options.width;
+    parameters.height = options.height;
+
+    const size_t mark = LogText(options).size();
+    g_reply.Reset();
+    lib.CaptureScene(0, parameters, OnCapture);
+    const bool answered = g_reply.Wait(kWaitLimit);
+    EndProgress();
+    // The library's own reasons come first.
+    if (!answered || !g_reply.success) DrainLog();
+    const bool loaded = answered && (g_reply.validFields & Kestrum::KESTRUM_CAPTURE_VALID_SCENE_HANDLE);
+    const uint32_t handle = g_reply.sceneHandle;
+    bool ok = false;
+    if (!answered) {
+        error = "no answer from the library";
+    } else if (!loaded) {
+        error = "'" + job.input + "' did not load";
+    } else if (!g_reply.success) {
+        error = "'" + job.input + "' loaded, but no picture could be written";
+    } else {
+        written = g_reply.outputPath;
+        ok = true;
+    }
+    if (loaded) Unload(lib, handle);
+    // A view that named a camera the scene lacks would give a picture from another camera.
+    if (ok && (pdfView || !camera.empty()) && LoggedSince(options, mark, kViewNotApplied)) {
+        std::remove(written.c_str());
+        written.clear();
+        error = UnknownViewReason(lib, source);
+        ok = false;
+    }
+    return ok;
+}
+
+int RunCapture(const Library& lib, Options& options) {
+    if (options.scenes.empty()) {
+        const std::string sample = SampleScene();
+        if (sample.empty()) {
+            std::fprintf(stderr, "kestrum: no scene given and the sample scene is not installed\n");
+            return 2;
+        }
+        options.scenes.push_back(sample);
+        // The sample scene's own view shows it from the front; the built-in camera looks down.
+        if (options.camera.empty()) options.camera = "Front";
+    }
+    std::vector<KestrumTool::CaptureJob> jobs;
+    std::string error;
+    // Checked before anything loads: a picture that cannot be written is not worth a load.
+    if (!KestrumTool::PlanCaptures(options.scenes, options.output, options.format, jobs, error)) {
+        std::fprintf(stderr, "kestrum: %s\n", error.c_str());
+        Shutdown(lib);
+        return 1;
+    }
+    auto capture = [&](const KestrumTool::CaptureJob& job, std::string& written, std::string& why) {
+        return CaptureOne(lib, options, job, written, why);
+    };
+    int rc = 0;
+    if (KestrumTool::IsBatch(options.scenes, options.output)) {
+        rc = KestrumTool::RunBatch(jobs, capture);
+    } else {
+        std::string written;
+        if (capture(jobs.front(), written, error)) {
+            std::printf("%s\n", written.c_str());
+        } else {
+            std::fprintf(stderr, "kestrum: %s\n", error.c_str());
+            rc = 1;
+        }
+    }
+    Shutdown(lib);
+    return rc;
+}
+
+void PrintAnnotations(const std::string& path, const KestrumTool::PdfDocument& document) {
+    const auto& annotations = document.Annotations();
+    std::printf("document: %s\n3D annotations: %zu\n", path.c_str(), annotations.size());
+    for (size_t i = 0; i < annotations.size(); ++i) {
+        const KestrumTool::PdfAnnotationInfo& a = annotations[i];
+        std::printf("  annotation %zu: page %d, name '%s', stream %s\n", i, a.page, a.name.c_str(),
+                    a.streamType.c_str());
+        std::printf("    views: %zu\n", a.viewNames.size());
+        for (size_t v = 0; v < a.viewNames.size(); ++v) std::printf("      %zu: %s\n", v, a.viewNames[v].c_str());
+        std::printf("    default view: %s\n", a.defaultView.empty() ? "built-in camera" : a.defaultView.c_str());
+    }
+}
+
+// For a PDF: lists its 3D content and takes the chosen annotation's scene; prints the view
+// text the library is given.
+bool PrepareInfoSource(const Options& options, SceneSource& source, std::string& error) {
+    source.path = Absolute(options.scenes.front());
+    if (!KestrumTool::PdfDocument::IsPdf(source.path)) return true;
+    KestrumTool::PdfDocument document;
+    std::string why;
+    if (!document.Open(source.path, why)) {
+        error = "'" + options.scenes.front() + "': " + why;
+        return false;
+    }
+    PrintAnnotations(source.path, document);
+    if (!KestrumTool::ExtractPdfScene(document, Request(options), source, error)) return false;
+    std::printf("loading annotation %zu: %s, %zu bytes\n", options.annotation, StreamTypeName(source.pdf.type),
+                source.pdf.bytes.size());
+    if (source.pdf.hasView) std::printf("view text: %s\n", source.pdf.viewTexts[source.pdf.selectedView].c_str());
+    std::fflush(stdout);
+    return true;
+}
+
+int RunInfo(const Library& lib, const Options& options) {
+    SceneSource source;
+    std::string error;
+    if (!PrepareInfoSource(options, source, error)) {
+        std::fprintf(stderr, "kestrum: %s\n", error.c_str());
+        Shutdown(lib);
+        return 1;
+    }
+    Kestrum::LoadSceneParameters load;
+    std::memset(&load, 0, sizeof load);
+    source.Fill(load);
     load.progressCallback = OnProgress;
 
     // Camera names come only with a load into a live view, which needs an X display; without
     // one the scene is loaded headless for its statistics.
     KestrumTool::HostWindow host;
     Kestrum::RenderProxy3D* proxy = nullptr;
+    g_reply.Reset();
     const bool haveDisplay = KestrumTool::OpenHostWindow(kInfoViewWidth, kInfoViewHeight, host);
     if (haveDisplay) proxy = LoadIntoProxy(lib, host, load);
     if (proxy == nullptr) lib.LoadCaptureScene(0, load, OnLoad);
@@ -507,12 +702,12 @@ int RunInfo(const Library& lib, const Options& options) {
     }
     if (!loaded) {
         DrainLog();
-        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scene.c_str());
+        std::fprintf(stderr, "kestrum: '%s' did not load\n", options.scenes.front().c_str());
         Shutdown(lib);
         return 1;
     }
 
-    std::printf("scene: %s\nhandle: %u\n", absolute.c_str(), handle);
+    std::printf("scene: %s\nhandle: %u\n", source.path.c_str(), handle);
     std::printf("%s\n", statistics.empty() ? "statistics: not reported" : statistics.c_str());
     if (proxy == nullptr) {
         std::printf("cameras: not listed: camera names need an X display%s (try capture --camera NAME)\n",
@@ -524,7 +719,6 @@ int RunInfo(const Library& lib, const Options& options) {
     Shutdown(lib);
     return 0;
 }
-
 }  // namespace
 
 int main(int argc, char** argv) {
