@@ -11,9 +11,9 @@
 // display it loads the scene headless and prints the statistics only.
 //   kestrum [global options] --version
 //
-// Without --log, messages up to --log-level go to standard error through the log hook. The
-// library's level-0 texts (scene statistics, load timers) are echoed only when --log-level is
-// given; `info` prints the statistics on standard output instead.
+// Without --log, the library's errors go to standard error through the log hook; its warnings
+// and level-0 texts (scene statistics, load timers) only when --log-level asks for them.
+// `info` prints the statistics on standard output instead.
 
 #include "KestrumLibrary.h"
 
@@ -76,7 +76,7 @@ void PrintUsage(FILE* out) {
                  "options:\n"
                  "  -L, --library FILE   load the library from FILE\n"
                  "      --log FILE       write the library's log to FILE\n"
-                 "      --log-level N    0 messages .. 5 extra verbose (default 2)\n"
+                 "      --log-level N    0 messages .. 5 extra verbose (default: errors only)\n"
                  "      --version        print the library's version table\n"
                  "  -h, --help           this text\n");
 }
@@ -265,7 +265,10 @@ void OnUnload(uint32_t) { g_reply.Finish(1); }
 
 // Routes the library's log as the options ask. False when the log file cannot be started.
 bool StartLogging(const Library& lib, const Options& options) {
-    g_hook.echoLevel = options.logLevel;
+    // A user reads the results and what went wrong; the library's warnings are for whoever
+    // asks for them.
+    constexpr int32_t kQuietEchoLevel = 1;
+    g_hook.echoLevel = options.logLevelGiven ? options.logLevel : kQuietEchoLevel;
     g_hook.echoMessages = options.logLevelGiven;
     if (!options.logFile.empty()) {
         std::u16string path = KestrumTool::ToUtf16(options.logFile);
