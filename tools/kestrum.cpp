@@ -10,12 +10,14 @@
 // render proxy inside an unmapped window of its own, as an embedding host would. Without a
 // display it loads the scene headless and prints the statistics only.
 //   kestrum [global options] --version
+//   kestrum [global options] view SCENE [view options]   (see Viewer.h)
 //
 // Without --log, the library's errors go to standard error through the log hook; its warnings
 // and level-0 texts (scene statistics, load timers) only when --log-level asks for them.
 // `info` prints the statistics on standard output instead.
 
 #include "KestrumLibrary.h"
+#include "ViewerCommand.h"
 
 #include <unistd.h>
 
@@ -40,7 +42,7 @@ namespace {
 
 using KestrumTool::Library;
 
-enum class Command { None, Version, Capture, Info };
+enum class Command { None, Version, Capture, Info, View };
 
 struct Options {
     std::string libraryPath;
@@ -56,6 +58,7 @@ struct Options {
     uint32_t background = 0xFFFFFF;
     uint32_t lighting = 1;  // the scene's own lights
     std::string camera;
+    std::vector<std::string> viewArguments;  // everything after "view", read by the viewer
 };
 
 void PrintUsage(FILE* out) {
@@ -64,6 +67,7 @@ void PrintUsage(FILE* out) {
                  "                                 [--lighting N] [--camera NAME]\n"
                  "       kestrum [options] info SCENE\n"
                  "       kestrum [options] --version\n"
+                 "       kestrum [options] view SCENE [view options]   (kestrum view -h)\n"
                  "commands:\n"
                  "  capture   render SCENE (default: the shipped sample scene) into a picture; the\n"
                  "            format follows OUT's extension (.png, .jpg, .tif); without -o the\n"
@@ -138,6 +142,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.command = Command::Version;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
+        } else if (options.command == Command::None && arg == "view") {
+            options.command = Command::View;
+            options.viewArguments.assign(argv + i + 1, argv + argc);
+            break;
         } else if (options.command == Command::None && (arg == "capture" || arg == "info")) {
             options.command = arg == "capture" ? Command::Capture : Command::Info;
         } else if (options.command == Command::Capture && (arg == "-o" || arg == "--output")) {
@@ -558,6 +566,7 @@ int main(int argc, char** argv) {
         case Command::Version: rc = PrintVersions(lib); break;
         case Command::Capture: rc = RunCapture(lib, options); break;
         case Command::Info: rc = RunInfo(lib, options); break;
+        case Command::View: rc = KestrumTool::RunViewCommand(lib, options.viewArguments); break;
         case Command::None: break;
     }
 
