@@ -7,7 +7,7 @@ PKGS=(
   libepoxy-dev libegl-dev libgl-dev libegl1-mesa-dev libegl-mesa0 libgl1-mesa-dri libx11-dev
   libpng-dev libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libstb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb xauth
+  xvfb xauth xdotool
 )
 missing=()
 for p in "${PKGS[@]}"; do
