@@ -11,7 +11,6 @@
 #include <vector>
 
 // Last: Xlib's macros (None, Bool, Status) would clash with names in the headers above.
-#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
@@ -34,6 +33,10 @@ constexpr int kIdleWaitMs = 20;
 // The library's name of its built-in camera, and the one its camera lists give the host.
 constexpr const char* kInternalDefaultCamera = "___DefaultCamera";
 constexpr const char* kBuiltInCamera = "<Built-In-Camera>";
+// The built-in camera stands two scene sizes away: this field of view, on the shorter side of
+// the window, keeps the whole scene in sight.
+constexpr float kBuiltInFieldOfView = 45.0f;
+constexpr uint32_t kFieldOfViewOnShorterSide = 2;
 // Screenshots are numbered; a run never overwrites an earlier one.
 constexpr int kMaxScreenshotNumber = 9999;
 
@@ -229,10 +232,8 @@ void Viewer::PrepareLoad() {
     view_.lightingScheme = options_.lighting;
     view_.cameraName = camera16_.c_str();
     if (camera16_.empty()) {
-        // The built-in camera stands two scene sizes away: 45 degrees on the shorter side of
-        // the window keeps the whole scene in sight.
-        view_.fieldOfView = 45.0f;
-        view_.projectionScaling = 2;  // the field of view applies to the shorter side
+        view_.fieldOfView = kBuiltInFieldOfView;
+        view_.projectionScaling = kFieldOfViewOnShorterSide;
     }
 }
 
