@@ -295,6 +295,25 @@ TEST_F(ViewerTest, OrbitTurnsTheModelResizeFollowsAndCloseExitsCleanly) {
     EXPECT_EQ(viewer.Wait(), 0) << viewer.Err();
 }
 
+TEST_F(ViewerTest, CameraKeyWalksTheSceneCamerasAndQuitKeyCloses) {
+    ToolProcess viewer;
+    const std::string sample = std::string(KESTRUM_SOURCE_DIR) + "/scenes/sample.u3d";
+    ASSERT_TRUE(viewer.Start({"view", sample, "--size", "200x150"}, folder_));
+    const std::string window = FindWindow("sample.u3d");
+    ASSERT_FALSE(window.empty()) << viewer.Err();
+    ASSERT_TRUE(WaitFor([&] { return viewer.Out().find("camera: ") != std::string::npos; })) << viewer.Err();
+    // The scene's cameras in name order after the built-in one, and round again.
+    Shell("xdotool key --window " + window + " c");
+    EXPECT_TRUE(WaitFor([&] { return Shell("xdotool getwindowname " + window).find("sample.u3d - Front") == 0; }));
+    Shell("xdotool key --window " + window + " c");
+    EXPECT_TRUE(WaitFor([&] { return Shell("xdotool getwindowname " + window).find("sample.u3d - Top") == 0; }));
+    Shell("xdotool key --window " + window + " c");
+    EXPECT_TRUE(
+        WaitFor([&] { return Shell("xdotool getwindowname " + window).find("sample.u3d - <Built-In-Camera>") == 0; }));
+    Shell("xdotool key --window " + window + " q");
+    EXPECT_EQ(viewer.Wait(), 0) << viewer.Err();
+}
+
 TEST_F(ViewerTest, SceneThatDoesNotLoadEndsWithExitOne) {
     const fs::path broken = folder_ / "broken.u3d";
     std::ofstream(broken) << "not a scene";
