@@ -9,6 +9,8 @@ namespace KestrumTool {
 
 namespace {
 
+// The library makes no view smaller than 50 pixels a side.
+constexpr long kSmallestSide = 50;
 constexpr long kLargestSide = 16384;
 constexpr long kLastLightingScheme = 11;
 constexpr long kLargestColor = 0xFFFFFF;
@@ -24,8 +26,8 @@ bool ParseNumber(const std::string& text, long low, long high, long& value, int 
 bool ParseSize(const std::string& text, int32_t& width, int32_t& height) {
     const size_t x = text.find('x');
     long w = 0, h = 0;
-    if (x == std::string::npos || !ParseNumber(text.substr(0, x), 1, kLargestSide, w) ||
-        !ParseNumber(text.substr(x + 1), 1, kLargestSide, h))
+    if (x == std::string::npos || !ParseNumber(text.substr(0, x), kSmallestSide, kLargestSide, w) ||
+        !ParseNumber(text.substr(x + 1), kSmallestSide, kLargestSide, h))
         return false;
     width = static_cast<int32_t>(w);
     height = static_cast<int32_t>(h);
@@ -68,7 +70,7 @@ bool ParseViewArguments(const std::vector<std::string>& args, ViewerSource& sour
             help = true;
         } else if (arg == "--size") {
             if (!value("--size", v)) return false;
-            if (!ParseSize(v, options.width, options.height)) return bad("--size", v, "WxH (1 to 16384 each)");
+            if (!ParseSize(v, options.width, options.height)) return bad("--size", v, "WxH (50 to 16384 each)");
         } else if (arg == "--background") {
             if (!value("--background", v)) return false;
             if (!ParseColor(v, options.background)) return bad("--background", v, "RRGGBB in hex");
