@@ -8,7 +8,7 @@ PKGS=(
   libpng-dev libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libstb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libqpdf-dev
-  xvfb xauth
+  xvfb xauth xdotool
 )
 missing=()
 for p in "${PKGS[@]}"; do

@@ -14,15 +14,17 @@
 // render proxy inside an unmapped window of its own, as an embedding host would. Without a
 // display it loads the scene headless and prints the statistics only.
 //   kestrum [global options] --version
+//   kestrum [global options] view SCENE [view options]   (see Viewer.h)
 //
-// Without --log, messages up to --log-level go to standard error through the log hook. The
-// library's level-0 texts (scene statistics, load timers) are echoed only when --log-level is
-// given; `info` prints the statistics on standard output instead.
+// Without --log, the library's errors go to standard error through the log hook; its warnings
+// and level-0 texts (scene statistics, load timers) only when --log-level asks for them.
+// `info` prints the statistics on standard output instead.
 
 #include "CaptureBatch.h"
 #include "KestrumLibrary.h"
 #include "PdfDocument.h"
 #include "SceneSource.h"
+#include "ViewerCommand.h"
 
 #include <unistd.h>
 
@@ -47,7 +49,7 @@ namespace {
 
 using KestrumTool::Library;
 
-enum class Command { None, Version, Capture, Info };
+enum class Command { None, Version, Capture, Info, View };
 
 struct Options {
     std::string libraryPath;
@@ -68,6 +70,7 @@ struct Options {
     std::string camera;
     std::string view;       // of a PDF's 3D annotation, by name or number
     size_t annotation = 0;  // a PDF's 3D annotation, 0 for the first
+    std::vector<std::string> viewArguments;  // everything after "view", read by the viewer
 };
 
 // Upper bound of --annotation: far beyond any real document, small enough for any counter.
@@ -80,6 +83,7 @@ void PrintUsage(FILE* out) {
                  "                                 [--annotation N] [--view NAME|N]\n"
                  "       kestrum [options] info SCENE [--annotation N] [--view NAME|N]\n"
                  "       kestrum [options] --version\n"
+                 "       kestrum [options] view SCENE [view options]   (kestrum view -h)\n"
                  "commands:\n"
                  "  capture   render SCENE (default: the shipped sample scene) into a picture; the\n"
                  "            format follows OUT's extension (.png, .jpg, .tif); without -o the\n"
@@ -99,7 +103,7 @@ void PrintUsage(FILE* out) {
                  "options:\n"
                  "  -L, --library FILE   load the library from FILE\n"
                  "      --log FILE       write the library's log to FILE\n"
-                 "      --log-level N    0 messages .. 5 extra verbose (default 2)\n"
+                 "      --log-level N    0 messages .. 5 extra verbose (default: errors only)\n"
                  "      --version        print the library's version table\n"
                  "  -h, --help           this text\n");
 }
@@ -161,6 +165,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.command = Command::Version;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
+        } else if (options.command == Command::None && arg == "view") {
+            options.command = Command::View;
+            options.viewArguments.assign(argv + i + 1, argv + argc);
+            break;
         } else if (options.command == Command::None && (arg == "capture" || arg == "info")) {
             options.command = arg == "capture" ? Command::Capture : Command::Info;
         } else if (options.command == Command::Capture && (arg == "-o" || arg == "--output")) {
@@ -312,7 +320,10 @@ void OnUnload(uint32_t) { g_reply.Finish(1); }
 
 // Routes the library's log as the options ask. False when the log file cannot be started.
 bool StartLogging(const Library& lib, const Options& options) {
-    g_hook.echoLevel = options.logLevel;
+    // A user reads the results and what went wrong; the library's warnings are for whoever
+    // asks for them.
+    constexpr int32_t kQuietEchoLevel = 1;
+    g_hook.echoLevel = options.logLevelGiven ? options.logLevel : kQuietEchoLevel;
     g_hook.echoMessages = options.logLevelGiven;
     if (!options.logFile.empty()) {
         std::u16string path = KestrumTool::ToUtf16(options.logFile);
@@ -749,6 +760,7 @@ int main(int argc, char** argv) {
         case Command::Version: rc = PrintVersions(lib); break;
         case Command::Capture: rc = RunCapture(lib, options); break;
         case Command::Info: rc = RunInfo(lib, options); break;
+        case Command::View: rc = KestrumTool::RunViewCommand(lib, options.viewArguments); break;
         case Command::None: break;
     }
 

@@ -1,6 +1,8 @@
 #include "util/LogStreams.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "util/Clock.h"
@@ -11,6 +13,8 @@ namespace {
 std::atomic<bool> g_debuggerOutput{true};
 constexpr int64_t kLogThreadSleepMs = 50;
 }  // namespace
+
+bool DebugChannelRequested(const char* value) { return value != nullptr && std::strcmp(value, "0") != 0; }
 
 std::string FormatLogTime(int64_t secondsSinceEpoch) {
     std::time_t t = static_cast<std::time_t>(secondsSinceEpoch);
@@ -45,6 +49,7 @@ void DebuggingLogStream::Deleter::operator()(DebuggingLogStream* s) const {
 
 std::shared_ptr<DebuggingLogStream> DebuggingLogStream::Create(const std::string& pathUtf8, bool append) {
     std::shared_ptr<DebuggingLogStream> stream(new DebuggingLogStream(pathUtf8, append), Deleter());
+    stream->echo_ = DebugChannelRequested(std::getenv(kDebugChannelVariable));
     if (stream->toFile_) {
         auto functor = std::make_shared<MemberThreadFunctor<DebuggingLogStream>>(
             stream.get(), &DebuggingLogStream::ThreadMain, kLogThreadSleepMs);
@@ -60,7 +65,7 @@ std::shared_ptr<DebuggingLogStream> DebuggingLogStream::Create(const std::string
 }
 
 void DebuggingLogStream::Write(int32_t level, const std::string& text) {
-    if (g_debuggerOutput.load(std::memory_order_relaxed)) {
+    if (echo_ && g_debuggerOutput.load(std::memory_order_relaxed)) {
         std::fwrite(text.data(), 1, text.size(), stderr);
     }
     if (toFile_) {

@@ -1,6 +1,6 @@
 #pragma once
-// The two stream kinds behind Logger: DebuggingLogStream (standard error
-// on the calling thread, plus a "LogThread" that writes a file) and HookableLogStream (a
+// The two stream kinds behind Logger: DebuggingLogStream (the debug channel on the calling
+// thread, plus a "LogThread" that writes a file) and HookableLogStream (a
 // "LogThread(Hook)" that hands each message to a sink). Writers never wait: a message goes on
 // a bounded queue (8192) and is dropped when it is full.
 //
@@ -23,6 +23,14 @@
 
 namespace Velmora::Utility {
 
+// The environment variable that opens the debug channel (standard error).
+inline constexpr const char* kDebugChannelVariable = "KESTRUM_DEBUG";
+
+// A library inside a host writes nothing to the host's standard error unasked: the channel is
+// open only while the variable is set to anything but "0". `value` is the variable's value,
+// null when it is unset.
+bool DebugChannelRequested(const char* value);
+
 struct LogRecord {
     int32_t level = 0;
     int64_t timestamp = 0;  // seconds since the epoch, taken when the message enters the stream
@@ -36,12 +44,13 @@ std::string FormatLogLine(const LogRecord& record, bool timestamps = true);
 
 class DebuggingLogStream : public LogStream {
 public:
-    // Empty path: standard error only, no thread, no file. Otherwise starts "LogThread",
+    // Empty path: the debug channel only, no thread, no file. Otherwise starts "LogThread",
     // which opens the file ("wt", or "at" with append) and writes "Session Start (...)".
-    // Null when the thread cannot be made.
+    // Whether this stream echoes to the debug channel is settled here, from the environment
+    // (DebugChannelRequested). Null when the thread cannot be made.
     static std::shared_ptr<DebuggingLogStream> Create(const std::string& pathUtf8, bool append);
 
-    // Standard error at once, on the calling thread; then, with a file, a queued record.
+    // The debug channel at once, on the calling thread; then, with a file, a queued record.
     void Write(int32_t level, const std::string& text) override;
 
     // Ends the writer: every pending record is written (drain on stop), then
@@ -52,9 +61,10 @@ public:
     bool ToFile() const { return toFile_; }
     uint32_t Pending() const { return queue_.Pending(); }
 
-    // Whether Write echoes to standard error, where a developer watching the process sees the
-    // log without a file. On by default; process-wide.
+    // Whether Write may echo to the debug channel at all, on top of the environment's say.
+    // On by default; process-wide.
     static void SetDebuggerOutput(bool enabled);
+    bool EchoesToDebugChannel() const { return echo_; }
 
 private:
     DebuggingLogStream(std::string path, bool append);
@@ -71,6 +81,7 @@ private:
     std::shared_ptr<SimpleFile> file_;
     bool toFile_ = false;
     bool append_ = false;
+    bool echo_ = false;
     std::atomic<bool> stopRequested_{false};
     WakeableSleep pause_;  // the 50 ms poll, ended early by Stop
     bool drainOnStop_ = true;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -231,4 +232,54 @@ TEST_F(LoggingTest, ConcurrentLoggingToFile) {
             last = p;
         }
     }
+}
+
+// The library sits inside someone else's process: its log reaches that process's standard
+// error only when the developer asks for it through the environment.
+class DebugChannelTest : public LoggingTest {
+protected:
+    void SetUp() override {
+        LoggingTest::SetUp();
+        DebuggingLogStream::SetDebuggerOutput(true);
+        const char* old = std::getenv(kDebugChannelVariable);
+        hadValue_ = old != nullptr;
+        if (hadValue_) oldValue_ = old;
+    }
+    void TearDown() override {
+        if (hadValue_)
+            ::setenv(kDebugChannelVariable, oldValue_.c_str(), 1);
+        else
+            ::unsetenv(kDebugChannelVariable);
+        LoggingTest::TearDown();
+    }
+    // What the default session writes to standard error for one error message.
+    std::string StderrOfOneMessage() {
+        ::testing::internal::CaptureStderr();
+        EXPECT_TRUE(LogManager::Instance().StartDefault(std::string(), false, 2));
+        Logger::Log(LogLevel::Error, "debug channel probe");
+        LogManager::Instance().StopDefault();
+        return ::testing::internal::GetCapturedStderr();
+    }
+    bool hadValue_ = false;
+    std::string oldValue_;
+};
+
+TEST_F(DebugChannelTest, StandardErrorOnlyWhileTheVariableAsks) {
+    ::unsetenv(kDebugChannelVariable);
+    EXPECT_EQ(StderrOfOneMessage(), "");
+    ::setenv(kDebugChannelVariable, "0", 1);
+    EXPECT_EQ(StderrOfOneMessage(), "");
+    ::setenv(kDebugChannelVariable, "1", 1);
+    EXPECT_NE(StderrOfOneMessage().find("debug channel probe"), std::string::npos);
+}
+
+TEST_F(DebugChannelTest, FileSessionStaysOffStandardError) {
+    ::unsetenv(kDebugChannelVariable);
+    const fs::path file = dir_ / "quiet.log";
+    ::testing::internal::CaptureStderr();
+    ASSERT_TRUE(LogManager::Instance().StartDefault(file.string(), false, 2));
+    Logger::Log(LogLevel::Error, "to the file only");
+    LogManager::Instance().StopDefault();
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_NE(ReadAll(file).find("to the file only"), std::string::npos);
 }
