@@ -11,6 +11,9 @@
 
 namespace KestrumTool {
 
+// Upper bound of --annotation: far beyond any real document, small enough for any counter.
+constexpr long kMaxAnnotationIndex = 1L << 20;
+
 struct SceneRequest {
     std::string camera;     // a camera of the scene, by name
     std::string view;       // a view of a PDF's annotation, by name or number; for other scenes a camera

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "PdfDocument.h"
+#include "SceneSource.h"
 #include "Viewer.h"
 
 namespace KestrumTool {
@@ -42,14 +44,9 @@ bool ParseColor(std::string text, uint32_t& color) {
     return true;
 }
 
-bool EndsWith(const std::string& text, const char* end) {
-    const size_t n = std::strlen(end);
-    return text.size() >= n && strcasecmp(text.c_str() + text.size() - n, end) == 0;
-}
-
 // False with a message on a bad command line; `help` set for -h.
 bool ParseViewArguments(const std::vector<std::string>& args, ViewerSource& source, ViewerOptions& options,
-                        bool& help) {
+                        SceneRequest& request, bool& help) {
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         auto value = [&](const char* name, std::string& out) {
@@ -80,6 +77,12 @@ bool ParseViewArguments(const std::vector<std::string>& args, ViewerSource& sour
             options.lighting = static_cast<uint32_t>(number);
         } else if (arg == "--camera") {
             if (!value("--camera", options.camera)) return false;
+        } else if (arg == "--view") {
+            if (!value("--view", request.view)) return false;
+        } else if (arg == "--annotation") {
+            if (!value("--annotation", v)) return false;
+            if (!ParseNumber(v, 0, kMaxAnnotationIndex, number)) return bad("--annotation", v, "a number from 0");
+            request.annotation = static_cast<size_t>(number);
         } else if (arg == "--screenshot-dir") {
             if (!value("--screenshot-dir", options.screenshotDir)) return false;
         } else if (!arg.empty() && arg[0] != '-' && source.path.empty()) {
@@ -99,19 +102,21 @@ bool ParseViewArguments(const std::vector<std::string>& args, ViewerSource& sour
 }  // namespace
 
 void PrintViewUsage(FILE* out) {
-    std::fprintf(out,
-                 "usage: kestrum [options] view SCENE [--size WxH] [--background RRGGBB] [--lighting N]\n"
-                 "                              [--camera NAME] [--screenshot-dir DIR]\n"
-                 "  view      show SCENE in a window: left drag orbits, right drag pans, the wheel\n"
-                 "            zooms; c/b cameras, l/L lighting, a axes, g grid, f fine zoom,\n"
-                 "            r reset, s screenshot (DIR, default the working folder), q closes\n");
+    std::fprintf(
+        out,
+        "usage: kestrum [options] view SCENE [--size WxH] [--background RRGGBB] [--lighting N]\n"
+        "                              [--camera NAME] [--screenshot-dir DIR] [--annotation N] [--view NAME|N]\n"
+        "  view      show SCENE in a window: left drag orbits, right drag pans, the wheel\n"
+        "            zooms; c/b cameras, l/L lighting, a axes, g grid, f fine zoom,\n"
+        "            r reset, s screenshot (DIR, default the working folder), q closes\n");
 }
 
 int RunViewCommand(const Library& lib, const std::vector<std::string>& args) {
     ViewerSource source;
     ViewerOptions options;
+    SceneRequest request;
     bool help = false;
-    if (!ParseViewArguments(args, source, options, help)) {
+    if (!ParseViewArguments(args, source, options, request, help)) {
         PrintViewUsage(stderr);
         return 2;
     }
@@ -119,11 +124,18 @@ int RunViewCommand(const Library& lib, const std::vector<std::string>& args) {
         PrintViewUsage(stdout);
         return 0;
     }
-    // A document's 3D stream comes in as bytes with its view texts (ViewerSource::data and
-    // viewTexts) once documents can be opened.
-    if (EndsWith(source.path, ".pdf")) {
-        std::fprintf(stderr, "kestrum: '%s': documents cannot be viewed yet\n", source.path.c_str());
-        return 1;
+    // A document's 3D stream comes in as bytes, with its views as texts that become cameras.
+    if (PdfDocument::IsPdf(source.path)) {
+        SceneSource scene;
+        std::string error;
+        if (!PrepareSource(source.path, request, scene, error)) {
+            std::fprintf(stderr, "kestrum: %s\n", error.c_str());
+            return 1;
+        }
+        source.name = source.path;
+        source.data = std::move(scene.pdf.bytes);
+        source.viewTexts = std::move(scene.pdf.viewTexts);
+        source.selectedView = scene.pdf.selectedView;
     }
     return RunViewer(lib, source, options);
 }

@@ -68,13 +68,10 @@ struct Options {
     uint32_t lighting = 1;  // the scene's own lights
     bool lightingGiven = false;
     std::string camera;
-    std::string view;       // of a PDF's 3D annotation, by name or number
-    size_t annotation = 0;  // a PDF's 3D annotation, 0 for the first
+    std::string view;                        // of a PDF's 3D annotation, by name or number
+    size_t annotation = 0;                   // a PDF's 3D annotation, 0 for the first
     std::vector<std::string> viewArguments;  // everything after "view", read by the viewer
 };
-
-// Upper bound of --annotation: far beyond any real document, small enough for any counter.
-constexpr long kMaxAnnotation = 1L << 20;
 
 void PrintUsage(FILE* out) {
     std::fprintf(out,
@@ -198,7 +195,8 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.view = v;
         } else if (options.command != Command::None && arg == "--annotation") {
             if (!(v = value("--annotation"))) return false;
-            if (!ParseNumber(v, 0, kMaxAnnotation, number)) return bad("--annotation", v, "a number from 0");
+            if (!ParseNumber(v, 0, KestrumTool::kMaxAnnotationIndex, number))
+                return bad("--annotation", v, "a number from 0");
             options.annotation = static_cast<size_t>(number);
         } else if ((options.command == Command::Capture ||
                     (options.command == Command::Info && options.scenes.empty())) &&
