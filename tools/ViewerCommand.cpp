@@ -136,6 +136,9 @@ int RunViewCommand(const Library& lib, const std::vector<std::string>& args) {
         source.data = std::move(scene.pdf.bytes);
         source.viewTexts = std::move(scene.pdf.viewTexts);
         source.selectedView = scene.pdf.selectedView;
+    } else if (options.camera.empty()) {
+        // Outside documents a view is a camera of the scene, as for capture.
+        options.camera = request.view;
     }
     return RunViewer(lib, source, options);
 }
