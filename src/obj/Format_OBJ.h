@@ -17,13 +17,6 @@ public:
     bool CanLoad(const FormatGlue::ImportDescriptor& descriptor) override;
     uint32_t Load(const FormatGlue::ImportDescriptor& descriptor) override;
     bool Export(const FormatGlue::ExportDescriptor&, FormatGlue::ExportBuffer*) override { return false; }
-
-    // Logs the statistics of a built scene at level 0.
-    static void LogSceneStatistics(uint32_t scene);
-
-private:
-    uint32_t LoadThroughPool(const FormatGlue::ImportDescriptor& descriptor,
-                             const std::shared_ptr<Utility::SimpleProfiler>& root);
 };
 
 }  // namespace Velmora::OBJ

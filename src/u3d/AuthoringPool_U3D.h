@@ -63,8 +63,6 @@ public:
     bool CreateCameraInfo(const AuthorNode& viewNode, Rendering::CameraInfo& camera) const;
     bool CreateLightInstance(Rendering::SceneHandle scene, const AuthorNode& lightNode);
     void PrepareLighting(Rendering::SceneHandle scene);
-    // Logs the statistics of a built scene at level 0.
-    static void LogSceneStatistics(Rendering::SceneHandle scene);
 
 private:
     // Reads a block list in order; returns false when the interrupt flag stopped it.

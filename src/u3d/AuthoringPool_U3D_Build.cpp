@@ -9,8 +9,6 @@
 #include <cmath>
 #include <new>
 
-#include <fmt/format.h>
-
 #include "format/AuthoringInterrupt.h"
 #include "rendering/LightModel.h"
 #include "rendering/MathUtil.h"
@@ -628,45 +626,6 @@ void AuthoringPool_U3D::PrepareLighting(SceneHandle scene) {
     if (!any) return;  // the lighting scheme decides what shines
     lights.SetLightingEnabled(true);
     graph->GetResources().lightingSchemeManager.StoreCurrentAsArtwork();
-}
-
-void AuthoringPool_U3D::LogSceneStatistics(SceneHandle scene) {
-    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
-    if (!graph) return;
-    const Rendering::SceneResources& resources = graph->GetResources();
-    // The default texture and the default material row are the renderer's, not the file's.
-    const size_t textures = resources.textureManager.GetTextureNames().size();
-    const size_t materials = resources.materialManager.GetMaterials().size();
-    // Helper geometry of the renderer (names beginning "___") shares the mesh table; it is not
-    // part of the document. Instanced counts multiply a mesh by the models that draw it.
-    uint32_t plain[3] = {0, 0, 0}, instanced[3] = {0, 0, 0};
-    size_t meshes = 0;
-    for (const auto& [name, mesh] : resources.meshManager.GetMeshes()) {
-        if (!mesh || name.rfind("___", 0) == 0) continue;
-        ++meshes;
-        uint32_t n = 0;
-        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) n += mesh->GetDrawInfo(i)->primitiveCount;
-        const long owners = mesh.use_count() - 1;
-        const int kind = mesh->GetPrimitiveType() == Rendering::PrimitiveType::Points  ? 0
-                         : mesh->GetPrimitiveType() == Rendering::PrimitiveType::Lines ? 1
-                                                                                       : 2;
-        plain[kind] += n;
-        instanced[kind] += owners > 1 ? n * uint32_t(owners) : n;
-    }
-    try {
-        std::string text = "\nU3D-Scene statistics:\n";
-        text += fmt::format("    Textures: {:d}\n", textures ? textures - 1 : 0);
-        text += fmt::format("    Materials: {:d}\n", materials ? materials - 1 : 0);
-        text += fmt::format("    SceneGraph: {:d} Nodes\n", graph->CountModels());
-        text += fmt::format("    Meshes: {:d}\n", meshes);
-        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
-                            plain[0] + plain[1] + plain[2], plain[0], plain[1], plain[2]);
-        text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
-                            instanced[0] + instanced[1] + instanced[2], instanced[0], instanced[1], instanced[2]);
-        Logger::WriteText(LogLevel::Message, text);
-    } catch (const std::bad_alloc&) {
-        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
-    }
 }
 
 }  // namespace Velmora::U3D

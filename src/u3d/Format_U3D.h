@@ -15,12 +15,6 @@ public:
     bool CanLoad(const FormatGlue::ImportDescriptor& descriptor) override;
     uint32_t Load(const FormatGlue::ImportDescriptor& descriptor) override;
     bool Export(const FormatGlue::ExportDescriptor&, FormatGlue::ExportBuffer*) override { return false; }
-
-private:
-    // Reads into a fresh authoring pool and builds the scene from it, timed under root when
-    // there is one; the scene's handle, or 0.
-    uint32_t LoadThroughPool(const FormatGlue::ImportDescriptor& descriptor,
-                             const std::shared_ptr<Utility::SimpleProfiler>& root);
 };
 
 }  // namespace Velmora::U3D

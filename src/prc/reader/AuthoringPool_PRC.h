@@ -49,9 +49,6 @@ public:
     const AuthorMeshPool& MeshPool() const { return *meshPool_; }
     const AuthorMaterialPool& MaterialPool() const { return *materialPool_; }
 
-    // Logs the statistics of a built PRC scene at level 0.
-    static void LogSceneStatistics(Rendering::SceneHandle scene);
-
 private:
     using OccurrenceKey = std::pair<uint32_t, uint32_t>;  // file structure, occurrence
 

@@ -6,8 +6,6 @@
 
 #include <new>
 
-#include <fmt/format.h>
-
 #include "format/AuthoringInterrupt.h"
 #include "prc/reader/AuthoringPool_PRC.h"
 #include "rendering/SceneGraph.h"
@@ -235,44 +233,6 @@ std::shared_ptr<Model> AuthoringPool_PRC::CreateModelInstance(SceneHandle scene,
         model->SetTransparent(true);
     }
     return model;
-}
-
-void AuthoringPool_PRC::LogSceneStatistics(SceneHandle scene) {
-    std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
-    if (!graph) return;
-    const Rendering::SceneResources& resources = graph->GetResources();
-    // The default texture and material are the renderer's; helper meshes ("___") are not the
-    // document's. Instanced counts multiply a mesh by the models that draw it.
-    const size_t textures = resources.textureManager.GetTextureNames().size();
-    const size_t materials = resources.materialManager.GetMaterials().size();
-    uint32_t plain[3] = {0, 0, 0}, instanced[3] = {0, 0, 0};
-    size_t meshes = 0;
-    for (const auto& [meshName, mesh] : resources.meshManager.GetMeshes()) {
-        if (!mesh || meshName.rfind("___", 0) == 0) continue;
-        ++meshes;
-        uint32_t n = 0;
-        for (uint32_t i = 0; i < mesh->GetSubObjectCount(); ++i) n += mesh->GetDrawInfo(i)->primitiveCount;
-        const long owners = mesh.use_count() - 1;
-        const int kind = mesh->GetPrimitiveType() == Rendering::PrimitiveType::Points  ? 0
-                         : mesh->GetPrimitiveType() == Rendering::PrimitiveType::Lines ? 1
-                                                                                       : 2;
-        plain[kind] += n;
-        instanced[kind] += owners > 1 ? n * uint32_t(owners) : n;
-    }
-    try {
-        std::string text = "\nPRC-Scene statistics:\n";
-        text += fmt::format("    Textures: {:d}\n", textures ? textures - 1 : 0);
-        text += fmt::format("    Materials: {:d}\n", materials ? materials - 1 : 0);
-        text += fmt::format("    SceneGraph: {:d} Nodes\n", graph->CountModels());
-        text += fmt::format("    Meshes: {:d}\n", meshes);
-        text += fmt::format("    Primitives: {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
-                            plain[0] + plain[1] + plain[2], plain[0], plain[1], plain[2]);
-        text += fmt::format("    Primitives (instanced): {:d} (Points: {:d}, Lines: {:d}, Triangles: {:d})\n",
-                            instanced[0] + instanced[1] + instanced[2], instanced[0], instanced[1], instanced[2]);
-        Logger::WriteText(LogLevel::Message, text);
-    } catch (const std::bad_alloc&) {
-        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
-    }
 }
 
 }  // namespace Velmora::PRC

@@ -18,10 +18,6 @@ public:
     uint32_t Load(const FormatGlue::ImportDescriptor& descriptor) override;
     // The PRC writer is not part of this reader: export is refused with its message.
     bool Export(const FormatGlue::ExportDescriptor& descriptor, FormatGlue::ExportBuffer* buffer) override;
-
-private:
-    uint32_t LoadThroughPool(const FormatGlue::ImportDescriptor& descriptor,
-                             const std::shared_ptr<Utility::SimpleProfiler>& root);
 };
 
 }  // namespace Velmora::PRC
