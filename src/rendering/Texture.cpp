@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "rendering/MipmapChain.h"
 #include "util/Logger.h"
 
 namespace Velmora::Rendering {
@@ -67,6 +68,29 @@ bool HoldsPixels(const TextureData* data) {
     return RowBytes(*data) * (data->height - 1) + size_t(data->width) * 4 <= data->size;
 }
 
+// Levels 1 down to 1x1 of the bound texture, reduced from the level-0 pixels of `data` on the
+// CPU; the driver's own generation takes over should memory run short.
+void UploadReducedLevels(const TextureData& data) {
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);  // reduced levels have tight rows
+    const uint8_t* source = data.pixels.get();
+    uint32_t width = data.width, height = data.height;
+    size_t stride = RowBytes(data);
+    MipmapLevel level, previous;
+    for (GLint index = 1; width > 1 || height > 1; ++index) {
+        if (!MipmapChain::Reduce(source, width, height, stride, level)) {
+            glGenerateMipmap(GL_TEXTURE_2D);
+            return;
+        }
+        glTexImage2D(GL_TEXTURE_2D, index, GL_RGBA8, GLsizei(level.width), GLsizei(level.height), 0, GL_BGRA,
+                     GL_UNSIGNED_BYTE, level.pixels.get());
+        previous = std::move(level);
+        source = previous.pixels.get();
+        width = previous.width;
+        height = previous.height;
+        stride = size_t(width) * 4;
+    }
+}
+
 }  // namespace
 
 Texture::~Texture() {
@@ -111,7 +135,7 @@ std::shared_ptr<Texture> Texture::CreateFromTextureData(const TextureCreationInf
                  data->pixels.get());
     GLint minFilter = GLint(info.minFilter);
     if (info.generateMipmaps)
-        glGenerateMipmap(GL_TEXTURE_2D);
+        UploadReducedLevels(*data);
     else
         minFilter = GL_LINEAR;  // a mipmapped filter on a single level would leave it incomplete
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GLint(info.magFilter));

@@ -16,18 +16,13 @@ void SimpleFile::Deleter::operator()(SimpleFile* f) const {
 }
 
 std::string SimpleFile::ModeFor(uint32_t flags) {
-    std::string mode;
-    if (flags & Append) {
-        mode = "a";
-    } else if ((flags & Read) && (flags & Write)) {
-        mode = "w+";
-    } else if (flags & Read) {
-        mode = "r";
-    } else if (flags & Write) {
-        mode = "w";
-    }
-    if (flags & Binary) mode += "b";
-    return mode;
+    // Built from one literal: GCC 12 at -O3 misreads an assign-then-append as an overlapping copy.
+    const bool binary = (flags & Binary) != 0;
+    if (flags & Append) return binary ? "ab" : "a";
+    if ((flags & Read) && (flags & Write)) return binary ? "w+b" : "w+";
+    if (flags & Read) return binary ? "rb" : "r";
+    if (flags & Write) return binary ? "wb" : "w";
+    return binary ? "b" : "";
 }
 
 std::shared_ptr<SimpleFile> SimpleFile::Open(const std::string& path, uint32_t flags) {

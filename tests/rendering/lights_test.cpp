@@ -183,6 +183,30 @@ TEST_F(LightBlockGL, DirectionalLightTravelsAlongItsPosition) {
     lights.Shutdown();
 }
 
+// The fragment loop stops after the last slot that is on: lights in the last slot and behind
+// a gap of slots that are off must still count, and a slot switched off again must not.
+TEST_F(LightBlockGL, LightsInHighAndScatteredSlotsAllCount) {
+    LitQuad quad;
+    LightManager lights(1);
+    ASSERT_TRUE(lights.Init(quad.LightsBindingPoint()));
+    lights.SetLightingEnabled(true);
+    LightInfo light;  // travels towards -z, onto the quad that faces +z
+    light.position[0] = light.position[1] = 0.0f;
+    light.position[2] = -1.0f;
+    light.diffuse[0] = light.diffuse[1] = light.diffuse[2] = 0.5f;
+    light.diffuse[3] = 1.0f;
+    lights.SetLightInfo(kMaxLights - 1, light, true);
+    EXPECT_NEAR(quad.Draw(), 128, 2);
+    light.diffuse[0] = light.diffuse[1] = light.diffuse[2] = 0.25f;
+    lights.SetLightInfo(kMaxLights - 1, light, false);
+    lights.SetLightInfo(2, light, true);
+    lights.SetLightInfo(5, light, true);
+    EXPECT_NEAR(quad.Draw(), 128, 2);
+    lights.SetLightInfo(5, light, false);
+    EXPECT_NEAR(quad.Draw(), 64, 2);
+    lights.Shutdown();
+}
+
 using Velmora::Test::LogCapture;
 
 constexpr SceneHandle kHandle = 43;

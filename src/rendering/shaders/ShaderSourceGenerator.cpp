@@ -43,8 +43,16 @@ constexpr const char* kLightsBlockBody =
     "    float       gamma;\n    vec4        ambientIntensity;\n    LightSource light[NUMBER_OF_LIGHTS];\n"
     "    ivec4       flags[NUMBER_OF_LIGHTS];\t// is ivec4 for alignment reasons\n} Lights;\n\n";
 
+// The loop ends after the last slot that is on. Slots that are off are skipped by a branch,
+// and a rasteriser that shades many fragments in lock-step still runs both sides of it: each
+// slot costs a full light whether on or not. A loop that has ended costs nothing, so four
+// lights cost four, not eight.
 constexpr const char* kLightLoopHead =
-    "    for( int index = 0; index < NUMBER_OF_LIGHTS; index++ )\n    {\n"
+    "    int lightSlots = 0;\n"
+    "    for( int index = 0; index < NUMBER_OF_LIGHTS; index++ )\n"
+    "        if( Lights.flags[index].x == 1 )\n"
+    "            lightSlots = index + 1;\n\n"
+    "    for( int index = 0; index < lightSlots; index++ )\n    {\n"
     "    \t if( Lights.flags[index].x != 1 )\t// flags is an ivec4 (for simpler alignment), so it just uses x "
     "component\n"
     "            continue;\n\n        LightSource lgt = Lights.light[index];\n\n";
