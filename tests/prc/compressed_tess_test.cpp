@@ -206,6 +206,15 @@ TEST(CompressedWalk, ReferenceBeyondThePointsMadeFailsTheTessellationOnly) {
     EXPECT_EQ(log.Count("MeshTraversalDecode::AddReferencePoint() - BAD INPUT DATA!", 1), 1u);
 }
 
+TEST(CompressedWalk, FaceCountAboveTheTrianglesIsRefusedBeforeItSizesAnything) {
+    LogCapture log(2);
+    auto tess = Arrays({0, 0, 0, 2, 0, 0, 0, 2, 0}, {0, 0, 0}, {}, {0});
+    tess.triangleFaceArray = {INT32_MAX - 1};
+    tess.numberOfFaces = INT32_MAX;
+    EXPECT_FALSE(Decode(tess));
+    EXPECT_EQ(log.Count("MeshTraversalDecode::PrepareTraversal() - BAD TESSELATION DATA!", 1), 1u);
+}
+
 TEST(CompressedWalk, ZeroToleranceCollapsesPointsWithoutHarm) {
     LogCapture log(2);
     auto tess = Arrays({0, 0, 0, 2, 0, 0, 0, 2, 0, 1, 1, 1, 1, 1, 1}, {0, 0, 0, 0, 0}, {}, {3, 0, 0});

@@ -59,7 +59,10 @@ bool Compressed3DTessDecoder::PrepareFaces() {
 
 bool Compressed3DTessDecoder::PrepareTraversal() {
     const HighlyCompressed3DTess& t = *tess_;
+    // Every face holds a triangle, so a face count above the triangles' is damage, and it
+    // must not size the face records.
     if (t.pointArray.empty() || t.numberOfFaces <= 0 ||
+        static_cast<size_t>(t.numberOfFaces) > t.triangleFaceArray.size() ||
         (!t.normalsRecalculated && (t.normalBits < 1 || t.normalBits > kMaxNormalBits))) {
         Logger::Log(LogLevel::Error, "MeshTraversalDecode::PrepareTraversal() - BAD TESSELATION DATA!");
         return false;
