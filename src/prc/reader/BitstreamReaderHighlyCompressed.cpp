@@ -20,7 +20,6 @@ constexpr uint32_t kColourBits = 8;
 constexpr uint32_t kExtraBits = 8;
 constexpr uint32_t kStyleBits = 16;
 constexpr uint32_t kTextureHeaderBytes = 3;
-constexpr uint32_t kByteBits = 8;
 constexpr uint32_t kOriginCoordinates = 3;
 // With this many referenced points or more, the reference array is stored compressed.
 constexpr uint32_t kCompressedReferencesFrom = 4;
