@@ -91,7 +91,7 @@ bool Compressed3DTessDecoder::AddToAvailableVertices(Face& face, uint32_t corner
     face.points[corner] = static_cast<int32_t>(points_.size());
     face.isNewPoint[corner] = true;
     points_.push_back(point);
-    pointNormals_.emplace_back();
+    if (!tess_->normalsRecalculated) pointNormals_.emplace_back();
     ReportPoints();
     return true;
 }
@@ -331,6 +331,8 @@ bool Compressed3DTessDecoder::DoTraversal() {
     const size_t steps = (rawPoints + kPointsPerProgressStep - 1) / kPointsPerProgressStep;
     stepShare_ = steps ? kDecodeShare / static_cast<float>(steps) : 0.0f;
     made_.reserve(t.triangleFaceArray.size());
+    // A closed mesh has one and a half edges a triangle; the table is sized once for them.
+    edges_.reserve(t.triangleFaceArray.size() * 2);
     while (true) {
         const bool rawDone = cursors_.rawPoints >= t.pointArray.size();
         const bool referencedDone = cursors_.isReferenced >= t.isReferencedArray.size();
