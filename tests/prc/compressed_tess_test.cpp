@@ -100,11 +100,21 @@ TEST_P(CompressedFiles, DecodeToTheirTrianglesAndBox) {
 INSTANTIATE_TEST_SUITE_P(
     ThirdParty, CompressedFiles,
     testing::Values(Expected{"sw_triangle.prc", 1, {-5.0f, -2.887f, 0.0f}, {5.0f, 5.773f, 0.0f}, 0.01f},
-                    Expected{"sw_cylinder.prc", 94, {-29.18f, -29.23f, -0.0016f}, {29.24f, 29.23f, 70.0f}, 0.01f}),
+                    Expected{"sw_cylinder.prc", 94, {-29.18f, -29.23f, -0.0016f}, {29.24f, 29.23f, 70.0f}, 0.01f},
+                    Expected{"hc_cube.prc", 12, {0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}, 1e-5f},
+                    Expected{"hc_sphere.prc", 1984, {-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, 1e-5f},
+                    Expected{"hc_parts.prc", 60, {0.0f, 0.0f, 0.0f}, {4.5f, 4.0f, 5.0f}, 1e-4f}),
     [](const testing::TestParamInfo<Expected>& info) {
         const std::string name = info.param.file;
         return name.substr(0, name.find('.'));
     });
+
+TEST(CompressedFiles, SpherePointsLieOnTheSphere) {
+    const Decoded d = DecodeFile("hc_sphere.prc");
+    ASSERT_EQ(d.tessellations.size(), 1u);
+    for (const Vec3f& v : d.tessellations[0]->vertices)
+        EXPECT_NEAR(std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]), 1.0f, 1e-4f);
+}
 
 TEST(CompressedFiles, CylinderNormalsPointAwayFromItsAxis) {
     const Decoded d = DecodeFile("sw_cylinder.prc");
@@ -119,13 +129,14 @@ TEST(CompressedFiles, CylinderNormalsPointAwayFromItsAxis) {
     }
 }
 
-// The independent library's files: every array is consumed and the counts are its own.
+// The independent library's files: every array is consumed and the counts are its own. (The
+// propeller's box is not yet the writer's: see the walk's open question in its file.)
 TEST(CompressedFiles, IndependentWriterFilesConsumeEveryArray) {
     struct Case {
         const char* file;
         size_t tessellations, triangles;
     };
-    for (const Case& c : {Case{"hc_cube.prc", 1, 12}, Case{"hc_sphere.prc", 1, 1984}, Case{"hc_parts.prc", 5, 60}}) {
+    for (const Case& c : {Case{"hc_parts.prc", 5, 60}, Case{"hc_propeller.prc", 1, 7274}}) {
         const Decoded d = DecodeFile(c.file);
         EXPECT_TRUE(d.ok) << c.file;
         EXPECT_EQ(d.tessellations.size(), c.tessellations) << c.file;

@@ -219,14 +219,16 @@ bool Compressed3DTessDecoder::TraverseRoot(std::shared_ptr<Face>& face) {
 }
 
 bool Compressed3DTessDecoder::AddNeighboursToStack(const std::shared_ptr<Face>& face) {
-    // Edge 1 joins the first corner and the apex, edge 2 the second corner and the apex; a
-    // reversed triangle enters its second neighbour the other way round. Edge 2 is pushed last
-    // so that it is walked first.
+    // Edge 1 joins the first corner and the apex, edge 2 the second corner and the apex. A
+    // plain triangle hands edge 1 on from its first corner and edge 2 from its apex; a reversed
+    // one hands both on with the earlier made point first. Edge 2 is pushed last so that it is
+    // walked first.
     static constexpr uint8_t kEdgeBits[2] = {kFirstFreeEdge, kSecondFreeEdge};
     const uint32_t freeEdges[2][2] = {{0, 2}, {face->reversed ? 1u : 2u, face->reversed ? 2u : 1u}};
     for (uint32_t e = 0; e < 2; ++e) {
         if (!(face->edgeStatus & kEdgeBits[e])) continue;
-        const uint32_t a = freeEdges[e][0], b = freeEdges[e][1];
+        uint32_t a = freeEdges[e][0], b = freeEdges[e][1];
+        if (face->reversed && face->points[a] > face->points[b]) std::swap(a, b);
         if (face->points[a] == face->points[b]) {
             Logger::Log(LogLevel::Error, "MeshTraversalDecode::AddNeighboursToStack() - EDGE WITH SAME VERTICES!");
             return false;
