@@ -14,6 +14,7 @@
 #include "prc/reader/AuthoringPool_PRC.h"
 #include "prc/reader/BitstreamReader.h"
 #include "prc/reader/PRCFile.h"
+#include "prc/reader/TesselationDecoder.h"
 #include "util/Logger.h"
 
 namespace {
@@ -74,7 +75,13 @@ void ReadSection(uint8_t mode, const uint8_t* data, size_t size) {
             }
             break;
         }
-        default: (void)reader.ReadTessellation(); break;
+        default: {
+            // A tessellation entity on its own, decoded as the authoring step would: the
+            // highly compressed walk sees mutated arrays without a whole file around them.
+            const auto tess = reader.ReadTessellation();
+            if (tess) (void)Velmora::PRC::TesselationDecoder::DecodeTesselation(tess, nullptr, 0.0f);
+            break;
+        }
     }
     BitstreamReader::SetCurrentGlobals(nullptr);
 }

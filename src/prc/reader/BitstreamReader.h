@@ -190,7 +190,10 @@ public:
     bool ReadVertexColors(FileStructure::VertexColours& colours, uint32_t count);
     bool ReadContent3DWireTess(FileStructure::Content3DWireTess& tess);
     bool ReadContentTessMarkup(FileStructure::ContentMarkupTess& tess);
-    bool ReadHighlyCompressed3DTessHead(FileStructure::HighlyCompressed3DTess& tess);
+    bool ReadHighlyCompressed3DTess(FileStructure::HighlyCompressed3DTess& tess);
+    bool ReadCompressedIndicesArray(std::vector<int32_t>& array);
+    bool ReadCompressedTextureParameter(FileStructure::CompressedTextureParameter& texture);
+    bool ReadBinaryTextureData(FileStructure::CompressedTextureParameter& texture);
     bool ConvertRawCoordinatesToVertices(FileStructure::BaseTessData& tess);
 
 private:
@@ -220,6 +223,11 @@ private:
     bool ReadUnsignedArray(std::vector<uint32_t>& values, const char* what);
     bool ReadDoubleArray(std::vector<double>& values, const char* what);
     bool ParseWires(FileStructure::Content3DWireTess& tess, const std::vector<int32_t>& array);
+    // count single bits, one byte each; ones, when given, counts the set ones.
+    bool ReadBitFlags(std::vector<uint8_t>& flags, uint64_t count, uint32_t* ones);
+    bool ReadHighlyCompressedTopology(FileStructure::HighlyCompressed3DTess& tess);
+    bool ReadHighlyCompressedNormals(FileStructure::HighlyCompressed3DTess& tess);
+    bool ReadHighlyCompressedAttributes(FileStructure::HighlyCompressed3DTess& tess);
     bool ReadSection(const FileStructureBlock& block, uint32_t section, FileStructureBlock& target);
 
     FormatGlue::AuthoringProgress* progress_ = nullptr;

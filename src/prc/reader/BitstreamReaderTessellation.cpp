@@ -267,13 +267,6 @@ bool BitstreamReader::ReadContentTessMarkup(ContentMarkupTess& tess) {
     return true;
 }
 
-bool BitstreamReader::ReadHighlyCompressed3DTessHead(HighlyCompressed3DTess& tess) {
-    tess.isCalculated = ReadBit() != 0;
-    tess.hasFaceNormals = ReadBit() != 0;
-    tess.tolerance = ReadDouble();
-    return true;
-}
-
 std::shared_ptr<BaseTessData> BitstreamReader::ReadTessellation() {
     const uint32_t type = ReadUnsignedInteger();
     switch (type) {
@@ -291,7 +284,7 @@ std::shared_ptr<BaseTessData> BitstreamReader::ReadTessellation() {
         }
         case kTypeTessHighlyCompressed: {
             auto tess = std::make_shared<HighlyCompressed3DTess>();
-            return ReadHighlyCompressed3DTessHead(*tess) ? tess : nullptr;
+            return ReadHighlyCompressed3DTess(*tess) ? tess : nullptr;
         }
         default: break;
     }
@@ -309,17 +302,8 @@ bool BitstreamReader::ReadFileStructureTessellationDecompressed(TessellationSect
         if (FormatGlue::AuthoringInterrupt::Interrupted()) return false;
         auto tess = ReadTessellation();
         if (!tess) return false;
-        const bool highlyCompressed = tess->type == kTypeTessHighlyCompressed;
         section.tessellations.push_back(std::move(tess));
         ReportProgress();
-        if (highlyCompressed) {
-            // The highly compressed reader continues from here; until it does, the section
-            // ends with the entities read so far.
-            section.stoppedAtHighlyCompressed = true;
-            Logger::Log(LogLevel::Warning, "BitstreamReader - highly compressed tessellation %u: section read up to it",
-                        i);
-            return true;
-        }
     }
     if (!ReadUserData(section.userData)) return false;
     section.unreadBits = RemainingBits();

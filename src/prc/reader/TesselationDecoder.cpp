@@ -1,9 +1,9 @@
-// The decoder is picked by the tessellation's type; the markup and highly compressed kinds are
-// not decoded here.
+// The decoder is picked by the tessellation's type; markup is not decoded here.
 
 #include "prc/reader/TesselationDecoder.h"
 
 #include "format/AuthoringProgress.h"
+#include "prc/reader/Compressed3DTessDecoder.h"
 #include "prc/reader/Content3DTessDecoder.h"
 #include "prc/reader/WireTessDecoder.h"
 #include "prc/reader/filestructure/EntityTypes.h"
@@ -33,6 +33,9 @@ std::unique_ptr<TesselationDecoder> MakeDecoder(BaseTessData& tess, FormatGlue::
             return std::make_unique<Content3DTessDecoder>(static_cast<Content3DTess&>(tess), progress, span);
         case kTypeTess3DWire:
             return std::make_unique<WireTessDecoder>(static_cast<Content3DWireTess&>(tess), progress, span);
+        case kTypeTessHighlyCompressed:
+            return std::make_unique<Compressed3DTessDecoder>(static_cast<HighlyCompressed3DTess&>(tess), progress,
+                                                             span);
         default: return nullptr;
     }
 }
@@ -52,12 +55,6 @@ bool TesselationDecoder::DecodeTesselation(const std::shared_ptr<BaseTessData>& 
         Logger::Log(LogLevel::Warning,
                     "TesselationDecoder::DecodeTesselation() - PRC_TYPE_TESS_Markup not yet supported!");
         return true;
-    }
-    if (tess.type == kTypeTessHighlyCompressed) {
-        // Its arrays are not read yet: the section stops at it.
-        Logger::Log(LogLevel::Warning,
-                    "TesselationDecoder::DecodeTesselation() - highly compressed tesselation left out");
-        return false;
     }
     auto decoder = MakeDecoder(tess, progress, progressSpan);
     if (!decoder) {

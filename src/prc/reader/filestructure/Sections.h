@@ -104,9 +104,6 @@ struct TreeSection {
 struct TessellationSection {
     ContentPRCBase base;
     std::vector<std::shared_ptr<BaseTessData>> tessellations;
-    // Set when a highly compressed tessellation stopped the read: the entities before it are
-    // kept, the rest of the section is left to that tessellation's reader.
-    bool stoppedAtHighlyCompressed = false;
     UserData userData;
     uint64_t unreadBits = 0;
 };

@@ -77,11 +77,54 @@ struct ContentMarkupTess : BaseTessData {
     std::string label;
 };
 
-// Read up to where its arrays start; the highly compressed reader continues from there.
+// Texture parameters of a highly compressed tessellation: a packed bit stream of per-corner
+// decisions and the coordinates it draws from.
+struct CompressedTextureParameter {
+    uint32_t binaryBitCount = 0;
+    uint8_t header[3] = {0, 0, 0};
+    std::vector<uint8_t> binaryData;  // the packed bits, most significant first
+    uint32_t binaryValueCount = 0;
+    uint32_t parameterKind = 0;
+    uint32_t parameterBits = 0;
+    double tolerance = 0.0;
+    std::vector<float> coordinates;
+};
+
+// A mesh stored as the decisions of a walk over its triangles; the decoder walks it again.
 struct HighlyCompressed3DTess : BaseTessData {
     HighlyCompressed3DTess() : BaseTessData(173) {}
     bool hasFaceNormals = false;
     double tolerance = 0.0;
+    double origin[3] = {0.0, 0.0, 0.0};
+    std::vector<int32_t> pointArray;
+    std::vector<uint8_t> edgeStatusArray;
+    std::vector<int32_t> triangleFaceArray;
+    int32_t numberOfFaces = 0;
+    std::vector<uint8_t> isReferencedArray;
+    uint32_t referencedTotal = 0;
+    std::vector<int32_t> pointReferenceArray;
+    bool normalsRecalculated = false;
+    // Stored normals.
+    uint8_t normalBits = 0;
+    std::vector<uint8_t> normalFlagArray;
+    std::vector<uint16_t> normalAngleArray;
+    std::vector<uint8_t> faceIsPlanarArray;
+    // Recalculated normals.
+    std::vector<uint8_t> reversedArray;
+    double creaseAngle = 0.0;
+    uint8_t recalculationFlags = 0;
+    bool hasPerFaceColours = false;
+    std::vector<uint8_t> faceColourFlags;
+    std::vector<uint8_t> pointColourArray;
+    bool isMultiLineAttributes = false;
+    std::vector<uint8_t> multiLineFlags;
+    std::vector<int32_t> styleArray;  // -1 for none
+    bool noTextures = true;
+    CompressedTextureParameter textures;
+    bool allFacesTextured = false;
+    std::vector<uint8_t> faceTexturedFlags;
+    bool hasExtra = false;
+    std::vector<uint8_t> extraData;
 };
 
 }  // namespace Velmora::PRC::FileStructure

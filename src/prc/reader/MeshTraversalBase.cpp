@@ -1,0 +1,73 @@
+#include "prc/reader/MeshTraversalBase.h"
+
+#include <algorithm>
+
+#include "util/Logger.h"
+
+namespace Velmora::PRC {
+
+using Traversal::Face;
+using Traversal::kCorners;
+using Traversal::kNone;
+using Utility::Logger;
+using Utility::LogLevel;
+
+namespace {
+constexpr uint32_t kKeyShift = 32;
+// The corner pairs of a triangle's three edges.
+constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
+}  // namespace
+
+uint64_t MeshTraversalBase::EdgeKey(int32_t a, int32_t b) {
+    const auto low = static_cast<uint32_t>(std::min(a, b)), high = static_cast<uint32_t>(std::max(a, b));
+    return (uint64_t{low} << kKeyShift) | high;
+}
+
+bool MeshTraversalBase::IsValidTriangle(const Face& face) const {
+    for (const auto& edge : kEdgeCorners) {
+        const int32_t a = face.points[edge[0]], b = face.points[edge[1]];
+        if (!PointExists(a) || !PointExists(b)) return false;
+        // Corners that landed on one spot make no triangle either, though they are two points.
+        if (a == b || points_[static_cast<size_t>(a)] == points_[static_cast<size_t>(b)]) return false;
+    }
+    return true;
+}
+
+bool MeshTraversalBase::UpdateConnectivity(const Face& face) {
+    for (const auto& edge : kEdgeCorners) {
+        const int32_t a = face.points[edge[0]], b = face.points[edge[1]];
+        if (!PointExists(a) || !PointExists(b) || a == b) {
+            Logger::Log(LogLevel::Error, "MeshTraversalBase::UpdateConnectivity() - BAD INPUT DATA!");
+            return false;
+        }
+        if (++edges_[EdgeKey(a, b)] > kFullEdge)
+            Logger::Log(LogLevel::Warning, "Warning: More than 2 triangles share an edge!");
+    }
+    return true;
+}
+
+uint32_t MeshTraversalBase::GetNumberOfNeighboursForEdgePoints(int32_t a, int32_t b) const {
+    if (!PointExists(a) || !PointExists(b)) {
+        Logger::Log(LogLevel::Error, "MeshTraversalBase::GetNumberOfNeighboursForEdgePoints() - INVALID EDGE POINTS!");
+        return 0;
+    }
+    const auto found = edges_.find(EdgeKey(a, b));
+    return found == edges_.end() ? 0 : found->second;
+}
+
+bool MeshTraversalBase::ShouldDropNewTriangle(const Face& face) const {
+    for (const auto& edge : kEdgeCorners) {
+        if (face.reference[edge[0]] == kNone || face.reference[edge[1]] == kNone) continue;
+        if (GetNumberOfNeighboursForEdgePoints(face.points[edge[0]], face.points[edge[1]]) >= kFullEdge) return true;
+    }
+    return false;
+}
+
+bool MeshTraversalBase::ShouldDropTraverseTriangle(const Face& face, int32_t next) const {
+    if (GetNumberOfNeighboursForEdgePoints(face.points[0], face.points[1]) < kFullEdge || next == kNone) return false;
+    if (!PointExists(next)) return false;
+    return GetNumberOfNeighboursForEdgePoints(face.points[0], next) >= kFullEdge ||
+           GetNumberOfNeighboursForEdgePoints(face.points[1], next) >= kFullEdge;
+}
+
+}  // namespace Velmora::PRC

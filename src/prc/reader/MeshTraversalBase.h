@@ -1,0 +1,92 @@
+#pragma once
+// What a walk over a compressed triangle mesh needs to remember: the triangles still waiting
+// on the stack, the triangles made so far, the points in double precision, and how often each
+// edge has been used, so that a hostile or damaged stream can't attach a third triangle to an
+// edge that is already closed.
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "prc/reader/PrcPt.h"
+#include "prc/reader/filestructure/Tessellation.h"
+
+namespace Velmora::PRC {
+
+namespace Traversal {
+
+inline constexpr uint32_t kCorners = 3;
+inline constexpr int32_t kNone = -1;
+
+struct Corner {
+    int32_t point = kNone;
+    int32_t raw[kCorners] = {0, 0, 0};
+};
+
+struct Face {
+    int32_t points[kCorners] = {kNone, kNone, kNone};
+    bool isPlanarReference[kCorners] = {false, false, false};
+    uint8_t hasColour = 0;
+    uint8_t hasTexture = 0;
+    int32_t style = kNone;
+    int32_t reference[kCorners] = {kNone, kNone, kNone};  // the stream's reference, or none
+    bool isNewPoint[kCorners] = {false, false, false};    // made by this triangle
+    uint32_t numberOfOpenEdges = 0;
+    int32_t faceIndex = kNone;
+    uint8_t edgeStatus = 0;
+    Corner entering[2];
+    int32_t parentThird = kNone;  // the entering edge's third point in the parent triangle
+    Corner corners[kCorners];
+    int32_t normals[kCorners] = {kNone, kNone, kNone};
+    PrcPt normal;
+    bool valid = false;
+    bool reversed = false;
+    bool enteredBySecondEdge = false;
+};
+
+// The per-face attributes, worked out once before the walk.
+struct FaceRecord {
+    uint8_t hasColour = 0;
+    uint8_t hasTexture = 0;
+    uint8_t isPlanar = 0;
+    int32_t style = kNone;
+};
+
+}  // namespace Traversal
+
+class MeshTraversalBase {
+public:
+    // Triangles waiting on the stack; a stream that asks for more is refused, so that a hostile
+    // one can't grow it without bound (a real walk never holds more than its triangles).
+    static constexpr size_t kMaxStackedPerTriangle = 2;
+    static constexpr uint32_t kFullEdge = 2;
+
+    explicit MeshTraversalBase(FileStructure::HighlyCompressed3DTess& tess) : tess_(&tess) {}
+    virtual ~MeshTraversalBase() = default;
+
+    bool IsValidTriangle(const Traversal::Face& face) const;
+    bool UpdateConnectivity(const Traversal::Face& face);
+    uint32_t GetNumberOfNeighboursForEdgePoints(int32_t a, int32_t b) const;
+    bool ShouldDropNewTriangle(const Traversal::Face& face) const;
+    // next is the point that the next stream entry closes the triangle with, or kNone.
+    bool ShouldDropTraverseTriangle(const Traversal::Face& face, int32_t next) const;
+    const std::vector<std::shared_ptr<Traversal::Face>>& Made() const { return made_; }
+    const std::vector<PrcPt>& Points() const { return points_; }
+
+protected:
+    static uint64_t EdgeKey(int32_t a, int32_t b);
+    bool PointExists(int32_t index) const { return index >= 0 && static_cast<size_t>(index) < points_.size(); }
+
+    FileStructure::HighlyCompressed3DTess* tess_;
+    std::deque<std::shared_ptr<Traversal::Face>> stack_;
+    std::vector<std::shared_ptr<Traversal::Face>> made_;
+    std::vector<PrcPt> points_;
+    std::vector<std::vector<int32_t>> pointNormals_;  // normals known at each point, in order
+    std::unordered_map<uint64_t, uint32_t> edges_;
+    double tolerance_ = 0.0;
+    bool isCurrentTriangleValid_ = true;
+};
+
+}  // namespace Velmora::PRC
