@@ -103,6 +103,21 @@ INSTANTIATE_TEST_SUITE_P(
         return name.substr(0, name.find('.'));
     });
 
+// A CAD exporter writes 0 for the alphas of opaque materials: the single flat triangle must
+// still be drawn, opaque, not blended away.
+TEST_F(CaptureTest, ExporterTriangleWithZeroMaterialAlphasIsOpaque) {
+    Request r = Request::File(PrcFile("sw_triangle.prc"));
+    r.width = kWidth;
+    r.height = kHeight;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    const Answer a = Capture(r);
+    ASSERT_TRUE(a.answered);
+    ASSERT_EQ(a.success, 1);
+    const Shot s = Measure(FromAnswer(a));
+    EXPECT_GE(s.coverage, kMinCoverage);
+    EXPECT_NEAR(s.centreX, 0.5, kMaxCentreOffset);
+}
+
 // A capture whose built-in camera keeps the whole scene in sight, as `kestrum capture` takes
 // it: 45 degrees on the shorter side of the picture.
 Answer CaptureWholeScene(const Request& r) {

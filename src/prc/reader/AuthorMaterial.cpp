@@ -16,6 +16,7 @@ using Utility::LogLevel;
 
 namespace {
 // The renderer's shininess exponent for a reflectivity of 1.
+constexpr float kOpaqueAlpha = 1.0f;
 constexpr float kShininessScale = 128.0f;
 // A colour style lights like a matt surface with a faint highlight.
 constexpr float kColourAmbientShare = 0.25f;
@@ -36,11 +37,13 @@ bool AuthorMaterial::InitGeneric(const GlobalsSection& globals, const MaterialGe
         Logger::Log(LogLevel::Error, "AuthorMaterial::Init() - invalid input style!");
         return false;
     }
-    values.ambient = Rgba(globals.colours[material.ambient], material.ambientAlpha);
-    values.diffuse = Rgba(globals.colours[material.diffuse], material.diffuseAlpha);
-    values.emissive = Rgba(globals.colours[material.emissive], material.emissiveAlpha);
-    values.specular = Rgba(globals.colours[material.specular], material.specularAlpha);
-    values.attributes = {material.shininess * kShininessScale, material.diffuseAlpha, 0.0f, 0.0f};
+    // Opacity comes from the style that shows the material. The material's own alphas are not
+    // a reliable opacity: CAD exporters write 0 for opaque parts.
+    values.ambient = Rgba(globals.colours[material.ambient], kOpaqueAlpha);
+    values.diffuse = Rgba(globals.colours[material.diffuse], kOpaqueAlpha);
+    values.emissive = Rgba(globals.colours[material.emissive], kOpaqueAlpha);
+    values.specular = Rgba(globals.colours[material.specular], kOpaqueAlpha);
+    values.attributes = {material.shininess * kShininessScale, kOpaqueAlpha, 0.0f, 0.0f};
     return true;
 }
 
