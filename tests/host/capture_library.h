@@ -10,6 +10,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -312,6 +313,34 @@ inline int SolidCoverage(const Picture& p, uint32_t background) {
             count += solid ? 1 : 0;
         }
     return count;
+}
+
+// Solid scene pixels (as for SolidCoverage), where they centre and how bright they get.
+struct SceneShot {
+    int coverage = 0;
+    double centreX = 0, centreY = 0;   // of the box around the covered pixels, 0..1
+    int darkest = 255, brightest = 0;  // of the strongest channel
+};
+
+inline SceneShot MeasureScene(const Picture& p, uint32_t background) {
+    SceneShot s;
+    int32_t left = p.width, right = -1, top = p.height, bottom = -1;
+    for (int32_t y = 1; y + 1 < p.height; ++y)
+        for (int32_t x = 1; x + 1 < p.width; ++x) {
+            bool solid = true;
+            for (int dy = -1; dy <= 1 && solid; ++dy)
+                for (int dx = -1; dx <= 1 && solid; ++dx) solid = Differs(p.At(x + dx, y + dy), background);
+            if (!solid) continue;
+            ++s.coverage;
+            left = std::min(left, x), right = std::max(right, x);
+            top = std::min(top, y), bottom = std::max(bottom, y);
+            const uint8_t* px = p.At(x, y);
+            const int brightness = std::max({px[0], px[1], px[2]});
+            s.darkest = std::min(s.darkest, brightness);
+            s.brightest = std::max(s.brightest, brightness);
+        }
+    if (s.coverage) s.centreX = (left + right + 1) / 2.0 / p.width, s.centreY = (top + bottom + 1) / 2.0 / p.height;
+    return s;
 }
 
 // Share of pixels whose channels differ by more than `tolerance`; 1.0 for pictures of

@@ -23,40 +23,6 @@ using ObjTest::ScratchFolder;
 
 constexpr uint32_t kDarkBackground = 0x203040;
 
-struct Measure {
-    int coverage = 0;      // solid scene pixels
-    double centreX = 0.0;  // of the box around them, as a share of the picture
-    double centreY = 0.0;
-    int darkest = 255;  // luminance range of the scene pixels
-    int brightest = 0;
-};
-
-int Luminance(const uint8_t* bgra) { return (bgra[0] * 11 + bgra[1] * 59 + bgra[2] * 30) / 100; }
-
-// Scene pixels are those that differ from the background together with their eight
-// neighbours, so the one-pixel grid and axis lines drop out.
-Measure Measured(const Picture& p, uint32_t background) {
-    Measure m;
-    int32_t left = p.width, right = -1, top = p.height, bottom = -1;
-    for (int32_t y = 1; y + 1 < p.height; ++y)
-        for (int32_t x = 1; x + 1 < p.width; ++x) {
-            bool solid = true;
-            for (int dy = -1; dy <= 1 && solid; ++dy)
-                for (int dx = -1; dx <= 1 && solid; ++dx) solid = Differs(p.At(x + dx, y + dy), background);
-            if (!solid) continue;
-            ++m.coverage;
-            left = std::min(left, x), right = std::max(right, x);
-            top = std::min(top, y), bottom = std::max(bottom, y);
-            m.darkest = std::min(m.darkest, Luminance(p.At(x, y)));
-            m.brightest = std::max(m.brightest, Luminance(p.At(x, y)));
-        }
-    if (m.coverage) {
-        m.centreX = (left + right + 1) / 2.0 / p.width;
-        m.centreY = (top + bottom + 1) / 2.0 / p.height;
-    }
-    return m;
-}
-
 Answer CaptureFile(const std::string& path, int width = 200, int height = 150) {
     Request r = Request::File(path);
     r.width = width;
@@ -69,7 +35,7 @@ Answer CaptureFile(const std::string& path, int width = 200, int height = 150) {
 // Centred, a fair share of the picture, and shaded: a lit surface shows a range of
 // brightness, an unlit or black one does not.
 void ExpectCentredAndLit(const Picture& p, double minimumShare) {
-    const Measure m = Measured(p, kDarkBackground);
+    const SceneShot m = MeasureScene(p, kDarkBackground);
     EXPECT_GT(m.coverage, int(minimumShare * p.width * p.height));
     EXPECT_NEAR(m.centreX, 0.5, 0.1);
     EXPECT_NEAR(m.centreY, 0.5, 0.1);

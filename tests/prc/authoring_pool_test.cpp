@@ -114,12 +114,6 @@ TEST(PrcPool, ItemsTakeTheirOwnStyleOrTheOccurrences) {
     EXPECT_NE(cube.pool->MaterialPool().FindMaterialByLinestyle(0, 0), nullptr);
 }
 
-TEST(PrcPool, ExactGeometryOnlyHasNothingToRender) {
-    LogCapture log(2);
-    EXPECT_FALSE(LoadFile("teapot.prc").ok);
-    EXPECT_EQ(log.Count("PRC file does not contain valid renderable objects", 1), 1u);
-}
-
 TEST(PrcPool, HighlyCompressedFilesLoad) {
     for (const char* name : {"hc_cube.prc", "hc_sphere.prc", "hc_parts.prc", "sw_triangle.prc", "sw_cylinder.prc"}) {
         LogCapture log(2);

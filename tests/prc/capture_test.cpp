@@ -27,32 +27,6 @@ constexpr double kMaxCentreOffset = 0.12;  // of the picture's side
 constexpr int kMinPeakBrightness = 120;
 constexpr int kMinBrightnessRange = 40;
 
-struct Shot {
-    int coverage = 0;
-    double centreX = 0, centreY = 0;   // of the covered pixels, 0..1
-    int darkest = 255, brightest = 0;  // of the strongest channel
-};
-
-Shot Measure(const Picture& p) {
-    Shot s;
-    double sx = 0, sy = 0;
-    for (int32_t y = 1; y + 1 < p.height; ++y)
-        for (int32_t x = 1; x + 1 < p.width; ++x) {
-            bool solid = true;
-            for (int dy = -1; dy <= 1 && solid; ++dy)
-                for (int dx = -1; dx <= 1 && solid; ++dx) solid = Differs(p.At(x + dx, y + dy), kWhite);
-            if (!solid) continue;
-            ++s.coverage;
-            sx += x, sy += y;
-            const uint8_t* px = p.At(x, y);
-            const int brightness = std::max({px[0], px[1], px[2]});
-            s.darkest = std::min(s.darkest, brightness);
-            s.brightest = std::max(s.brightest, brightness);
-        }
-    if (s.coverage) s.centreX = sx / s.coverage / p.width, s.centreY = sy / s.coverage / p.height;
-    return s;
-}
-
 struct Scene {
     const char* file;
     const char* triangles;  // the statistics line of the built scene
@@ -76,7 +50,7 @@ protected:
         ASSERT_TRUE(a.answered);
         ASSERT_EQ(a.success, 1);
         ASSERT_EQ(a.pixels.size(), size_t(kWidth) * kHeight * 4);
-        const Shot s = Measure(FromAnswer(a));
+        const SceneShot s = MeasureScene(FromAnswer(a), kWhite);
         EXPECT_GE(s.coverage, kMinCoverage);
         EXPECT_NEAR(s.centreX, 0.5, kMaxCentreOffset);
         EXPECT_NEAR(s.centreY, 0.5, kMaxCentreOffset);
@@ -113,7 +87,7 @@ TEST_F(CaptureTest, ExporterTriangleWithZeroMaterialAlphasIsOpaque) {
     const Answer a = Capture(r);
     ASSERT_TRUE(a.answered);
     ASSERT_EQ(a.success, 1);
-    const Shot s = Measure(FromAnswer(a));
+    const SceneShot s = MeasureScene(FromAnswer(a), kWhite);
     EXPECT_GE(s.coverage, kMinCoverage);
     EXPECT_NEAR(s.centreX, 0.5, kMaxCentreOffset);
 }

@@ -1,6 +1,7 @@
 #include "GLTestEnvironment.h"
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include <epoxy/gl.h>
 
@@ -39,6 +40,42 @@ std::string TakeGLError() {
         if (first == GL_NO_ERROR) first = error;
     }
     return first == GL_NO_ERROR ? std::string() : fmt::format("GL error 0x{:04X}", first);
+}
+
+namespace {
+
+GLuint CompileStage(GLenum kind, const std::string& source) {
+    const GLuint shader = glCreateShader(kind);
+    const char* text = source.c_str();
+    glShaderSource(shader, 1, &text, nullptr);
+    glCompileShader(shader);
+    GLint ok = GL_FALSE;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &ok);
+    if (ok != GL_TRUE) {
+        char log[2048] = {};
+        glGetShaderInfoLog(shader, sizeof(log), nullptr, log);
+        ADD_FAILURE() << log;
+    }
+    return shader;
+}
+
+}  // namespace
+
+unsigned LinkProgram(const std::string& vertexSource, const std::string& fragmentSource) {
+    const GLuint vertex = CompileStage(GL_VERTEX_SHADER, vertexSource);
+    const GLuint fragment = CompileStage(GL_FRAGMENT_SHADER, fragmentSource);
+    const GLuint program = glCreateProgram();
+    glAttachShader(program, vertex);
+    glAttachShader(program, fragment);
+    glLinkProgram(program);
+    glDeleteShader(vertex);
+    glDeleteShader(fragment);
+    GLint ok = GL_FALSE;
+    glGetProgramiv(program, GL_LINK_STATUS, &ok);
+    if (ok == GL_TRUE) return program;
+    ADD_FAILURE() << "program did not link";
+    glDeleteProgram(program);
+    return 0;
 }
 
 }  // namespace kestrum_test

@@ -18,4 +18,7 @@ void ResetGLContext();
 // Text of the first GL error since the last call, or empty; clears the error flags.
 std::string TakeGLError();
 
+// A linked program of the two stages, or 0; compile and link logs become test failures.
+unsigned LinkProgram(const std::string& vertexSource, const std::string& fragmentSource);
+
 }  // namespace kestrum_test

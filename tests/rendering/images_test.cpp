@@ -53,6 +53,19 @@ std::vector<uint8_t> EncodeRgba(ImageFormat format, const std::vector<uint8_t>& 
 
 std::vector<uint8_t> Pixels(const ImageBuffer& image) { return {image.pixels.get(), image.pixels.get() + image.size}; }
 
+// Largest and mean channel difference of a lossy decode against what it should show.
+void ExpectClose(const uint8_t* decoded, const std::vector<uint8_t>& expected, int worstLimit, double meanLimit) {
+    int worst = 0;
+    double total = 0;
+    for (size_t i = 0; i < expected.size(); ++i) {
+        const int d = std::abs(int(decoded[i]) - int(expected[i]));
+        worst = std::max(worst, d);
+        total += d;
+    }
+    EXPECT_LE(worst, worstLimit);
+    EXPECT_LE(total / double(expected.size()), meanLimit);
+}
+
 // A PNG signature, an IHDR chunk claiming the given size and an empty IDAT, with correct CRCs:
 // enough for a reader to learn the size and start on the pixels.
 std::vector<uint8_t> MakePngHeader(uint32_t w, uint32_t h) {
@@ -102,15 +115,7 @@ TEST(ImageCodec, JpegRoundTripStaysWithinTolerance) {
     ASSERT_EQ(image.width, w);
     ASSERT_EQ(image.height, h);
     EXPECT_FALSE(image.hasAlpha);
-    int worst = 0;
-    double total = 0;
-    for (size_t i = 0; i < rgba.size(); ++i) {
-        const int d = std::abs(int(image.pixels[i]) - int(rgba[i]));
-        worst = std::max(worst, d);
-        total += d;
-    }
-    EXPECT_LE(worst, 12);
-    EXPECT_LE(total / double(rgba.size()), 2.0);
+    ExpectClose(image.pixels.get(), rgba, 12, 2.0);
 }
 
 TEST(ImageCodec, ReadsBmpAndPaletteGifAsFourByteLayouts) {
@@ -224,6 +229,15 @@ using image_test::ToTextureLayout;
 
 namespace {
 
+// Image file bytes in a creation info, as the U3D and PRC pools hand them over.
+TextureCreationInfo BytesInfo(const std::vector<uint8_t>& bytes, uint32_t w, uint32_t h, int32_t format) {
+    TextureCreationInfo info;
+    info.generateMipmaps = false;
+    info.format = format;
+    info.data = TextureData::Create(w, h, w * 4, uint32_t(bytes.size()), bytes.data());
+    return info;
+}
+
 class TextureTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -231,23 +245,6 @@ protected:
         kestrum_test::TakeGLError();
     }
     void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
-
-    // Image file bytes in a creation info, as the U3D and PRC pools hand them over.
-    static TextureCreationInfo BytesInfo(const std::vector<uint8_t>& bytes, uint32_t w, uint32_t h, int32_t format) {
-        TextureCreationInfo info;
-        info.generateMipmaps = false;
-        info.format = format;
-        info.data = TextureData::Create(w, h, w * 4, uint32_t(bytes.size()), bytes.data());
-        return info;
-    }
-
-    static std::vector<uint8_t> Encode(ImageFormat format, const std::vector<uint8_t>& rgba, uint32_t w, uint32_t h,
-                                       bool alpha) {
-        std::vector<uint8_t> bytes;
-        EXPECT_EQ(Image::Encode(format, rgba.data(), w, h, w * 4, PixelLayout::RGBA, alpha, false, bytes),
-                  ImageStatus::Ok);
-        return bytes;
-    }
 
     static std::vector<uint8_t> Pixels(const TextureData& data) {
         return {data.pixels.get(), data.pixels.get() + data.size};
@@ -261,7 +258,7 @@ TEST_F(TextureTest, PngAndTiffRoundTripsThroughTheGpuArePixelExact) {
     const auto rgba = MakePattern(w, h, false, 3);
     for (auto [format, code] :
          {std::pair{ImageFormat::PNG, TextureFormat::PNG}, std::pair{ImageFormat::TIFF, TextureFormat::TIFF}}) {
-        auto texture = Texture::CreateFromImageData(BytesInfo(Encode(format, rgba, w, h, true), w, h, code));
+        auto texture = Texture::CreateFromImageData(BytesInfo(EncodeRgba(format, rgba, w, h, true), w, h, code));
         ASSERT_NE(texture, nullptr);
         EXPECT_NE(texture->GetId(), 0u);
         EXPECT_EQ(texture->GetWidth(), w);
@@ -284,8 +281,8 @@ TEST_F(TextureTest, AlphaComesFromTheFirstByteOfTheSecondImage) {
     for (size_t i = 0; i < grey.size(); i += 4)
         grey[i] = grey[i + 1] = grey[i + 2] = uint8_t(i * 7 / 4), grey[i + 3] = 255;
     auto texture = Texture::CreateWithAlphaFrom(
-        BytesInfo(Encode(ImageFormat::PNG, color, w, h, false), w, h, TextureFormat::PNG),
-        BytesInfo(Encode(ImageFormat::TIFF, grey, w, h, false), w, h, TextureFormat::TIFF));
+        BytesInfo(EncodeRgba(ImageFormat::PNG, color, w, h, false), w, h, TextureFormat::PNG),
+        BytesInfo(EncodeRgba(ImageFormat::TIFF, grey, w, h, false), w, h, TextureFormat::TIFF));
     ASSERT_NE(texture, nullptr);
     EXPECT_TRUE(texture->HasAlpha());
     auto expected = color;
@@ -363,15 +360,8 @@ TEST(ImageInterop, EmbeddedTexturesMatchAnIndependentDecoder) {
                 EXPECT_EQ(std::memcmp(image.pixels.get(), expected.data(), expected.size()), 0) << e.file;
             } else {
                 ++jpeg;
-                int worst = 0;
-                double total = 0;
-                for (size_t i = 0; i < expected.size(); ++i) {
-                    const int d = std::abs(int(image.pixels[i]) - int(expected[i]));
-                    worst = std::max(worst, d);
-                    total += d;
-                }
-                EXPECT_LE(worst, 8) << e.file;
-                EXPECT_LE(total / double(expected.size()), 1.0) << e.file;
+                SCOPED_TRACE(e.file);
+                ExpectClose(image.pixels.get(), expected, 8, 1.0);
             }
         }
     }
@@ -390,15 +380,8 @@ TEST(ImageInterop, ColourAndGreyImagesOfAU3DSceneCombineIntoAlpha) {
     }
     ASSERT_FALSE(colorBytes.empty());
     ASSERT_FALSE(alphaBytes.empty());
-    auto info = [](const std::vector<uint8_t>& bytes, int32_t format) {
-        TextureCreationInfo i;
-        i.generateMipmaps = false;
-        i.format = format;
-        i.data = TextureData::Create(256, 16, 256 * 4, uint32_t(bytes.size()), bytes.data());
-        return i;
-    };
-    auto texture =
-        Texture::CreateWithAlphaFrom(info(colorBytes, TextureFormat::JPEG), info(alphaBytes, TextureFormat::PNG));
+    auto texture = Texture::CreateWithAlphaFrom(BytesInfo(colorBytes, 256, 16, TextureFormat::JPEG),
+                                                BytesInfo(alphaBytes, 256, 16, TextureFormat::PNG));
     ASSERT_NE(texture, nullptr);
     EXPECT_TRUE(texture->HasAlpha());
     auto data = texture->GetTextureDataFromGPU();

@@ -11,6 +11,7 @@
 
 #include "GLTestEnvironment.h"
 #include "camera_fake_scene.h"
+#include "color_target.h"
 #include "rendering/CameraController.h"
 #include "rendering/LightManager.h"
 #include "rendering/LightingSchemeManager.h"
@@ -25,21 +26,6 @@ namespace {
 
 using namespace cam;
 
-GLuint CompileStage(GLenum kind, const std::string& source) {
-    const GLuint shader = glCreateShader(kind);
-    const char* text = source.c_str();
-    glShaderSource(shader, 1, &text, nullptr);
-    glCompileShader(shader);
-    GLint ok = GL_FALSE;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &ok);
-    if (ok != GL_TRUE) {
-        char log[2048] = {};
-        glGetShaderInfoLog(shader, sizeof(log), nullptr, log);
-        ADD_FAILURE() << log;
-    }
-    return shader;
-}
-
 // A lit program as the generator writes it for a mesh with positions and normals.
 GLuint LitProgram() {
     ShaderDescription description;
@@ -48,18 +34,7 @@ GLuint LitProgram() {
     description.blendMode = 3;
     const OpenGLContext& context = OpenGLContext::Instance();
     const ShaderSourceGenerator generator(description, 1, context.ShaderMajor(), context.ShaderMinor());
-    const GLuint vertex = CompileStage(GL_VERTEX_SHADER, generator.VertexSource());
-    const GLuint fragment = CompileStage(GL_FRAGMENT_SHADER, generator.FragmentSource());
-    const GLuint program = glCreateProgram();
-    glAttachShader(program, vertex);
-    glAttachShader(program, fragment);
-    glLinkProgram(program);
-    glDeleteShader(vertex);
-    glDeleteShader(fragment);
-    GLint ok = GL_FALSE;
-    glGetProgramiv(program, GL_LINK_STATUS, &ok);
-    EXPECT_EQ(ok, GL_TRUE);
-    return program;
+    return LinkProgram(generator.VertexSource(), generator.FragmentSource());
 }
 
 struct LightBlockGL : ::testing::Test {
@@ -102,19 +77,9 @@ public:
         glUniformBlockBinding(program_, glGetUniformBlockIndex(program_, "GlobalMatrices"), GLuint(matricesPoint_));
         glUniformBlockBinding(program_, glGetUniformBlockIndex(program_, "GlobalLights"), GLuint(lightsPoint_));
 
-        glGenTextures(1, &color_);
-        glBindTexture(GL_TEXTURE_2D, color_);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 8, 8, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-        glBindTexture(GL_TEXTURE_2D, 0);
-        glGenFramebuffers(1, &fbo_);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, color_, 0);
-        EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
     }
     ~LitQuad() {
-        glDeleteFramebuffers(1, &fbo_);
-        glDeleteTextures(1, &color_);
         glDeleteBuffers(1, &matrices_);
         glDeleteBuffers(1, &vbo_);
         glDeleteVertexArrays(1, &vao_);
@@ -126,8 +91,7 @@ public:
 
     // Red channel of the centre pixel.
     int Draw() {
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glViewport(0, 0, 8, 8);
+        target_.Bind();
         glDisable(GL_DEPTH_TEST);
         glDisable(GL_BLEND);
         glClearColor(0, 0, 0, 1);
@@ -149,7 +113,8 @@ public:
     }
 
 private:
-    GLuint program_ = 0, vao_ = 0, vbo_ = 0, matrices_ = 0, color_ = 0, fbo_ = 0;
+    ColorTarget target_{8, 8};
+    GLuint program_ = 0, vao_ = 0, vbo_ = 0, matrices_ = 0;
     int32_t matricesPoint_ = -1, lightsPoint_ = -1;
 };
 

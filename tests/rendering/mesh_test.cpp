@@ -128,13 +128,6 @@ out vec4 fragColour;
 void main() { fragColour = vColour; }
 )";
 
-GLuint Compile(GLenum type, const char* source) {
-    GLuint shader = glCreateShader(type);
-    glShaderSource(shader, 1, &source, nullptr);
-    glCompileShader(shader);
-    return shader;
-}
-
 // The test's own program reads the rows (position, colour), so the VAO is pointed at them.
 void PointVaoAtRows(const Mesh& mesh) {
     const DrawInfo* draw = mesh.GetDrawInfo(0);
@@ -156,37 +149,17 @@ protected:
         kestrum_test::TakeGLError();
         savedLimit_ = Mesh::DrawBatchLimit();
 
-        program_ = glCreateProgram();
-        GLuint vs = Compile(GL_VERTEX_SHADER, kVertexSource), fs = Compile(GL_FRAGMENT_SHADER, kFragmentSource);
-        glAttachShader(program_, vs);
-        glAttachShader(program_, fs);
-        glLinkProgram(program_);
-        glDeleteShader(vs);
-        glDeleteShader(fs);
-        GLint linked = 0;
-        glGetProgramiv(program_, GL_LINK_STATUS, &linked);
-        ASSERT_EQ(linked, GL_TRUE);
-
-        glGenFramebuffers(1, &fbo_);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glGenRenderbuffers(2, renderbuffers_);
-        glBindRenderbuffer(GL_RENDERBUFFER, renderbuffers_[0]);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSize, kSize);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffers_[0]);
-        glBindRenderbuffer(GL_RENDERBUFFER, renderbuffers_[1]);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, kSize, kSize);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, renderbuffers_[1]);
-        glBindRenderbuffer(GL_RENDERBUFFER, 0);
-        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+        program_ = kestrum_test::LinkProgram(kVertexSource, kFragmentSource);
+        ASSERT_NE(program_, 0u);
+        target_ = std::make_unique<kestrum_test::ColorTarget>(kSize, kSize, true);
+        ASSERT_TRUE(target_->Complete());
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
     }
 
     void TearDown() override {
         Mesh::SetDrawBatchLimit(savedLimit_);
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
         glUseProgram(0);
-        if (fbo_) glDeleteFramebuffers(1, &fbo_);
-        glDeleteRenderbuffers(2, renderbuffers_);
+        target_.reset();
         if (program_) glDeleteProgram(program_);
         EXPECT_EQ(kestrum_test::TakeGLError(), "");
     }
@@ -241,8 +214,7 @@ protected:
 
     std::vector<uint8_t> Render(Mesh& mesh, uint32_t batchLimit, float time = 0.0f) {
         Mesh::SetDrawBatchLimit(batchLimit);
-        glBindFramebuffer(GL_FRAMEBUFFER, fbo_);
-        glViewport(0, 0, kSize, kSize);
+        target_->Bind();
         glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
         glClearDepth(1.0);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
@@ -254,8 +226,7 @@ protected:
         RenderInfo info;
         info.shaderInfos.resize(1);  // no shader: the test's program stays bound
         mesh.Draw(info, time);
-        std::vector<uint8_t> pixels(size_t(kSize) * kSize * 4);
-        glReadPixels(0, 0, kSize, kSize, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        std::vector<uint8_t> pixels = target_->Read();
         glDisable(GL_BLEND);
         glUseProgram(0);
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
@@ -269,8 +240,8 @@ protected:
     }
 
     uint32_t savedLimit_ = 0;
-    GLuint program_ = 0, fbo_ = 0;
-    GLuint renderbuffers_[2] = {0, 0};
+    GLuint program_ = 0;
+    std::unique_ptr<kestrum_test::ColorTarget> target_;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "color_target.h"
 #include "rendering/SimpleMeshFactory.h"
 #include "scene_test_support.h"
 
@@ -62,26 +63,14 @@ TEST_F(SceneGraphTest, HelperOfSeveralSubObjectsDraws) {
     ASSERT_NE(handle, 0u);
     auto crosshair = Scene(handle)->CreateUIElement(SimpleMeshType::SphereCrosshairUI, 0, {1, 1, 0, 1});
     ASSERT_TRUE(crosshair);
-    constexpr GLsizei kSide = 64;
-    GLuint fbo = 0, colour = 0;
-    glGenFramebuffers(1, &fbo);
-    glGenRenderbuffers(1, &colour);
-    glBindRenderbuffer(GL_RENDERBUFFER, colour);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, kSide, kSide);
-    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
-    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, colour);
-    glViewport(0, 0, kSide, kSide);
+    kestrum_test::ColorTarget target(64, 64);
     glClearColor(0, 0, 0, 1);
     glClear(GL_COLOR_BUFFER_BIT);
     crosshair->SetVisible(true);
     crosshair->Render(0.0f, 0.0f);
-    std::vector<uint8_t> rgba(size_t(kSide) * kSide * 4);
-    glReadPixels(0, 0, kSide, kSide, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
+    const std::vector<uint8_t> rgba = target.Read();
     glUseProgram(0);
     glBindVertexArray(0);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glDeleteRenderbuffers(1, &colour);
-    glDeleteFramebuffers(1, &fbo);
     size_t lit = 0;
     for (size_t i = 0; i < rgba.size(); i += 4) lit += rgba[i] != 0 ? 1 : 0;
     EXPECT_GT(lit, 0u);

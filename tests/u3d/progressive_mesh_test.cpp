@@ -187,21 +187,25 @@ std::vector<uint8_t> TinyProgressive(const std::string& name, uint32_t start, ui
         w.WriteCompressedU32(22, y);
         w.WriteCompressedU32(23, z);
     };
-    // r0: position (2, 0, 0) from the origin (quantisation 0.5).
-    header(0, 0, 0);
-    position(0, 4, 0, 0);
-    // r1: position (0, 0, 0): split 0, x negated.
-    header(1, 0, 0);
-    position(1, 4, 0, 0);
-    // r2: one face, orientation 1 (split, new, third), third = global 1.
-    header(2, 0, 1);
-    w.WriteCompressedU32(65, 0);
-    w.WriteCompressedU8(2, 1);
-    w.WriteCompressedU8(3, 2);
-    w.WriteCompressedU32(1026, 1);
-    position(0, 0, 4, 0);  // (2, 2, 0)
-    if (end > 3) {
-        // r3: split position 1; neighbours of 1 are {2, 0}, ranked from the top: local 0 is 2.
+    const auto wanted = [&](uint32_t r) { return start <= r && r < end; };
+    if (wanted(0)) {  // position (2, 0, 0) from the origin (quantisation 0.5)
+        header(0, 0, 0);
+        position(0, 4, 0, 0);
+    }
+    if (wanted(1)) {  // position (0, 0, 0): split 0, x negated
+        header(1, 0, 0);
+        position(1, 4, 0, 0);
+    }
+    if (wanted(2)) {  // one face, orientation 1 (split, new, third), third = global 1
+        header(2, 0, 1);
+        w.WriteCompressedU32(65, 0);
+        w.WriteCompressedU8(2, 1);
+        w.WriteCompressedU8(3, 2);
+        w.WriteCompressedU32(1026, 1);
+        position(0, 0, 4, 0);  // (2, 2, 0)
+    }
+    if (wanted(3)) {
+        // Split position 1; neighbours of 1 are {2, 0}, ranked from the top: local 0 is 2.
         header(3, 1, 1);
         w.WriteCompressedU32(65, 0);
         w.WriteCompressedU8(2, 2);  // orientation 2: new, split, third
@@ -248,26 +252,7 @@ TEST_F(MeshBlocks, ProgressiveUpdatesContinueAcrossBlocks) {
     ASSERT_TRUE(Declare(TinyDeclaration()));
     ASSERT_TRUE(Read(BlockType::CLODProgressiveMeshContinuation, TinyProgressive("Tiny", 0, 3)));
     ASSERT_EQ(Data("Tiny")->positions.size(), 3u);
-    BitStreamWriter w;
-    w.WriteString("Tiny");
-    w.WriteU32(0);
-    w.WriteU32(3);
-    w.WriteU32(4);
-    w.WriteCompressedU32(1027, 1);
-    w.WriteCompressedU16(99, 0);
-    w.WriteCompressedU16(101, 0);
-    w.WriteCompressedU16(123, 0);
-    w.WriteCompressedU32(1, 1);
-    w.WriteCompressedU32(65, 0);
-    w.WriteCompressedU8(2, 2);
-    w.WriteCompressedU8(3, 1);
-    w.WriteCompressedU32(4, 0);
-    w.WriteCompressedU8(17, 1);
-    w.WriteCompressedU8(20, 0);
-    w.WriteCompressedU32(21, 0);
-    w.WriteCompressedU32(22, 4);
-    w.WriteCompressedU32(23, 0);
-    ASSERT_TRUE(Read(BlockType::CLODProgressiveMeshContinuation, w.Finish()));
+    ASSERT_TRUE(Read(BlockType::CLODProgressiveMeshContinuation, TinyProgressive("Tiny", 3, 4)));
     EXPECT_TRUE(log.capture->AtLevel(1).empty());
     ASSERT_EQ(Data("Tiny")->primitiveCount, 2u);
     EXPECT_EQ(Data("Tiny")->primitives[0].positions, (std::array<uint32_t, 3>{0, 2, 3}));
@@ -410,13 +395,10 @@ TEST(Adjacency, PositionsBeyondTheDeclarationAreRefusedOrIgnored) {
     mesh->adjacencySet.AddFace(3, 0);  // ignored, silently
     std::span<const uint32_t> faces;
     EXPECT_FALSE(mesh->adjacencySet.GetFaceSet(3, faces));
-    EXPECT_TRUE(log.capture->Contains("AdjacencySet::GetFaceSet - invalid index!"));
     mesh->adjacencySet.Remove(7, 0);
-    EXPECT_TRUE(log.capture->Contains("AdjacencySet::Remove - invalid index!"));
     IndexSet out;
     EXPECT_FALSE(mesh->adjacencySet.GetTexCoordSet(4, 0, out));
-    EXPECT_TRUE(
-        log.capture->Contains("AdjacencySet::GetTexCoordSet: invalid texture layers, currently only 4 supported"));
+    EXPECT_EQ(log.capture->AtLevel(1).size(), 3u);
 }
 
 TEST(Adjacency, AttributeSetsTakeTheCornerOfThePositionAndRankFromTheTop) {

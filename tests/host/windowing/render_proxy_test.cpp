@@ -495,28 +495,4 @@ TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     EXPECT_EQ(blue.At(0, 0)[2], 255);
 }
 
-// ---- the command-line host -------------------------------------------------------------------
-
-std::string KestrumTool() {
-    std::string library = KESTRUM_LIBRARY_PATH;
-    return library.substr(0, library.rfind('/')) + "/../tools/kestrum";
-}
-
-TEST(KestrumInfo, PrintsTheCameraNamesOfAScene) {
-    const std::string tool = KestrumTool();
-    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "kestrum is not built: " << tool;
-    const std::string command = "'" + tool + "' -L '" + KESTRUM_LIBRARY_PATH + "' info '" + SampleScene() + "' 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char buffer[512];
-    while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
-    EXPECT_EQ(pclose(pipe), 0) << output;
-    EXPECT_NE(output.find("cameras: 3"), std::string::npos) << output;
-    EXPECT_NE(output.find("    <Built-In-Camera>\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("    Front\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("    Top\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("U3D-Scene statistics:"), std::string::npos) << output;
-}
-
 }  // namespace
