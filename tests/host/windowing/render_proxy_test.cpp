@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "Kestrum.h"
+#include "host/capture_library.h"
 #include "host/windowing/RenderWindow.h"
 #include "host/windowing/WindowClassRegistrar.h"
 #include "host/windowing/X11Connection.h"
@@ -31,6 +32,8 @@
 namespace {
 
 using namespace Velmora::Windowing;
+using KestrumCaptureTest::Picture;
+using KestrumCaptureTest::ReadPng;
 using Velmora::Rendering::OpenGLContext;
 using Velmora::Rendering::Renderer;
 
@@ -158,17 +161,6 @@ bool WaitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
 
 using Library = Velmora::Test::ExportedLibrary;
 
-// The render thread must stop before the process exits.
-class ShutdownEnvironment : public ::testing::Environment {
-public:
-    void TearDown() override {
-        if (!Library::Get().Loaded()) return;
-        Library::Get().ShutdownRenderer();
-        Library::Get().ShutdownRenderer();
-    }
-};
-::testing::Environment* const kShutdown = ::testing::AddGlobalTestEnvironment(new ShutdownEnvironment);
-
 // ---- answers ---------------------------------------------------------------------------------
 
 struct Answer {
@@ -251,28 +243,6 @@ bool Contains(const std::vector<std::string>& list, const std::string& name) {
     for (const std::string& entry : list)
         if (entry == name) return true;
     return false;
-}
-
-// ---- pictures --------------------------------------------------------------------------------
-
-struct Picture {
-    uint32_t width = 0, height = 0;
-    std::vector<uint8_t> rgb;
-    const uint8_t* At(uint32_t x, uint32_t y) const { return rgb.data() + (size_t(y) * width + x) * 3; }
-};
-
-bool ReadPng(const std::string& path, Picture& picture) {
-    png_image image;
-    std::memset(&image, 0, sizeof image);
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return false;
-    image.format = PNG_FORMAT_RGB;
-    picture.width = image.width;
-    picture.height = image.height;
-    picture.rgb.resize(PNG_IMAGE_SIZE(image));
-    const bool ok = png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr) != 0;
-    png_image_free(&image);
-    return ok;
 }
 
 // ---- fixture ---------------------------------------------------------------------------------
@@ -485,14 +455,14 @@ TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     EXPECT_EQ(lib.GetProperty_Int32(proxy_, KESTRUM_PROPERTY_BACKGROUND), 0xFF0000);
     Picture red;
     ASSERT_TRUE(Shot(red));
-    ASSERT_EQ(red.width, 200u);
-    EXPECT_EQ(red.At(0, 0)[0], 255);
-    EXPECT_EQ(red.At(0, 0)[2], 0);
+    ASSERT_EQ(red.width, 200);
+    EXPECT_EQ(red.At(0, 0)[2], 255);  // BGRA
+    EXPECT_EQ(red.At(0, 0)[0], 0);
     lib.SetProperty_Int32(proxy_, KESTRUM_PROPERTY_BACKGROUND, 0x0000FF, 1);
     Picture blue;
     ASSERT_TRUE(Shot(blue));
-    EXPECT_EQ(blue.At(0, 0)[0], 0);
-    EXPECT_EQ(blue.At(0, 0)[2], 255);
+    EXPECT_EQ(blue.At(0, 0)[2], 0);
+    EXPECT_EQ(blue.At(0, 0)[0], 255);
 }
 
 }  // namespace

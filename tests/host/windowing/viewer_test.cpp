@@ -21,9 +21,13 @@
 #include <thread>
 #include <vector>
 
+#include "host/capture_library.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using KestrumCaptureTest::Picture;
+using KestrumCaptureTest::ReadPng;
 
 constexpr auto kPatience = std::chrono::seconds(60);
 constexpr int kViewWidth = 400;
@@ -63,27 +67,6 @@ std::string Shell(const std::string& command) {
     return output;
 }
 
-struct Picture {
-    uint32_t width = 0;
-    uint32_t height = 0;
-    std::vector<uint8_t> rgb;
-    const uint8_t* At(uint32_t x, uint32_t y) const { return &rgb[(size_t(y) * width + x) * 3]; }
-};
-
-bool ReadPng(const fs::path& path, Picture& picture) {
-    png_image image;
-    std::memset(&image, 0, sizeof image);
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return false;
-    image.format = PNG_FORMAT_RGB;
-    picture.width = image.width;
-    picture.height = image.height;
-    picture.rgb.assign(PNG_IMAGE_SIZE(image), 0);
-    const bool ok = png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr) != 0;
-    png_image_free(&image);
-    return ok;
-}
-
 // The model against the white background: how much of the picture it covers and where its
 // middle is, as fractions of the picture.
 struct Coverage {
@@ -97,8 +80,8 @@ Coverage MeasureModel(const Picture& picture) {
     Coverage coverage;
     size_t count = 0;
     double sumX = 0, sumY = 0;
-    for (uint32_t y = 0; y < picture.height; ++y)
-        for (uint32_t x = 0; x < picture.width; ++x) {
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x) {
             const uint8_t* p = picture.At(x, y);
             if (p[0] < kBackgroundLimit && p[1] < kBackgroundLimit && p[2] < kBackgroundLimit) {
                 ++count;
@@ -116,12 +99,12 @@ Coverage MeasureModel(const Picture& picture) {
 double ChangedShare(const Picture& a, const Picture& b) {
     constexpr int kNoise = 24;
     size_t changed = 0;
-    for (size_t i = 0; i + 2 < a.rgb.size(); i += 3) {
+    for (size_t i = 0; i + 3 < a.bgra.size(); i += 4) {
         int delta = 0;
-        for (size_t c = 0; c < 3; ++c) delta += std::abs(int(a.rgb[i + c]) - int(b.rgb[i + c]));
+        for (size_t c = 0; c < 3; ++c) delta += std::abs(int(a.bgra[i + c]) - int(b.bgra[i + c]));
         if (delta > kNoise) ++changed;
     }
-    return double(changed) / (a.rgb.size() / 3);
+    return double(changed) / double(a.bgra.size() / 4);
 }
 
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
@@ -221,8 +204,8 @@ TEST_F(ViewerTest, OrbitTurnsTheModelResizeFollowsAndCloseExitsCleanly) {
 
     Picture before;
     ASSERT_TRUE(Screenshot(window, 1, before)) << viewer.Out() << viewer.Err();
-    ASSERT_EQ(before.width, uint32_t(kViewWidth));
-    ASSERT_EQ(before.height, uint32_t(kViewHeight));
+    ASSERT_EQ(before.width, kViewWidth);
+    ASSERT_EQ(before.height, kViewHeight);
 
     // A left drag across the middle, one step per frame or so: the library reads a press, the
     // moves and the release in separate frames.
@@ -250,7 +233,7 @@ TEST_F(ViewerTest, OrbitTurnsTheModelResizeFollowsAndCloseExitsCleanly) {
     // The new size reaches the library a frame or so later; until then pictures keep the old one.
     int number = 3;
     EXPECT_TRUE(WaitFor([&] {
-        return Screenshot(window, number++, smaller) && smaller.width == 300u && smaller.height == 200u;
+        return Screenshot(window, number++, smaller) && smaller.width == 300 && smaller.height == 200;
     })) << smaller.width
         << "x" << smaller.height;
     EXPECT_GT(MeasureModel(smaller).share, 0.2);
