@@ -233,12 +233,10 @@ static void CheckNullProxy(void) {
     CHECK(K.CreateRenderProxy(create, NULL) == NULL);
 }
 
+/* A default log that cannot be opened changes nothing, the level included. */
 static void CheckLogLevels(void) {
-    K.SetLogLevel(6);
-    CHECK(K.GetLogLevel() == 6);
-    CHECK(K.StartLoggingToDefault(0, u"", 0, 6) == 0);
-    CHECK(K.GetLogLevel() == 6);
     K.SetLogLevel(3);
+    CHECK(K.StartLoggingToDefault(0, u"", 0, 6) == 0);
     CHECK(K.GetLogLevel() == 3);
 }
 

@@ -64,17 +64,19 @@ struct Answer {
     bool exportData = false;
 };
 
-class Pending {
+// One answer of type T (with an `answered` flag) handed from a callback to the waiting test.
+template <typename T>
+class BasicPending {
 public:
-    static Pending& Get() {
-        static Pending pending;
+    static BasicPending& Get() {
+        static BasicPending pending;
         return pending;
     }
     void Reset() {
         std::lock_guard<std::mutex> lock(mutex_);
-        answer_ = Answer{};
+        answer_ = T{};
     }
-    void Deliver(Answer answer) {
+    void Deliver(T answer) {
         std::lock_guard<std::mutex> lock(mutex_);
         answer.answered = true;
         answer_ = std::move(answer);
@@ -82,7 +84,7 @@ public:
     }
     // A scene import of head.u3d under the sanitizers takes seconds; a missing answer shows
     // up as answered == false rather than as a hang.
-    Answer Wait(int timeoutMs = 120000) {
+    T Wait(int timeoutMs = 120000) {
         std::unique_lock<std::mutex> lock(mutex_);
         done_.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return answer_.answered; });
         return answer_;
@@ -91,8 +93,9 @@ public:
 private:
     std::mutex mutex_;
     std::condition_variable done_;
-    Answer answer_;
+    T answer_;
 };
+using Pending = BasicPending<Answer>;
 
 inline void OnLoad(Kestrum::LoadSceneResult* result, int success) {
     Answer a;

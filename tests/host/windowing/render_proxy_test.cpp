@@ -10,11 +10,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -175,25 +173,7 @@ struct Answer {
     uint32_t renderMode = 0;
 };
 
-std::mutex g_mutex;
-std::condition_variable g_done;
-Answer g_answer;
-
-void Deliver(Answer answer) {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    answer.answered = true;
-    g_answer = std::move(answer);
-    g_done.notify_all();
-}
-void ResetAnswer() {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    g_answer = Answer{};
-}
-Answer WaitAnswer(int timeoutMs = 60000) {
-    std::unique_lock<std::mutex> lock(g_mutex);
-    g_done.wait_for(lock, std::chrono::milliseconds(timeoutMs), [] { return g_answer.answered; });
-    return g_answer;
-}
+using Pending = KestrumCaptureTest::BasicPending<Answer>;
 
 void TakeActive(const ActiveCameraInfo* info, Answer& a) {
     if (info == nullptr) return;
@@ -211,25 +191,25 @@ void OnLoad(LoadSceneResult* result, int success) {
     for (uint32_t i = 0; result->cameraNames && i < result->cameraCount; ++i)
         a.cameras.emplace_back(result->cameraNames[i], size_t(result->cameraNameLengths[i]));
     TakeActive(result->activeCamera, a);
-    Deliver(std::move(a));
+    Pending::Get().Deliver(std::move(a));
 }
 void OnCamera(ActiveCameraInfo* info, int success) {
     Answer a;
     a.success = success;
     TakeActive(info, a);
-    Deliver(std::move(a));
+    Pending::Get().Deliver(std::move(a));
 }
 void OnCameraList(int, const char* const* names, const int* lengths, uint32_t count) {
     Answer a;
     a.success = 1;
     for (uint32_t i = 0; i < count; ++i) a.cameras.emplace_back(names[i], size_t(lengths[i]));
-    Deliver(std::move(a));
+    Pending::Get().Deliver(std::move(a));
 }
 void OnHandle(uint32_t handle) {
     Answer a;
     a.success = 1;
     a.handle = handle;
-    Deliver(std::move(a));
+    Pending::Get().Deliver(std::move(a));
 }
 
 std::vector<uint32_t> g_capabilityKinds;
@@ -308,20 +288,20 @@ protected:
         view.flags = KESTRUM_VIEW_ACTIVATE | options.viewFlags;
         view.lightingScheme = 1;
         view.fieldOfView = 45.0f;
-        ResetAnswer();
+        Pending::Get().Reset();
         lib.LoadScene(0, proxy_, load, view, OnLoad);
-        return WaitAnswer();
+        return Pending::Get().Wait();
     }
     Answer Activate(ECameraActivationType type, const std::string& name = std::string()) {
         const std::u16string name16 = Utf16(name);
-        ResetAnswer();
+        Pending::Get().Reset();
         lib.ActivateCamera(0, proxy_, type, name16.c_str(), OnCamera);
-        return WaitAnswer();
+        return Pending::Get().Wait();
     }
     Answer Cameras() {
-        ResetAnswer();
+        Pending::Get().Reset();
         lib.GetAvailableCameras(proxy_, OnCameraList);
-        return WaitAnswer();
+        return Pending::Get().Wait();
     }
     // A screenshot is written with the view's next frame.
     bool Shot(Picture& picture) {
@@ -408,13 +388,13 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     EXPECT_EQ(bad.userTag, 5u);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 1);
     EXPECT_TRUE(Contains(Cameras().cameras, "Front"));
-    ResetAnswer();
+    Pending::Get().Reset();
     lib.CloseScene(proxy_, OnHandle);
-    EXPECT_EQ(WaitAnswer().handle, good.handle);
+    EXPECT_EQ(Pending::Get().Wait().handle, good.handle);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 0);
-    ResetAnswer();
+    Pending::Get().Reset();
     lib.CloseScene(proxy_, OnHandle);
-    EXPECT_EQ(WaitAnswer().handle, 0u) << "nothing left to close";
+    EXPECT_EQ(Pending::Get().Wait().handle, 0u) << "nothing left to close";
 }
 
 // ---- cameras ---------------------------------------------------------------------------------
