@@ -192,8 +192,6 @@ TEST_F(LightFixture, GammaRange) {
     EXPECT_TRUE(lights.SetGamma(5.0f));
     EXPECT_TRUE(lights.SetGamma(2.2f));
     EXPECT_FLOAT_EQ(lights.GetBlock().gamma, 2.2f);
-    lights.SetGammaEnabled(false);
-    EXPECT_EQ(lights.GetBlock().enableGamma, 0);
 }
 
 struct SchemeFixture : ::testing::Test {

@@ -60,7 +60,6 @@ TEST_F(MeshTest, UploadedVerticesAndIndicesReadBackUnchanged) {
     auto mesh = Mesh::Create(
         Info("two", PrimitiveType::Triangles, {{a, nullptr, full}, {b, nullptr, VA::Position | VA::TexCoord(1)}}));
     ASSERT_NE(mesh, nullptr);
-    EXPECT_EQ(mesh->GetName(), "two");
     EXPECT_EQ(mesh->GetSubObjectCount(), 2u);
     EXPECT_EQ(mesh->GetNumberOfPrimitivesForSubObject(0), 2u);
     EXPECT_EQ(mesh->GetNumberOfPrimitivesForSubObject(1), 1u);

@@ -175,10 +175,6 @@ TEST_F(LoggingTest, StartDefaultWritesTheFileFormat) {
 TEST_F(LoggingTest, HookReceivesMessagesInOrder) {
     int user = 0;
     EXPECT_EQ(LogManager::Instance().SetLoggingHook(&user, &TestHook), nullptr);
-    void* got = nullptr;
-    EXPECT_EQ(LogManager::Instance().GetLoggingHook(&got), &TestHook);
-    EXPECT_EQ(got, &user);
-    EXPECT_EQ(LogManager::Instance().GetLoggingHook(nullptr), &TestHook);
     for (int i = 0; i < 200; ++i) Logger::Log(LogLevel::Error, "msg %d", i);
     Logger::Log(LogLevel::Info, "filtered");
     ASSERT_TRUE(WaitFor([] { return HookedCount() >= 200; }));
