@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "format/AuthoringInterrupt.h"
 #include "format/AuthoringProgress.h"
 #include "util/SimpleProfiler.h"
 
@@ -42,6 +43,17 @@ public:
     AuthoringProgress& Progress() { return progress_; }
 
 protected:
+    // Runs one stage of a build under its sub-timer: false when the stage fails or the load was
+    // interrupted while it ran.
+    template <typename Stage>
+    static bool RunStage(const Timer& timer, const char* name, Stage&& stage) {
+        {
+            Utility::ScopedSubTimer stageTimer(timer, name);
+            if (!stage()) return false;
+        }
+        return !AuthoringInterrupt::Interrupted();
+    }
+
     AuthoringProgress progress_;
 };
 

@@ -47,8 +47,6 @@ public:
 
 private:
     bool RunBuildStages(Rendering::SceneGraph& scene, const Timer& timer);
-    template <typename Stage>
-    static bool RunStage(const Timer& timer, const char* name, Stage&& stage);
     static bool InitScene(Rendering::SceneGraph& scene, const std::shared_ptr<Rendering::Model>& rootModel);
 
     bool CreateChildInstancesForNode(Rendering::SceneGraph& scene, const AuthorNode& node,

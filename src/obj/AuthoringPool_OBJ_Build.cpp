@@ -71,15 +71,6 @@ bool AuthoringPool_OBJ::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     return true;
 }
 
-template <typename Stage>
-bool AuthoringPool_OBJ::RunStage(const Timer& timer, const char* name, Stage&& stage) {
-    {
-        Utility::ScopedSubTimer stageTimer(timer, name);
-        if (!stage()) return false;
-    }
-    return !AuthoringInterrupt::Interrupted();
-}
-
 bool AuthoringPool_OBJ::RunBuildStages(SceneGraph& scene, const Timer& timer) {
     std::shared_ptr<Model> rootModel = InvisibleModel::Create(scene.GetHandle(), rootNode_->name);
     if (!rootModel) {

@@ -71,8 +71,6 @@ private:
     // The build in its fixed order of stages, each under a subtimer of its name and each
     // followed by an interrupt check. A stage gives false only when the build cannot go on.
     bool RunBuildStages(Rendering::SceneGraph& scene, Rendering::SceneHandle handle, const Timer& timer);
-    template <typename Stage>
-    static bool RunStage(const Timer& timer, const char* name, Stage&& stage);
     bool BuildMaterials(Rendering::SceneGraph& scene);
     bool BuildTextures(Rendering::SceneGraph& scene);
     bool BuildMeshes(Rendering::SceneHandle handle);

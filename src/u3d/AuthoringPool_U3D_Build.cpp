@@ -141,15 +141,6 @@ bool AuthoringPool_U3D::BuildSceneGraph(uint32_t& sceneHandle, Timer timer) {
     return true;
 }
 
-template <typename Stage>
-bool AuthoringPool_U3D::RunStage(const Timer& timer, const char* name, Stage&& stage) {
-    {
-        Utility::ScopedSubTimer stageTimer(timer, name);
-        if (!stage()) return false;
-    }
-    return !AuthoringInterrupt::Interrupted();
-}
-
 bool AuthoringPool_U3D::RunBuildStages(SceneGraph& scene, SceneHandle handle, const Timer& timer) {
     std::shared_ptr<Model> rootModel = InvisibleModel::Create(handle, kRootModelName);
     if (!rootModel) {

@@ -16,21 +16,10 @@ bool CLODMeshDeclaration::ReadMeshSpecific(BitStreamReader& reader, AuthorMeshDa
     if (!data) return false;
     data->meshAttributes = reader.ReadU32();
     data->faceCount = reader.ReadU32();
-    data->positionCount = reader.ReadU32();
-    data->normalCount = reader.ReadU32();
-    data->diffuseCount = reader.ReadU32();
-    data->specularCount = reader.ReadU32();
-    data->texCoordCount = reader.ReadU32();
-    data->shadingCount = reader.ReadU32();
-    if (data->shadingCount != 0 && !ReadShadingDescriptions(reader, *data, data->shadingCount)) return false;
+    if (!ReadCountsAndShading(reader, *data)) return false;
     data->minResolution = reader.ReadU32();
     data->maxResolution = reader.ReadU32();
-    for (int i = 0; i < 3; ++i) reader.ReadU32();  // quality factors, unused
-    data->inverseQuantPosition = reader.ReadF32();
-    data->inverseQuantNormal = reader.ReadF32();
-    data->inverseQuantTexCoord = reader.ReadF32();
-    data->inverseQuantDiffuse = reader.ReadF32();
-    data->inverseQuantSpecular = reader.ReadF32();
+    ReadQuantisation(reader, *data);
     data->normalCrease = reader.ReadF32();
     data->normalUpdate = reader.ReadF32();
     data->normalTolerance = reader.ReadF32();

@@ -9,6 +9,7 @@
 #include "u3d/BitStreamReader.h"
 #include "u3d/CLODBaseMeshContinuation.h"
 #include "u3d/CLODMeshData.h"
+#include "u3d/SplitPosition.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -22,7 +23,6 @@ namespace {
 namespace Ctx {
 constexpr uint32_t FaceCount = 1, Orientation = 2, ThirdType = 3, ThirdLocal = 4;
 constexpr uint32_t SplitClassBase = 15;  // + class 0..4
-constexpr uint32_t PositionSign = 20, PositionX = 21, PositionY = 22, PositionZ = 23;
 constexpr uint32_t NewCornerTexType = 29;
 constexpr uint32_t TexValue0 = 33;  // .. 36
 constexpr uint32_t NewFaceTexFlags = 39;
@@ -636,16 +636,7 @@ bool UpdateDecoder::ReadNewPosition() {
     if (!Charge(faces.size() * 3 + 1)) return FailFor("Update exceeds the work its block can carry");
     normalPositions_.clear();
     adjacency_.GetPositionSet(faces, normalPositions_);
-    const uint8_t sign = reader_.ReadCompressedU8(Ctx::PositionSign);
-    const uint32_t contexts[3] = {Ctx::PositionX, Ctx::PositionY, Ctx::PositionZ};
-    // Before the first position exists the split position is a virtual one at the origin.
-    Vec3f position = s_ < data_.positions.size() ? data_.positions[s_] : Vec3f{0, 0, 0};
-    for (int k = 0; k < 3; ++k) {
-        const float delta =
-            static_cast<float>(reader_.ReadCompressedU32(contexts[k])) * declaration_.inverseQuantPosition;
-        position[k] += (sign >> k) & 1 ? -delta : delta;
-    }
-    data_.positions.push_back(position);
+    ReadSplitPosition(reader_, data_.positions, s_, declaration_.inverseQuantPosition);
     return true;
 }
 

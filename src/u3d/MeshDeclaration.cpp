@@ -43,6 +43,26 @@ bool MeshDeclaration::Read(BitStreamReader& reader) {
     return pool_.AddMesh(mesh);
 }
 
+bool MeshDeclaration::ReadCountsAndShading(BitStreamReader& reader, AuthorMeshData& data) {
+    data.positionCount = reader.ReadU32();
+    data.normalCount = reader.ReadU32();
+    data.diffuseCount = reader.ReadU32();
+    data.specularCount = reader.ReadU32();
+    data.texCoordCount = reader.ReadU32();
+    data.shadingCount = reader.ReadU32();
+    return data.shadingCount == 0 || ReadShadingDescriptions(reader, data, data.shadingCount);
+}
+
+void MeshDeclaration::ReadQuantisation(BitStreamReader& reader, AuthorMeshData& data) {
+    constexpr int kQualityFactors = 3;
+    for (int i = 0; i < kQualityFactors; ++i) reader.ReadU32();
+    data.inverseQuantPosition = reader.ReadF32();
+    data.inverseQuantNormal = reader.ReadF32();
+    data.inverseQuantTexCoord = reader.ReadF32();
+    data.inverseQuantDiffuse = reader.ReadF32();
+    data.inverseQuantSpecular = reader.ReadF32();
+}
+
 bool MeshDeclaration::ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data, uint32_t count) {
     // Each description takes at least three u32 (attributes, layer count, shading id).
     if (uint64_t(count) * 96 > reader.RemainingBits()) return false;

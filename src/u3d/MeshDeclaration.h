@@ -39,6 +39,11 @@ protected:
     // `count` descriptions into data.shadingDescriptions. False only when the block is too
     // short to hold them, which is checked before anything is allocated.
     static bool ReadShadingDescriptions(BitStreamReader& reader, AuthorMeshData& data, uint32_t count);
+    // The attribute counts every mesh family declares (positions to shadings) and its shading
+    // descriptions; false as ReadShadingDescriptions.
+    static bool ReadCountsAndShading(BitStreamReader& reader, AuthorMeshData& data);
+    // The three quality factors, unused, then the five inverse quantisation factors.
+    static void ReadQuantisation(BitStreamReader& reader, AuthorMeshData& data);
 };
 
 class MeshContinuation : public MeshBase {

@@ -7,6 +7,7 @@
 #include "u3d/CLODBaseMeshContinuation.h"
 #include "u3d/CLODMeshData.h"
 #include "u3d/PrimitiveSetData.h"
+#include "u3d/SplitPosition.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -19,7 +20,6 @@ namespace {
 // Contexts of the point and line update stream.
 namespace Ctx {
 constexpr uint32_t PrimitiveCount = 1, ShadingId = 1;
-constexpr uint32_t PositionSign = 20, PositionX = 21, PositionY = 22, PositionZ = 23;
 constexpr uint32_t TexSign = 32, TexValue0 = 33;  // .. 36
 constexpr uint32_t TexDuplicate = 39;
 constexpr uint32_t NormalCount = 40, NormalSign = 41, NormalValue0 = 42;  // .. 44
@@ -133,16 +133,7 @@ bool SetUpdateDecoder<Ends>::ReadUpdate(uint32_t r) {
 
 template <uint32_t Ends>
 bool SetUpdateDecoder<Ends>::ReadPosition(uint32_t split) {
-    const uint8_t sign = reader_.ReadCompressedU8(Ctx::PositionSign);
-    const uint32_t contexts[3] = {Ctx::PositionX, Ctx::PositionY, Ctx::PositionZ};
-    // The first position is split off a virtual one at the origin.
-    Vec3f position = split < data_.positions.size() ? data_.positions[split] : Vec3f{0, 0, 0};
-    for (int k = 0; k < 3; ++k) {
-        const float delta =
-            static_cast<float>(reader_.ReadCompressedU32(contexts[k])) * declaration_.inverseQuantPosition;
-        position[k] += (sign >> k) & 1 ? -delta : delta;
-    }
-    data_.positions.push_back(position);
+    ReadSplitPosition(reader_, data_.positions, split, declaration_.inverseQuantPosition);
     return true;
 }
 

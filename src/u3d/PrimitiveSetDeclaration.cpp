@@ -22,19 +22,8 @@ bool PrimitiveSetDeclaration::ReadMeshSpecific(BitStreamReader& reader, AuthorMe
     if (!data) return false;
     reader.ReadU32();  // reserved, written as 0 ahead of the counts
     data->primitiveCount = reader.ReadU32();
-    data->positionCount = reader.ReadU32();
-    data->normalCount = reader.ReadU32();
-    data->diffuseCount = reader.ReadU32();
-    data->specularCount = reader.ReadU32();
-    data->texCoordCount = reader.ReadU32();
-    data->shadingCount = reader.ReadU32();
-    if (data->shadingCount != 0 && !ReadShadingDescriptions(reader, *data, data->shadingCount)) return false;
-    for (int i = 0; i < 3; ++i) reader.ReadU32();  // quality factors, unused
-    data->inverseQuantPosition = reader.ReadF32();
-    data->inverseQuantNormal = reader.ReadF32();
-    data->inverseQuantTexCoord = reader.ReadF32();
-    data->inverseQuantDiffuse = reader.ReadF32();
-    data->inverseQuantSpecular = reader.ReadF32();
+    if (!ReadCountsAndShading(reader, *data)) return false;
+    ReadQuantisation(reader, *data);
     // Every field above is plain and required: a declaration cut short reads past its end.
     return reader.BitPosition() <= uint64_t(reader.ByteSize()) * 8;
 }

@@ -48,6 +48,18 @@ bool ToCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData
     return true;
 }
 
+// The mesh in the CLOD builder's form; false with its message, outOfMemory set when that was why.
+bool StageAsCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData& cont, bool& outOfMemory) {
+    try {
+        if (ToCLOD(mesh, decl, cont)) return true;
+        Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'", mesh.name.c_str());
+    } catch (const std::bad_alloc&) {
+        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
+        outOfMemory = true;
+    }
+    return false;
+}
+
 }  // namespace
 
 bool BuildRHCMeshData(const AuthorMesh& mesh, uint32_t normalMode, Rendering::MeshCreationInfo& info,
@@ -55,34 +67,14 @@ bool BuildRHCMeshData(const AuthorMesh& mesh, uint32_t normalMode, Rendering::Me
     outOfMemory = false;
     CLODMeshData decl;
     CLODMeshContinuationData cont;
-    try {
-        if (!ToCLOD(mesh, decl, cont)) {
-            Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'",
-                        mesh.name.c_str());
-            return false;
-        }
-    } catch (const std::bad_alloc&) {
-        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
-        outOfMemory = true;
-        return false;
-    }
+    if (!StageAsCLOD(mesh, decl, cont, outOfMemory)) return false;
     return BuildTriangleMeshData(mesh.name, &decl, &cont, kRHCFamily, normalMode, info, outOfMemory);
 }
 
 bool CreateRHCMesh(Rendering::MeshManager& manager, const AuthorMesh& mesh, uint32_t normalMode, bool& lowMemory) {
     CLODMeshData decl;
     CLODMeshContinuationData cont;
-    try {
-        if (!ToCLOD(mesh, decl, cont)) {
-            Logger::Log(LogLevel::Error, "Cannot look up declaration/continuation of AuthorMesh '%s'",
-                        mesh.name.c_str());
-            return false;
-        }
-    } catch (const std::bad_alloc&) {
-        Logger::Log(LogLevel::Error, "OUT OF MEMORY");
-        lowMemory = true;
-        return false;
-    }
+    if (!StageAsCLOD(mesh, decl, cont, lowMemory)) return false;
     return CreateTriangleMesh(manager, mesh.name, &decl, &cont, kRHCFamily, normalMode, lowMemory);
 }
 

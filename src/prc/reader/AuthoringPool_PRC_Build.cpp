@@ -34,15 +34,6 @@ constexpr const char* kRepeatSeparator = "#";
 constexpr uint32_t kMaxRepeatSuffix = 1u << 20;
 constexpr float kFullIntensity = 1.0f;
 
-template <typename Stage>
-bool RunStage(const FormatGlue::AuthoringPool::Timer& timer, const char* name, Stage&& stage) {
-    {
-        Utility::ScopedSubTimer stageTimer(timer, name);
-        if (!stage()) return false;
-    }
-    return !AuthoringInterrupt::Interrupted();
-}
-
 // A name that no child of parent carries yet.
 std::string UniqueChildName(const Model& parent, const std::string& name) {
     if (!parent.FindChild(name)) return name;
