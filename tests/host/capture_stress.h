@@ -12,6 +12,7 @@
 // arenas after it was freed.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <malloc.h>
 
@@ -230,8 +231,11 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
         }
 
         const bool toFile = cycle % 2 == 1;
-        const std::string output =
-            toFile ? folder + "/stress_" + std::to_string(thread) + "_" + std::to_string(cycle) + ".png" : "";
+        // The headless and the windowed stress programs run side by side under ctest: the
+        // process id keeps their pictures apart.
+        const std::string output = toFile ? folder + "/stress_" + std::to_string(getpid()) + "_" +
+                                                std::to_string(thread) + "_" + std::to_string(cycle) + ".png"
+                                          : "";
         CaptureAsync(loaded.handle, base | 2, output);
         ++run.requests;
         const Answer captured = Answers::Get().Take(base | 2);
