@@ -4,7 +4,7 @@
 
 #include "format/FormatManager.h"
 #include "obj/Format_OBJ.h"
-#include "prc/reader/Format_PRC.h"
+#include "prc/export/Format_PRC.h"
 #include "u3d/Format_U3D.h"
 
 namespace Velmora {

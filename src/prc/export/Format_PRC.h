@@ -1,5 +1,5 @@
 #pragma once
-// The PRC entry of the format registry: ".prc", identifier 2, the one format that exports.
+// The PRC entry of the format registry: ".prc", identifier 2, the one format that also exports.
 
 #include <memory>
 
@@ -16,7 +16,7 @@ public:
     // Memory: the first bytes must be the signature.
     bool CanLoad(const FormatGlue::ImportDescriptor& descriptor) override;
     uint32_t Load(const FormatGlue::ImportDescriptor& descriptor) override;
-    // The PRC writer is not part of this reader: export is refused with its message.
+    // Writes the active scene as PRC, to a file or into memory.
     bool Export(const FormatGlue::ExportDescriptor& descriptor, FormatGlue::ExportBuffer* buffer) override;
 };
 

@@ -1,4 +1,4 @@
-#include "prc/reader/Format_PRC.h"
+#include "prc/export/Format_PRC.h"
 
 #include <cstdio>
 #include <cstring>
