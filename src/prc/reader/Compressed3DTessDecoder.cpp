@@ -28,6 +28,8 @@ constexpr uint32_t kRootOpenEdges = 2;
 constexpr uint32_t kConnectedOpenEdges = 1;
 constexpr uint32_t kColourBytes = 3;
 constexpr double kHalf = 2.0;
+// The corner indices of a triangle add up to this, so two of them name the third.
+constexpr uint32_t kCornerIndexSum = 0 + 1 + 2;
 
 }  // namespace
 
@@ -219,16 +221,14 @@ bool Compressed3DTessDecoder::TraverseRoot(std::shared_ptr<Face>& face) {
 }
 
 bool Compressed3DTessDecoder::AddNeighboursToStack(const std::shared_ptr<Face>& face) {
-    // Edge 1 joins the first corner and the apex, edge 2 the second corner and the apex. A
-    // plain triangle hands edge 1 on from its first corner and edge 2 from its apex; a reversed
-    // one hands both on with the earlier made point first. Edge 2 is pushed last so that it is
-    // walked first.
-    static constexpr uint8_t kEdgeBits[2] = {kFirstFreeEdge, kSecondFreeEdge};
-    const uint32_t freeEdges[2][2] = {{0, 2}, {face->reversed ? 1u : 2u, face->reversed ? 2u : 1u}};
-    for (uint32_t e = 0; e < 2; ++e) {
+    // The second free edge is pushed last so that it is walked first.
+    static constexpr uint8_t kEdgeBits[Traversal::kFreeEdges] = {kFirstFreeEdge, kSecondFreeEdge};
+    static constexpr Traversal::FreeEdge kEdges[Traversal::kFreeEdges] = {Traversal::FreeEdge::First,
+                                                                          Traversal::FreeEdge::Second};
+    for (uint32_t e = 0; e < Traversal::kFreeEdges; ++e) {
         if (!(face->edgeStatus & kEdgeBits[e])) continue;
-        uint32_t a = freeEdges[e][0], b = freeEdges[e][1];
-        if (face->reversed && face->points[a] > face->points[b]) std::swap(a, b);
+        const Traversal::EdgeCorners edge = FreeEdgeCorners(*face, kEdges[e]);
+        const uint32_t a = edge.first, b = edge.second;
         if (face->points[a] == face->points[b]) {
             Logger::Log(LogLevel::Error, "MeshTraversalDecode::AddNeighboursToStack() - EDGE WITH SAME VERTICES!");
             return false;
@@ -239,12 +239,12 @@ bool Compressed3DTessDecoder::AddNeighboursToStack(const std::shared_ptr<Face>& 
         }
         auto child = std::make_shared<Face>();
         child->numberOfOpenEdges = kConnectedOpenEdges;
-        child->enteredBySecondEdge = e == 1;
+        child->enteredBySecondEdge = kEdges[e] == Traversal::FreeEdge::Second;
         child->points[0] = face->points[a];
         child->points[1] = face->points[b];
         child->entering[0] = face->corners[a];
         child->entering[1] = face->corners[b];
-        child->parentThird = face->points[3 - a - b];
+        child->parentThird = face->points[kCornerIndexSum - a - b];
         for (uint32_t c = 0; c < kCorners; ++c) child->corners[c] = face->corners[c];
         child->corners[0].point = child->points[0];
         child->corners[1].point = child->points[1];

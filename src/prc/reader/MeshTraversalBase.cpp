@@ -1,6 +1,7 @@
 #include "prc/reader/MeshTraversalBase.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "util/Logger.h"
 
@@ -16,7 +17,26 @@ namespace {
 constexpr uint32_t kKeyShift = 32;
 // The corner pairs of a triangle's three edges.
 constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
+
+constexpr uint32_t kFirstCorner = 0, kSecondCorner = 1, kApex = 2;
+// A plain triangle hands its first free edge on from its first corner to the apex and its
+// second from the apex back to its second corner, so that a neighbour keeps the winding.
+constexpr Traversal::EdgeCorners kPlainFreeEdges[Traversal::kFreeEdges] = {{kFirstCorner, kApex},
+                                                                           {kApex, kSecondCorner}};
+// A reversed triangle's free edges join the same corners to the apex, but each is handed on
+// with the point made earlier first: the winding it records is not the one the walk uses. Its
+// apex is usually the newest point, but not when it came from a reference.
+constexpr Traversal::EdgeCorners kReversedFreeEdges[Traversal::kFreeEdges] = {{kFirstCorner, kApex},
+                                                                              {kSecondCorner, kApex}};
 }  // namespace
+
+Traversal::EdgeCorners MeshTraversalBase::FreeEdgeCorners(const Face& face, Traversal::FreeEdge edge) {
+    const auto index = static_cast<uint32_t>(edge);
+    if (!face.reversed) return kPlainFreeEdges[index];
+    Traversal::EdgeCorners corners = kReversedFreeEdges[index];
+    if (face.points[corners.first] > face.points[corners.second]) std::swap(corners.first, corners.second);
+    return corners;
+}
 
 uint64_t MeshTraversalBase::EdgeKey(int32_t a, int32_t b) {
     const auto low = static_cast<uint32_t>(std::min(a, b)), high = static_cast<uint32_t>(std::max(a, b));

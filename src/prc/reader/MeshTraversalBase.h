@@ -46,6 +46,16 @@ struct Face {
     bool enteredBySecondEdge = false;
 };
 
+// The two edges a triangle can hand on to neighbours, in the order of its edge status bits.
+enum class FreeEdge : uint32_t { First = 0, Second = 1 };
+inline constexpr uint32_t kFreeEdges = 2;
+
+// A free edge as the neighbour receives it: its corners 0 and 1 are these corners of the parent.
+struct EdgeCorners {
+    uint32_t first = 0;
+    uint32_t second = 0;
+};
+
 // The per-face attributes, worked out once before the walk.
 struct FaceRecord {
     uint8_t hasColour = 0;
@@ -73,6 +83,11 @@ public:
     // next is the point that the next stream entry closes the triangle with, or kNone.
     bool ShouldDropTraverseTriangle(const Traversal::Face& face, int32_t next) const;
     const std::vector<std::shared_ptr<Traversal::Face>>& Made() const { return made_; }
+
+    // Which corners of a walked triangle make up the given free edge, in the order the
+    // neighbour takes them as its corners 0 and 1. Decoder and encoder must agree on this
+    // exactly: the order decides which edge every later apex is predicted from.
+    static Traversal::EdgeCorners FreeEdgeCorners(const Traversal::Face& face, Traversal::FreeEdge edge);
     const std::vector<PrcPt>& Points() const { return points_; }
 
 protected:
