@@ -334,7 +334,7 @@ bool Compressed3DTessDecoder::DoTraversal() {
     stepShare_ = steps ? kDecodeShare / static_cast<float>(steps) : 0.0f;
     made_.reserve(t.triangleFaceArray.size());
     // A closed mesh has one and a half edges a triangle; the table is sized once for them.
-    edges_.reserve(t.triangleFaceArray.size() * 2);
+    edges_.Reserve(t.triangleFaceArray.size() * 2);
     while (true) {
         const bool rawDone = cursors_.rawPoints >= t.pointArray.size();
         const bool referencedDone = cursors_.isReferenced >= t.isReferencedArray.size();

@@ -60,8 +60,13 @@ bool MeshTraversalBase::UpdateConnectivity(const Face& face) {
             Logger::Log(LogLevel::Error, "MeshTraversalBase::UpdateConnectivity() - BAD INPUT DATA!");
             return false;
         }
-        if (++edges_[EdgeKey(a, b)] > kFullEdge)
-            Logger::Log(LogLevel::Warning, "Warning: More than 2 triangles share an edge!");
+        const uint32_t uses = edges_.AddUse(EdgeKey(a, b));
+        if (uses == 0) {
+            Logger::Log(LogLevel::Error,
+                        "MeshTraversalBase::UpdateConnectivity() - Failed to insert connectivity edge");
+            return false;
+        }
+        if (uses > kFullEdge) Logger::Log(LogLevel::Warning, "Warning: More than 2 triangles share an edge!");
     }
     return true;
 }
@@ -71,8 +76,7 @@ uint32_t MeshTraversalBase::GetNumberOfNeighboursForEdgePoints(int32_t a, int32_
         Logger::Log(LogLevel::Error, "MeshTraversalBase::GetNumberOfNeighboursForEdgePoints() - INVALID EDGE POINTS!");
         return 0;
     }
-    const auto found = edges_.find(EdgeKey(a, b));
-    return found == edges_.end() ? 0 : found->second;
+    return edges_.Uses(EdgeKey(a, b));
 }
 
 bool MeshTraversalBase::ShouldDropNewTriangle(const Face& face) const {

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
+#include "prc/reader/EdgeUseTable.h"
 #include "prc/reader/PrcPt.h"
 #include "prc/reader/filestructure/Tessellation.h"
 
@@ -99,7 +99,7 @@ protected:
     std::vector<std::shared_ptr<Traversal::Face>> made_;
     std::vector<PrcPt> points_;
     std::vector<std::vector<int32_t>> pointNormals_;  // normals known at each point, in order
-    std::unordered_map<uint64_t, uint32_t> edges_;
+    EdgeUseTable edges_;
     double tolerance_ = 0.0;
     bool isCurrentTriangleValid_ = true;
 };
