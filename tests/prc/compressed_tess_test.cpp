@@ -132,9 +132,10 @@ TEST(CompressedFiles, CylinderNormalsPointAwayFromItsAxis) {
 }
 
 // The independent library's files: every array is consumed and the counts are its own. (The
-// propeller's box is not the writer's: that writer takes each offset in a frame built from its
-// own unquantised points, so the decoded points drift, and a sliver whose entering edge is far
-// shorter than the offset multiplies the drift; see the test below.)
+// propeller's box is not the writer's: its decoded points drift away from the source by a
+// fraction of the tolerance at a time, as if the offsets had been taken in frames of the
+// writer's unquantised points, and a sliver whose entering edge is far shorter than its offset
+// multiplies that drift; see the test below.)
 TEST(CompressedFiles, IndependentWriterFilesConsumeEveryArray) {
     struct Case {
         const char* file;
