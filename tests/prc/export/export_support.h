@@ -1,0 +1,126 @@
+#pragma once
+// Export through the exported interface, with the log collected by this program's own hook so
+// that a test can read the statistics lines of the scenes it loads.
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "host/capture_library.h"
+
+namespace PrcExportTest {
+
+using namespace KestrumCaptureTest;
+
+// Everything the library logs, from the moment the hook is installed.
+class CollectedLog {
+public:
+    static CollectedLog& Get() {
+        static CollectedLog log;
+        return log;
+    }
+    void Clear() {
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        std::lock_guard<std::mutex> lock(mutex_);
+        text_.clear();
+    }
+    // Waits up to timeoutMs for the text.
+    bool Saw(const std::string& text, int timeoutMs = 3000) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        do {
+            if (Text().find(text) != std::string::npos) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        } while (std::chrono::steady_clock::now() < end);
+        return false;
+    }
+    std::string Text() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return text_;
+    }
+
+private:
+    CollectedLog() { Library::Get().SetLoggingHook(this, &CollectedLog::Hook); }
+    static void Hook(void* self, int32_t, Kestrum::KestrumSystemString message) {
+        auto* log = static_cast<CollectedLog*>(self);
+        std::lock_guard<std::mutex> lock(log->mutex_);
+        for (const char16_t* p = message; p && *p; ++p) log->text_.push_back(*p < 128 ? static_cast<char>(*p) : '?');
+        log->text_.push_back('\n');
+    }
+    std::mutex mutex_;
+    std::string text_;
+};
+
+// Primitive counts of the loads in the log: points, lines, triangles, one entry per load.
+struct PrimitiveCounts {
+    uint64_t points = 0, lines = 0, triangles = 0;
+    bool operator==(const PrimitiveCounts&) const = default;
+};
+
+inline std::vector<PrimitiveCounts> CountsIn(const std::string& text) {
+    static const std::regex line(R"(Primitives: \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
+    std::vector<PrimitiveCounts> counts;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), line); it != std::sregex_iterator(); ++it)
+        counts.push_back({std::stoull((*it)[1]), std::stoull((*it)[2]), std::stoull((*it)[3])});
+    return counts;
+}
+
+struct ExportAnswer {
+    bool answered = false;
+    int success = -1;
+    std::vector<uint8_t> bytes;  // copied: the library frees its block after the callback
+};
+using PendingExport = BasicPending<ExportAnswer>;
+
+inline void OnExportBytes(Kestrum::ExportSceneResult* result, int success) {
+    ExportAnswer a;
+    a.success = success;
+    if (result->data && result->dataSize) {
+        const auto* p = static_cast<const uint8_t*>(result->data);
+        a.bytes.assign(p, p + result->dataSize);
+    }
+    PendingExport::Get().Deliver(std::move(a));
+}
+
+// Exports what r names as PRC; to memory when outputPath is empty.
+inline ExportAnswer ExportPrc(const Request& r, uint32_t extraFlags = 0) {
+    g_captureRequested = true;
+    std::u16string path16;
+    const std::u16string output16 = Utf16(r.outputPath);
+    Kestrum::ExportParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.load = FlatLoad(r, path16);
+    parameters.exportFlags = Kestrum::KESTRUM_EXPORT_PRC | extraFlags;
+    parameters.outputPath = output16.c_str();
+    PendingExport::Get().Reset();
+    Library::Get().ExportScene(0, nullptr, parameters, OnExportBytes);
+    return PendingExport::Get().Wait();
+}
+
+// A picture of the scene that r names at the default camera, with the scene unloaded after.
+inline Answer Picture160(Request r) {
+    r.width = 160;
+    r.height = 120;
+    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    return Capture(r);
+}
+
+inline Request FromMemory(const std::vector<uint8_t>& bytes) {
+    Request r;
+    r.loadFlags = Kestrum::KESTRUM_LOAD_FROM_MEMORY;
+    r.data = bytes;
+    return r;
+}
+
+class ExportTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(Library::Get().Loaded()) << KESTRUM_LIBRARY_PATH << ": " << dlerror();
+        log.Clear();
+    }
+    void TearDown() override { UnloadAll(300); }
+    CollectedLog& log = CollectedLog::Get();
+};
+
+}  // namespace PrcExportTest
