@@ -3,7 +3,10 @@
 
 #include "prc/export/PRCExport.h"
 
+#include <fmt/format.h>
+
 #include <new>
+#include <set>
 #include <vector>
 
 #include "prc/reader/filestructure/EntityTypes.h"
@@ -144,6 +147,8 @@ bool PRCExport::WriteCurrentModelChildren(const Rendering::Model& model, Product
     children.reserve(model.GetChildren().size());
     for (const auto& [name, child] : model.GetChildren()) children.push_back(child);
 
+    // Siblings are told apart by name when the file is loaded, so a repeated name gets a number.
+    std::set<std::string> siblingNames;
     for (const std::shared_ptr<Rendering::Model>& child : children) {
         if (!child) {
             Logger::Log(LogLevel::Error, "PRCExport::WriteCurrentModelChildren() - UNEXPECTED: Cannot find child");
@@ -152,8 +157,11 @@ bool PRCExport::WriteCurrentModelChildren(const Rendering::Model& model, Product
         // Light markers are the viewer's furniture, not part of the document.
         if (child.get() == lightTree_) continue;
         const std::shared_ptr<Rendering::Mesh>& mesh = child->GetMesh();
-        std::string name = mesh && !mesh->GetName().empty() ? mesh->GetName() : child->GetName();
-        if (mesh && !name.empty()) name += kGroupSuffix;
+        const std::string base = mesh && !mesh->GetName().empty() ? mesh->GetName() : child->GetName();
+        const std::string suffix = mesh && !base.empty() ? kGroupSuffix : "";
+        std::string name = base + suffix;
+        for (uint32_t repeat = 1; !siblingNames.insert(name).second; ++repeat)
+            name = fmt::format("{:s}_{:d}{:s}", base, repeat, suffix);
 
         const int32_t partIndex = WritePartDefinitionForModel(*child, name);
         if (partIndex < 0) {

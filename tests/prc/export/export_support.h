@@ -98,12 +98,36 @@ inline ExportAnswer ExportPrc(const Request& r, uint32_t extraFlags = 0) {
     return PendingExport::Get().Wait();
 }
 
-// A picture of the scene that r names at the default camera, with the scene unloaded after.
-inline Answer Picture160(Request r) {
-    r.width = 160;
-    r.height = 120;
-    r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
-    return Capture(r);
+// A picture of the scene that r names, unloaded after: the built-in camera with the whole
+// scene in sight, and the same fixed lights whatever the document brought, so that a scene
+// and its export, which carries no lights, are lit alike.
+// A dark background: some documents draw in white.
+inline constexpr uint32_t kBackground = 0x203040;
+
+inline Answer Picture160(const Request& r) {
+    constexpr float kFieldOfView = 45.0f;
+    constexpr uint32_t kScaleShorterSide = 2;
+    constexpr uint32_t kCadLighting = 10;
+    constexpr int32_t kWidth = 160, kHeight = 120;
+    g_captureRequested = true;
+    std::u16string path16;
+    const std::u16string empty16;
+    Kestrum::CaptureParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    parameters.load = FlatLoad(r, path16);
+    parameters.view.flags = Kestrum::KESTRUM_VIEW_ACTIVATE;
+    parameters.view.backgroundColor = kBackground;
+    parameters.view.lightingScheme = kCadLighting;
+    parameters.view.cameraName = empty16.c_str();
+    parameters.view.fieldOfView = kFieldOfView;
+    parameters.view.projectionScaling = kScaleShorterSide;
+    parameters.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
+    parameters.outputPath = empty16.c_str();
+    parameters.width = kWidth;
+    parameters.height = kHeight;
+    Pending::Get().Reset();
+    Library::Get().CaptureScene(0, parameters, OnCapture);
+    return Pending::Get().Wait();
 }
 
 inline Request FromMemory(const std::vector<uint8_t>& bytes) {
