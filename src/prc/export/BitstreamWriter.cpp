@@ -153,7 +153,14 @@ void BitstreamWriter::WriteInteger(int32_t value) {
         WriteByte(byte);
         rest >>= kBitsPerByte;
         const bool negative = (byte & kHighBit) != 0;
-        if ((rest == 0 && !negative) || (rest == -1 && negative)) break;
+        // Done once what is left is the extension of the last byte's top bit; a positive
+        // value whose last byte has that bit set takes one more byte of zeros.
+        if (rest == 0 && negative) {
+            WriteBit(true);
+            WriteByte(0);
+            break;
+        }
+        if (rest == -1 && negative) break;
     }
     WriteBit(false);
 }
