@@ -52,17 +52,30 @@ private:
     std::string text_;
 };
 
-// Primitive counts of the loads in the log: points, lines, triangles, one entry per load.
+// Primitive counts of a load, as its statistics lines give them: of the distinct meshes, and
+// of every model that draws one.
 struct PrimitiveCounts {
     uint64_t points = 0, lines = 0, triangles = 0;
     bool operator==(const PrimitiveCounts&) const = default;
 };
+struct SceneCounts {
+    PrimitiveCounts meshes, instanced;
+};
 
-inline std::vector<PrimitiveCounts> CountsIn(const std::string& text) {
-    static const std::regex line(R"(Primitives: \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
-    std::vector<PrimitiveCounts> counts;
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), line); it != std::sregex_iterator(); ++it)
-        counts.push_back({std::stoull((*it)[1]), std::stoull((*it)[2]), std::stoull((*it)[3])});
+inline std::ostream& operator<<(std::ostream& out, const PrimitiveCounts& c) {
+    return out << c.points << "/" << c.lines << "/" << c.triangles;
+}
+
+// The counts of the first load in the text.
+inline SceneCounts CountsIn(const std::string& text) {
+    static const std::regex meshes(R"(Primitives: \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
+    static const std::regex instanced(
+        R"(Primitives \(instanced\): \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
+    SceneCounts counts;
+    std::smatch m;
+    if (std::regex_search(text, m, meshes)) counts.meshes = {std::stoull(m[1]), std::stoull(m[2]), std::stoull(m[3])};
+    if (std::regex_search(text, m, instanced))
+        counts.instanced = {std::stoull(m[1]), std::stoull(m[2]), std::stoull(m[3])};
     return counts;
 }
 
