@@ -46,9 +46,14 @@ constexpr double kCompressionTolerance = 0.001;
 template <size_t N>
 struct BitsHash {
     size_t operator()(const std::array<uint32_t, N>& key) const {
-        size_t h = 0;
-        for (const uint32_t k : key) h = h * 0x9E3779B97F4A7C15ull + k;
-        return h;
+        // Float bits differ mostly in their low mantissa bits: mix every word through the
+        // whole width, or nearby positions crowd into a few buckets.
+        uint64_t h = 0;
+        for (const uint32_t k : key) {
+            h = (h ^ k) * 0x9E3779B97F4A7C15ull;
+            h ^= h >> 29;
+        }
+        return static_cast<size_t>(h ^ (h >> 32));
     }
 };
 
@@ -57,6 +62,7 @@ struct BitsHash {
 template <size_t N>
 class DedupedArray {
 public:
+    void Reserve(size_t count) { seen_.reserve(count); }
     uint32_t Add(const float* values, std::vector<double>& flat) {
         std::array<uint32_t, N> key;
         for (size_t i = 0; i < N; ++i) key[i] = std::bit_cast<uint32_t>(values[i]);
@@ -129,6 +135,8 @@ bool PRCExport::WriteContent3DTess(const Rendering::Mesh& mesh, const Rendering:
     DedupedArray<kCoordinatesPerVertex> positions, normals;
     DedupedArray<kCoordinatesPerTexel> texels;
     std::vector<double> normalFlat;
+    positions.Reserve(size_t(corners));
+    normals.Reserve(size_t(corners));
     for (uint32_t g = 0; g < groups; ++g) {
         const uint32_t attributes = mesh.GetVertexAttributes(g);
         const std::shared_ptr<Rendering::DataBuffer<float>> rows = mesh.GetVertexDataForSubObject(g);
