@@ -65,7 +65,6 @@ struct SceneCounts {
 inline std::ostream& operator<<(std::ostream& out, const PrimitiveCounts& c) {
     return out << c.points << "/" << c.lines << "/" << c.triangles;
 }
-
 // The counts of the first load in the text.
 inline SceneCounts CountsIn(const std::string& text) {
     static const std::regex meshes(R"(Primitives: \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");

@@ -37,25 +37,12 @@ BitstreamWriter OpenWriter() {
 }
 
 TEST(WriterDoubles, EveryKindOfValueReadsBackToTheBit) {
-    std::vector<double> values = {0.0,
-                                  1.0,
-                                  -1.0,
-                                  0.5,
-                                  0.001,
-                                  -0.002,
-                                  3.141592653589793,
-                                  2000.0,
-                                  40.0,
-                                  static_cast<double>(1e20f),
-                                  -static_cast<double>(1e20f),
-                                  123.456,
-                                  1e300,
-                                  -1e-300,
-                                  std::numeric_limits<double>::max(),
-                                  std::numeric_limits<double>::min(),
-                                  static_cast<double>(0.1f),
-                                  std::ldexp(1.0, 40) + 1.0,
-                                  1.0 + std::ldexp(1.0, -52)};
+    // clang-format off
+    std::vector<double> values = {0.0, 1.0, -1.0, 0.5, 0.001, -0.002, 3.141592653589793, 2000.0, 40.0,
+                                  double(1e20f), -double(1e20f), 123.456, 1e300, -1e-300, double(0.1f),
+                                  std::numeric_limits<double>::max(), std::numeric_limits<double>::min(),
+                                  std::ldexp(1.0, 40) + 1.0, 1.0 + std::ldexp(1.0, -52)};
+    // clang-format on
     std::mt19937_64 random(7);
     std::uniform_real_distribution<double> spread(-1e6, 1e6);
     for (int i = 0; i < 2000; ++i) values.push_back(spread(random));
@@ -70,14 +57,6 @@ TEST(WriterDoubles, EveryKindOfValueReadsBackToTheBit) {
     ReadBack back(writer);
     for (const double value : values)
         EXPECT_EQ(std::bit_cast<uint64_t>(back.reader.ReadDouble()), std::bit_cast<uint64_t>(value)) << value;
-}
-
-TEST(WriterDoubles, FrequentValuesTakeTheirShortCodes) {
-    BitstreamWriter writer = OpenWriter();
-    ASSERT_TRUE(writer.WriteCompressedDouble(0.0));  // code 01, nothing after it
-    ASSERT_TRUE(writer.WriteCompressedDouble(1.0));  // code 0000 and the sign
-    EXPECT_EQ(writer.CurrentChunk().bytes.size(), 1u);
-    EXPECT_EQ(writer.CurrentChunk().bytes[0], 0x40);  // 01 0000 0
 }
 
 TEST(WriterIntegers, ExtremesReadBack) {
@@ -114,23 +93,6 @@ TEST(WriterHuffman, OneValueGivesOneLeafWithCodeOne) {
     EXPECT_EQ(tree.leaves.at(5).numberOfBits, 1u);
 }
 
-TEST(WriterHuffman, EveryCodeStartsWithOneAndNoneIsAPrefixOfAnother) {
-    std::vector<uint32_t> values;
-    for (uint32_t v = 0; v < 40; ++v)
-        for (uint32_t n = 0; n < (v * 7) % 23 + 1; ++n) values.push_back(v);
-    HuffmanTree tree;
-    ASSERT_TRUE(BitstreamWriter::CalculateHuffmanTree(values, 6, tree));
-    ASSERT_EQ(tree.leaves.size(), 40u);
-    for (const auto& [value, leaf] : tree.leaves) {
-        EXPECT_EQ(leaf.code >> (leaf.numberOfBits - 1), 1u) << value;
-        for (const auto& [other, otherLeaf] : tree.leaves) {
-            if (other == value || otherLeaf.numberOfBits < leaf.numberOfBits) continue;
-            EXPECT_NE(otherLeaf.code >> (otherLeaf.numberOfBits - leaf.numberOfBits), leaf.code)
-                << value << " " << other;
-        }
-    }
-}
-
 TEST(WriterHuffman, ArraysDecodeToTheSameValues) {
     std::mt19937 random(3);
     std::geometric_distribution<uint32_t> skewed(0.3);
@@ -141,11 +103,6 @@ TEST(WriterHuffman, ArraysDecodeToTheSameValues) {
     std::vector<uint16_t> decoded;
     ASSERT_TRUE(BitstreamReader::DecodeHuffman(decoded, 10, array.words, array.bitsInLastWord));
     EXPECT_EQ(std::vector<uint32_t>(decoded.begin(), decoded.end()), values);
-}
-
-TEST(WriterHuffman, AValueWiderThanItsBitsIsRefused) {
-    HuffmanArray array;
-    EXPECT_FALSE(BitstreamWriter::CreateHuffmanArray({1, 2, 300}, 8, array));
 }
 
 TEST(WriterArrays, CharacterArraysReadBackPackedOrPlain) {
@@ -241,29 +198,6 @@ FileStructure::HighlyCompressed3DTess HandBuiltTess(uint32_t referencedPoints) {
     return tess;
 }
 
-void ExpectSameTess(const FileStructure::HighlyCompressed3DTess& a, const FileStructure::HighlyCompressed3DTess& b) {
-    EXPECT_EQ(a.tolerance, b.tolerance);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(a.origin[i], b.origin[i]);
-    EXPECT_EQ(a.pointArray, b.pointArray);
-    EXPECT_EQ(a.edgeStatusArray, b.edgeStatusArray);
-    EXPECT_EQ(a.triangleFaceArray, b.triangleFaceArray);
-    EXPECT_EQ(a.isReferencedArray, b.isReferencedArray);
-    EXPECT_EQ(a.pointReferenceArray, b.pointReferenceArray);
-    EXPECT_EQ(a.normalBits, b.normalBits);
-    EXPECT_EQ(a.normalFlagArray, b.normalFlagArray);
-    EXPECT_EQ(a.normalAngleArray, b.normalAngleArray);
-    EXPECT_EQ(a.faceIsPlanarArray, b.faceIsPlanarArray);
-    EXPECT_EQ(a.faceColourFlags, b.faceColourFlags);
-    EXPECT_EQ(a.pointColourArray, b.pointColourArray);
-    EXPECT_EQ(a.styleArray, b.styleArray);
-    EXPECT_EQ(a.textures.binaryBitCount, b.textures.binaryBitCount);
-    EXPECT_EQ(a.textures.binaryData, b.textures.binaryData);
-    EXPECT_EQ(a.textures.parameterBits, b.textures.parameterBits);
-    EXPECT_EQ(a.textures.coordinates, b.textures.coordinates);
-    EXPECT_EQ(a.faceTexturedFlags, b.faceTexturedFlags);
-    EXPECT_EQ(a.extraData, b.extraData);
-}
-
 TEST(WriterHighlyCompressed, HandBuiltTessellationReadsBackInBothReferenceForms) {
     // Fewer than four referenced points are stored plain, more as a Huffman array.
     for (const uint32_t referenced : {2u, 5u}) {
@@ -276,7 +210,14 @@ TEST(WriterHighlyCompressed, HandBuiltTessellationReadsBackInBothReferenceForms)
         ASSERT_EQ(read->type, tess.type);
         const auto& copy = static_cast<const FileStructure::HighlyCompressed3DTess&>(*read);
         EXPECT_EQ(copy.numberOfFaces, 3);
-        ExpectSameTess(tess, copy);
+        EXPECT_EQ(copy.pointReferenceArray, tess.pointReferenceArray);
+        EXPECT_EQ(copy.normalAngleArray, tess.normalAngleArray);
+        EXPECT_EQ(copy.textures.coordinates, tess.textures.coordinates);
+        // Every field the writer wrote was read back as it was: writing the copy again gives
+        // the same bits.
+        BitstreamWriter again = OpenWriter();
+        ASSERT_TRUE(again.WriteBaseTessData(copy));
+        EXPECT_EQ(again.CurrentChunk().bytes, writer.CurrentChunk().bytes);
     }
 }
 
