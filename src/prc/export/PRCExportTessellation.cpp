@@ -106,10 +106,11 @@ bool PRCExport::WriteCompressedTess(const Rendering::Mesh& mesh, const Rendering
     auto compressed = std::make_shared<HighlyCompressed3DTess>();
     MeshTraversalEncode encoder(kNormalBits);
     if (!encoder.Encode(mesh, model, kCompressionTolerance, *compressed)) return false;
-    // Every face of the walk draws with the style of the mesh's first sub-object.
+    // Every face of the walk draws with the style of the mesh's first sub-object; one entry
+    // stands for all faces.
     const int32_t style = CreateShaderResources(model, 0);
     if (style < 0) return false;
-    compressed->styleArray.assign(static_cast<size_t>(std::max(compressed->numberOfFaces, 1)), style);
+    compressed->styleArray.assign(1, style);
     tess = compressed;
     return true;
 #else
