@@ -24,6 +24,7 @@ namespace {
 constexpr uint32_t kBitsPerWord = 32;
 constexpr uint32_t kBitsPerByte = 8;
 constexpr uint32_t kBitsPerShort = 16;
+constexpr uint32_t kLowByteMask = 0xFF;
 constexpr uint32_t kLengthFieldBits = 8;
 constexpr uint32_t kCountFieldBits = 32;
 constexpr uint32_t kMaxCodeBits = 32;
@@ -215,7 +216,7 @@ bool BitstreamWriter::WriteShortArray(const std::vector<uint16_t>& array, uint32
     }
     WriteUnsignedInteger(static_cast<uint32_t>(array.size()));
     for (const uint16_t value : array) {
-        WriteByte(static_cast<uint8_t>(value & 0xFFu));
+        WriteByte(static_cast<uint8_t>(value & kLowByteMask));
         WriteByte(static_cast<uint8_t>(value >> kBitsPerByte));
     }
     return true;

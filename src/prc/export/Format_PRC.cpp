@@ -44,10 +44,15 @@ bool Format_PRC::CanLoad(const ImportDescriptor& descriptor) {
 
 bool Format_PRC::Export(const FormatGlue::ExportDescriptor& descriptor, FormatGlue::ExportBuffer* buffer) {
     try {
+        auto profile = std::make_shared<Utility::SimpleProfiler>("ExportSceneToPRC");
+        profile->Start();
         // Option A asks for highly compressed tessellations.
-        PRCExport exporter(descriptor.sceneHandle, descriptor.optionA);
-        if (descriptor.path.empty()) return ExportToMemory(exporter, buffer);
-        return ExportToFile(exporter, descriptor.path);
+        PRCExport exporter(descriptor.sceneHandle, descriptor.optionA, profile);
+        const bool ok =
+            descriptor.path.empty() ? ExportToMemory(exporter, buffer) : ExportToFile(exporter, descriptor.path);
+        profile->Stop();
+        if (ok) Logger::WriteText(LogLevel::Message, profile->PrintText());
+        return ok;
     } catch (const std::bad_alloc&) {
         Logger::Log(LogLevel::Error, "Format_PRC::Export() - OUT OF MEMORY");
         return false;

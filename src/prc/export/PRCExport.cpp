@@ -32,6 +32,8 @@ constexpr const char* kPartSuffix = "_Part";
 constexpr double kUnit = 1.0;
 // The root's box spans everything: the widest float, widened to double.
 constexpr double kUnboundedBox = static_cast<double>(1e20f);
+// A bounding box is the three low values, then the three high ones.
+constexpr size_t kAxes = 3;
 // The model trees that loaders build are shallow; this only bounds a broken one.
 constexpr uint32_t kMaxTreeDepth = 256;
 // The file structure's identifier; the reader takes a fourth word above 0x44881C74 as sound.
@@ -77,6 +79,7 @@ bool PRCExport::WirteFileStructureBlockFromActiveScene() {
     solid.base.type = kTypeLinePattern;
     solid.base.name = kSolidLine;
     block_->globals.linePatterns.push_back(solid);
+    Utility::ScopedSubTimer timer(profile_, "TraverseTreeFromRoot");
     built_ = TraverseTreeFromRoot();
     return built_;
 }
@@ -110,9 +113,9 @@ std::shared_ptr<ProductOccurrence> PRCExport::AddTreeRootNode() {
     auto part = std::make_shared<PartDefinition>();
     part->base.type = kTypePartDefinition;
     part->base.name = std::string(kRootName) + kPartSuffix;
-    for (size_t i = 0; i < 3; ++i) {
+    for (size_t i = 0; i < kAxes; ++i) {
         part->boundingBox[i] = -kUnboundedBox;
-        part->boundingBox[i + 3] = kUnboundedBox;
+        part->boundingBox[i + kAxes] = kUnboundedBox;
     }
     const int32_t partIndex = AddPartDefinitionToTree(part);
     if (partIndex < 0) {
@@ -195,9 +198,9 @@ int32_t PRCExport::WritePartDefinitionForModel(const Rendering::Model& model, co
         }
         Rendering::Vec3 low{}, high{};
         if (model.GetMesh()->GetBoundingBox(low, high))
-            for (size_t i = 0; i < 3; ++i) {
+            for (size_t i = 0; i < kAxes; ++i) {
                 part->boundingBox[i] = low[i];
-                part->boundingBox[i + 3] = high[i];
+                part->boundingBox[i + kAxes] = high[i];
             }
         auto item = std::make_shared<RI_PolyBrepModel>();
         item->base.name = part->base.name;
@@ -215,12 +218,14 @@ int32_t PRCExport::WriteResourcesForModel(const Rendering::Model& model) {
 
 bool PRCExport::WriteToFile(const std::string& path) {
     if (!built_ && !WirteFileStructureBlockFromActiveScene()) return false;
+    Utility::ScopedSubTimer timer(profile_, "BitstreamWriter::WriteToFile");
     BitstreamWriter writer;
     return writer.Create(block_.get(), &modelFile_) && writer.WriteToFile(path);
 }
 
 bool PRCExport::WriteToMemory(DataChunk& chunk) {
     if (!built_ && !WirteFileStructureBlockFromActiveScene()) return false;
+    Utility::ScopedSubTimer timer(profile_, "BitstreamWriter::WriteToMemory");
     BitstreamWriter writer;
     return writer.Create(block_.get(), &modelFile_) && writer.WriteToMemory(chunk);
 }
