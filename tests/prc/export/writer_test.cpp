@@ -12,6 +12,8 @@
 
 #include "prc/export/BitstreamWriter.h"
 #include "prc/reader/BitstreamReader.h"
+#include "prc/reader/PRCFile.h"
+#include "prc/reader/filestructure/EntityTypes.h"
 
 namespace Velmora::PRC {
 namespace {
@@ -226,6 +228,32 @@ TEST(WriterHighlyCompressed, ArraysThatDisagreeWithTheFacesAreRefused) {
     tess.faceIsPlanarArray.push_back(1);  // four flags for three faces
     BitstreamWriter writer = OpenWriter();
     EXPECT_FALSE(writer.WriteHighlyCompressed3DTess(tess));
+}
+
+}  // namespace
+}  // namespace Velmora::PRC
+
+namespace Velmora::PRC {
+namespace {
+
+TEST(WriterContainer, ASmallFileIsPaddedToASizeTheReaderTakes) {
+    FileStructureBlock block;
+    block.uuid.words[3] = 0x50000000;
+    block.globals.base.type = kTypeGlobals;
+    block.tree.base.type = kTypeTree;
+    block.tree.internalData.type = kTypeTreeInternalData;
+    block.tessellation.base.type = kTypeTessellationSection;
+    FileStructure::ModelFileSection model;
+    model.base.type = kTypeModelFile;
+    model.fileStructureIndices = {0};
+    BitstreamWriter writer;
+    ASSERT_TRUE(writer.Create(&block, &model));
+    DataChunk bytes;
+    ASSERT_TRUE(writer.WriteToMemory(bytes));
+    EXPECT_GT(bytes.Size(), PRCFile::kMinimumFileSize);
+    const std::shared_ptr<PRCFile> file = PRCFile::CreateFromMemory(bytes.bytes.data(), bytes.Size(), nullptr, 0.0f);
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(file->GetFileStructureBlock(0));
 }
 
 }  // namespace
