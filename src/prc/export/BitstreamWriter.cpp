@@ -118,7 +118,16 @@ void BitstreamWriter::WriteBit(bool bit) {
 }
 
 void BitstreamWriter::WriteBits(uint32_t value, uint32_t n) {
-    for (uint32_t i = n; i > 0; --i) WriteBit(((value >> (i - 1)) & 1u) != 0);
+    // As many bits at a time as the open byte has room for.
+    while (n > 0) {
+        if (chunk_.bitOffset == 0) chunk_.bytes.push_back(0);
+        const uint32_t room = kBitsPerByte - chunk_.bitOffset;
+        const uint32_t take = n < room ? n : room;
+        const uint32_t bits = (value >> (n - take)) & ((1u << take) - 1);
+        chunk_.bytes.back() = static_cast<uint8_t>(chunk_.bytes.back() | (bits << (room - take)));
+        chunk_.bitOffset = (chunk_.bitOffset + take) % kBitsPerByte;
+        n -= take;
+    }
 }
 
 void BitstreamWriter::WriteByte(uint8_t value) {
