@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -67,14 +68,17 @@ inline std::ostream& operator<<(std::ostream& out, const PrimitiveCounts& c) {
 }
 // The counts of the first load in the text.
 inline SceneCounts CountsIn(const std::string& text) {
-    static const std::regex meshes(R"(Primitives: \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
-    static const std::regex instanced(
-        R"(Primitives \(instanced\): \d+ \(Points: (\d+), Lines: (\d+), Triangles: (\d+)\))");
+    auto read = [&text](const char* head, PrimitiveCounts& counts) {
+        const size_t at = text.find(head);
+        unsigned long long points = 0, lines = 0, triangles = 0;
+        if (at != std::string::npos &&
+            std::sscanf(text.c_str() + at + std::strlen(head), "%*u (Points: %llu, Lines: %llu, Triangles: %llu)",
+                        &points, &lines, &triangles) == 3)
+            counts = {points, lines, triangles};
+    };
     SceneCounts counts;
-    std::smatch m;
-    if (std::regex_search(text, m, meshes)) counts.meshes = {std::stoull(m[1]), std::stoull(m[2]), std::stoull(m[3])};
-    if (std::regex_search(text, m, instanced))
-        counts.instanced = {std::stoull(m[1]), std::stoull(m[2]), std::stoull(m[3])};
+    read("Primitives: ", counts.meshes);
+    read("Primitives (instanced): ", counts.instanced);
     return counts;
 }
 
