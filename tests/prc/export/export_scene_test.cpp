@@ -88,22 +88,6 @@ TEST_F(ExportedStructure, ChildrenComeBeforeParentsAndTheRootLast) {
     EXPECT_EQ(file->ModelFile().rootOccurrences[0].occurrenceIndex, tree.rootOccurrenceIndex);
 }
 
-TEST_F(ExportedStructure, ATexturedSceneCarriesItsPictureAndApplication) {
-    const std::shared_ptr<PRCFile> file = ExportAndRead(U3d("shading.u3d"));
-    ASSERT_TRUE(file);
-    const FileStructureBlock& block = *file->GetFileStructureBlock(0);
-    ASSERT_EQ(block.globals.pictures.size(), 1u);
-    ASSERT_EQ(block.uncompressedFiles.size(), 1u);
-    const FileStructure::Picture& picture = block.globals.pictures[0];
-    EXPECT_EQ(block.uncompressedFiles.front()->size, picture.width * picture.height * 4);
-    bool applied = false;
-    for (const auto& material : block.globals.materials)
-        applied |= material->base.type == kTypeMaterialTextureApplication;
-    EXPECT_TRUE(applied);
-    ASSERT_EQ(block.globals.linePatterns.size(), 1u);
-    EXPECT_EQ(block.globals.linePatterns[0].base.name, "Solid Line");
-}
-
 class ExportFailure : public ExportTest {
 protected:
     void SetUp() override {

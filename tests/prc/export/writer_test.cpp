@@ -80,13 +80,6 @@ TEST(WriterIntegers, ExtremesReadBack) {
     }
 }
 
-TEST(WriterIntegers, AValueTooWideForItsBitsIsRefused) {
-    BitstreamWriter writer = OpenWriter();
-    EXPECT_FALSE(writer.WriteIntegerWithVariableBitNumber(8, 4));  // sign and three bits: at most 7
-    EXPECT_FALSE(writer.WriteIntegerWithVariableBitNumber(1, 0));
-    EXPECT_TRUE(writer.CurrentChunk().bytes.empty());
-}
-
 TEST(WriterHuffman, OneValueGivesOneLeafWithCodeOne) {
     HuffmanTree tree;
     ASSERT_TRUE(BitstreamWriter::CalculateHuffmanTree({5, 5, 5, 5}, 8, tree));
