@@ -6,6 +6,7 @@
 //                                    [--background RRGGBB] [--lighting N] [--camera NAME]
 //                                    [--annotation N] [--view NAME|N]
 //   kestrum [global options] info SCENE [--annotation N] [--view NAME|N]
+//   kestrum [global options] export SCENE -o OUT.prc [--compressed] [--annotation N]
 //
 // A SCENE may be a PDF document: the 3D stream of one of its 3D annotations is loaded from
 // memory, with the annotation's view (or the one --view names) applied.
@@ -49,7 +50,7 @@ namespace {
 
 using KestrumTool::Library;
 
-enum class Command { None, Version, Capture, Info, View };
+enum class Command { None, Version, Capture, Info, View, Export };
 
 struct Options {
     std::string libraryPath;
@@ -71,6 +72,7 @@ struct Options {
     std::string view;                        // of a PDF's 3D annotation, by name or number
     size_t annotation = 0;                   // a PDF's 3D annotation, 0 for the first
     std::vector<std::string> viewArguments;  // everything after "view", read by the viewer
+    bool compressed = false;                 // export: highly compressed tessellations
 };
 
 void PrintUsage(FILE* out) {
@@ -79,6 +81,7 @@ void PrintUsage(FILE* out) {
                  "                                 [--background RRGGBB] [--lighting N] [--camera NAME]\n"
                  "                                 [--annotation N] [--view NAME|N]\n"
                  "       kestrum [options] info SCENE [--annotation N] [--view NAME|N]\n"
+                 "       kestrum [options] export SCENE -o OUT.prc [--compressed] [--annotation N]\n"
                  "       kestrum [options] --version\n"
                  "       kestrum [options] view SCENE [view options]   (kestrum view -h)\n"
                  "commands:\n"
@@ -92,6 +95,8 @@ void PrintUsage(FILE* out) {
                  "            --lighting N        lighting scheme 0..11 (default 1, the scene's own)\n"
                  "            --camera NAME       view of the scene to use (default: built-in camera)\n"
                  "  info      load SCENE and print its statistics and cameras\n"
+                 "  export    load SCENE and write it as a PRC file OUT.prc; triangle meshes only\n"
+                 "            --compressed        highly compressed tessellations (smaller files)\n"
                  "A SCENE may be a PDF with 3D annotations (info lists them with their views):\n"
                  "            --annotation N      the 3D annotation to load, 0 for the first (default)\n"
                  "            --view NAME|N       a view of the annotation's view list, by name or number\n"
@@ -168,7 +173,12 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             break;
         } else if (options.command == Command::None && (arg == "capture" || arg == "info")) {
             options.command = arg == "capture" ? Command::Capture : Command::Info;
-        } else if (options.command == Command::Capture && (arg == "-o" || arg == "--output")) {
+        } else if (options.command == Command::None && arg == "export") {
+            options.command = Command::Export;
+        } else if (options.command == Command::Export && arg == "--compressed") {
+            options.compressed = true;
+        } else if ((options.command == Command::Capture || options.command == Command::Export) &&
+                   (arg == "-o" || arg == "--output")) {
             if (!(v = value("-o"))) return false;
             options.output = v;
         } else if (options.command == Command::Capture && arg == "--size") {
@@ -199,7 +209,8 @@ bool ParseOptions(int argc, char** argv, Options& options) {
                 return bad("--annotation", v, "a number from 0");
             options.annotation = static_cast<size_t>(number);
         } else if ((options.command == Command::Capture ||
-                    (options.command == Command::Info && options.scenes.empty())) &&
+                    ((options.command == Command::Info || options.command == Command::Export) &&
+                     options.scenes.empty())) &&
                    !arg.empty() && arg[0] != '-') {
             options.scenes.push_back(arg);
         } else {
@@ -209,6 +220,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
     }
     if (options.command == Command::Info && options.scenes.empty() && !options.help) {
         std::fprintf(stderr, "kestrum: info needs a scene file\n");
+        return false;
+    }
+    if (options.command == Command::Export && (options.scenes.empty() || options.output.empty()) && !options.help) {
+        std::fprintf(stderr, "kestrum: export needs a scene file and -o OUT.prc\n");
         return false;
     }
     return true;
@@ -313,6 +328,11 @@ void OnLoad(Kestrum::LoadSceneResult* result, int success) {
 }
 
 void OnUnload(uint32_t) { g_reply.Finish(1); }
+
+void OnExport(Kestrum::ExportSceneResult* result, int success) {
+    g_reply.sceneHandle = result->sceneHandle;
+    g_reply.Finish(success);
+}
 
 // ---- logging -------------------------------------------------------------------------------
 
@@ -728,6 +748,56 @@ int RunInfo(const Library& lib, const Options& options) {
     Shutdown(lib);
     return 0;
 }
+// The first line the export logged about its failure, or a plain reason.
+std::string ExportFailureReason(const Options& options, size_t mark) {
+    DrainLog();
+    if (!options.logFile.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const std::string log = LogText(options);
+    for (size_t start = mark, end; start < log.size(); start = end + 1) {
+        end = log.find('\n', start);
+        if (end == std::string::npos) end = log.size();
+        const std::string line = log.substr(start, end - start);
+        if (line.find("Export") != std::string::npos || line.find("Writer") != std::string::npos) return line;
+    }
+    return "the scene could not be exported";
+}
+
+int RunExport(const Library& lib, const Options& options) {
+    SceneSource source;
+    std::string error;
+    if (!KestrumTool::PrepareSource(options.scenes.front(), Request(options), source, error)) {
+        std::fprintf(stderr, "kestrum: %s\n", error.c_str());
+        Shutdown(lib);
+        return 1;
+    }
+    const std::u16string output = KestrumTool::ToUtf16(Absolute(options.output));
+    Kestrum::ExportParameters parameters;
+    std::memset(&parameters, 0, sizeof parameters);
+    source.Fill(parameters.load);
+    parameters.load.progressCallback = OnProgress;
+    parameters.exportFlags = Kestrum::KESTRUM_EXPORT_PRC;
+    if (options.compressed) parameters.exportFlags |= Kestrum::KESTRUM_EXPORT_OPTION_A;
+    parameters.outputPath = output.c_str();
+
+    const size_t mark = LogText(options).size();
+    g_reply.Reset();
+    lib.ExportScene(0, nullptr, parameters, OnExport);
+    const bool answered = g_reply.Wait(kWaitLimit);
+    EndProgress();
+    int rc = 0;
+    if (!answered) {
+        std::fprintf(stderr, "kestrum: no answer from the library\n");
+        rc = 1;
+    } else if (!g_reply.success) {
+        std::fprintf(stderr, "kestrum: '%s' was not exported: %s\n", options.scenes.front().c_str(),
+                     ExportFailureReason(options, mark).c_str());
+        rc = 1;
+    } else {
+        std::printf("%s\n", Absolute(options.output).c_str());
+    }
+    Shutdown(lib);
+    return rc;
+}
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -758,6 +828,7 @@ int main(int argc, char** argv) {
         case Command::Version: rc = PrintVersions(lib); break;
         case Command::Capture: rc = RunCapture(lib, options); break;
         case Command::Info: rc = RunInfo(lib, options); break;
+        case Command::Export: rc = RunExport(lib, options); break;
         case Command::View: rc = KestrumTool::RunViewCommand(lib, options.viewArguments); break;
         case Command::None: break;
     }

@@ -2,11 +2,14 @@
 // The PRC entry of the format registry: ".prc", identifier 2, the one format that also exports.
 
 #include <memory>
+#include <string>
 
 #include "format/FormatBase.h"
 #include "util/SimpleProfiler.h"
 
 namespace Velmora::PRC {
+
+class PRCExport;
 
 class Format_PRC : public FormatGlue::FormatBase {
 public:
@@ -18,6 +21,10 @@ public:
     uint32_t Load(const FormatGlue::ImportDescriptor& descriptor) override;
     // Writes the active scene as PRC, to a file or into memory.
     bool Export(const FormatGlue::ExportDescriptor& descriptor, FormatGlue::ExportBuffer* buffer) override;
+
+private:
+    static bool ExportToMemory(PRCExport& exporter, FormatGlue::ExportBuffer* buffer);
+    static bool ExportToFile(PRCExport& exporter, const std::string& path);
 };
 
 }  // namespace Velmora::PRC
