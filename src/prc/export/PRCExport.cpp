@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 
 #include <new>
-#include <set>
 #include <vector>
 
 #include "prc/reader/filestructure/EntityTypes.h"
@@ -150,8 +149,6 @@ bool PRCExport::WriteCurrentModelChildren(const Rendering::Model& model, Product
     children.reserve(model.GetChildren().size());
     for (const auto& [name, child] : model.GetChildren()) children.push_back(child);
 
-    // Siblings are told apart by name when the file is loaded, so a repeated name gets a number.
-    std::set<std::string> siblingNames;
     for (const std::shared_ptr<Rendering::Model>& child : children) {
         if (!child) {
             Logger::Log(LogLevel::Error, "PRCExport::WriteCurrentModelChildren() - UNEXPECTED: Cannot find child");
@@ -162,9 +159,7 @@ bool PRCExport::WriteCurrentModelChildren(const Rendering::Model& model, Product
         const std::shared_ptr<Rendering::Mesh>& mesh = child->GetMesh();
         const std::string base = mesh && !mesh->GetName().empty() ? mesh->GetName() : child->GetName();
         const std::string suffix = mesh && !base.empty() ? kGroupSuffix : "";
-        std::string name = base + suffix;
-        for (uint32_t repeat = 1; !siblingNames.insert(name).second; ++repeat)
-            name = fmt::format("{:s}_{:d}{:s}", base, repeat, suffix);
+        const std::string name = base + suffix;
 
         const int32_t partIndex = WritePartDefinitionForModel(*child, name);
         if (partIndex < 0) {

@@ -84,7 +84,9 @@ private:
     // The build (AuthoringPool_PRC_Build.cpp).
     bool CreateChildInstancesForNode(Rendering::SceneHandle scene, const AuthorNode& node,
                                      const std::shared_ptr<Rendering::Model>& parent, uint32_t depth);
-    std::shared_ptr<Rendering::Model> CreateModelInstance(Rendering::SceneHandle scene, const AuthorNode& node);
+    // name: the node's name made unique among its siblings, since a parent keys its children by name.
+    std::shared_ptr<Rendering::Model> CreateModelInstance(Rendering::SceneHandle scene, const AuthorNode& node,
+                                                          const std::string& name);
     bool RunBuild(Rendering::SceneGraph& scene, Rendering::SceneHandle handle, const Timer& timer);
 
     std::shared_ptr<PRCFile> file_;

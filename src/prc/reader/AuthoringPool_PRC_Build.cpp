@@ -130,7 +130,7 @@ bool AuthoringPool_PRC::CreateChildInstancesForNode(SceneHandle scene, const Aut
         const std::string name = UniqueChildName(*parent, child->name);
         std::shared_ptr<Model> model;
         if (child->kind == AuthorNode::Model) {
-            model = CreateModelInstance(scene, *child);
+            model = CreateModelInstance(scene, *child, name);
             if (!model) {
                 Logger::LogF(LogLevel::Error,
                              "AuthoringPool_PRC::CreateChildInstancesForNode() - Failed to create model instance for "
@@ -161,7 +161,8 @@ bool AuthoringPool_PRC::CreateChildInstancesForNode(SceneHandle scene, const Aut
     return complete;
 }
 
-std::shared_ptr<Model> AuthoringPool_PRC::CreateModelInstance(SceneHandle scene, const AuthorNode& node) {
+std::shared_ptr<Model> AuthoringPool_PRC::CreateModelInstance(SceneHandle scene, const AuthorNode& node,
+                                                              const std::string& name) {
     std::shared_ptr<SceneGraph> graph = SceneManager::Instance().GetScene(scene);
     if (!graph) return nullptr;
     Rendering::SceneResources& resources = graph->GetResources();
@@ -171,7 +172,6 @@ std::shared_ptr<Model> AuthoringPool_PRC::CreateModelInstance(SceneHandle scene,
         Logger::Log(LogLevel::Error, "AuthoringPool_PRC::CreateModelInstance() - Invalid default material id!");
         return nullptr;
     }
-    const std::string name = node.name;
     if (node.tessellation < 0) {
         // Exact geometry without a tessellation: nothing to draw, and nothing wrong.
         Logger::Log(LogLevel::Verbose, "Node '%s' has no tessellation -> invisible model", name.c_str());
