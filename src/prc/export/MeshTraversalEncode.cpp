@@ -71,6 +71,7 @@ void MeshTraversalEncode::Reset() {
     minimumEdgeLength_ = 0.0;
     splitEdges_ = 0;
     rootTriangles_ = 0;
+    droppedTriangles_ = 0;
     numberOfFaces_ = 0;
     hasTexCoords_ = false;
     sourcePoints_.clear();
@@ -110,8 +111,9 @@ bool MeshTraversalEncode::EncodeArrays(const EncodeTriangles& input, double tole
     // The working data can be large; only the arrays handed over are kept.
     const std::shared_ptr<Utility::SimpleProfiler> profile = profile_;
     const double used = tolerance_, minimum = minimumEdgeLength_;
-    const uint32_t split = splitEdges_, roots = rootTriangles_;
+    const uint32_t split = splitEdges_, roots = rootTriangles_, dropped = droppedTriangles_;
     Reset();
+    droppedTriangles_ = dropped;
     profile_ = profile;
     tolerance_ = used;
     minimumEdgeLength_ = minimum;
@@ -196,7 +198,6 @@ bool MeshTraversalEncode::MergePoints(const EncodeTriangles& input) {
         Triangle& triangle = triangles_[t];
         for (uint32_t c = 0; c < kCorners; ++c) triangle.points[c] = pointOf[input.indices[t * kCorners + c]];
         triangle.face = input.faces[t];
-        numberOfFaces_ = std::max(numberOfFaces_, triangle.face + 1);
     }
     return true;
 }
@@ -247,15 +248,52 @@ void MeshTraversalEncode::RegisterEdges(uint32_t index) {
 
 bool MeshTraversalEncode::BuildTriangles(const EncodeTriangles& input) {
     if (!MergePoints(input)) return false;
-    edgeUses_.reserve(triangles_.size() * 2);
-    for (size_t t = 0; t < triangles_.size(); ++t) {
-        Triangle& triangle = triangles_[t];
+    for (const Triangle& triangle : triangles_) {
         const uint32_t* p = triangle.points;
         if (p[0] == p[1] || p[0] == p[2] || p[1] == p[2]) {
             Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - INVALID TRIANGLE, DATA ERROR!");
             return false;
         }
-        if (!SplitOverUsedEdges(triangle)) return false;
+    }
+    return true;
+}
+
+bool MeshTraversalEncode::DropFlatTriangles() {
+    // The reader frames every triangle by the cross product of two of its edges and gives up
+    // the whole mesh when that is too short to have a direction. A triangle whose own is near
+    // that limit has no area to show and is left out; for the others the step is made fine
+    // enough that quantised corners can't bring theirs near it (see ChooseTolerance).
+    size_t kept = 0;
+    frameTolerance_ = INFINITY;
+    for (size_t t = 0; t < triangles_.size(); ++t) {
+        const Triangle& triangle = triangles_[t];
+        const PrcPt& a = sourcePoints_[triangle.points[0]].position;
+        const PrcPt& b = sourcePoints_[triangle.points[1]].position;
+        const PrcPt& c = sourcePoints_[triangle.points[2]].position;
+        const double longest = std::max({(b - a).Length(), (c - a).Length(), (c - b).Length()});
+        const double cross = (b - a).Cross(c - a).Length();
+        if (cross < kFlatLimit * PrcPt::kMinLength) {
+            Logger::Log(LogLevel::Error,
+                        "MeshTraversalEncode::CreateTriangleNormals() - Zero-length normal -> INVALID TRIANGLE");
+            ++droppedTriangles_;
+            continue;
+        }
+        frameTolerance_ = std::min(frameTolerance_, cross / (kFrameDriftFactor * longest));
+        numberOfFaces_ = std::max(numberOfFaces_, triangle.face + 1);
+        triangles_[kept++] = triangle;
+    }
+    triangles_.resize(kept);
+    if (kept == 0) {
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
+        return false;
+    }
+    return true;
+}
+
+bool MeshTraversalEncode::ConnectTriangles() {
+    edgeUses_.reserve(triangles_.size() * 2);
+    for (size_t t = 0; t < triangles_.size(); ++t) {
+        if (!SplitOverUsedEdges(triangles_[t])) return false;
         RegisterEdges(static_cast<uint32_t>(t));
     }
     return true;
@@ -289,7 +327,7 @@ bool MeshTraversalEncode::ChooseTolerance(double requested) {
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - invalid tolerance %g", requested);
         return false;
     }
-    tolerance_ = std::min(requested, minimumEdgeLength_ * kToleranceShareOfMinEdge);
+    tolerance_ = std::min({requested, minimumEdgeLength_ * kToleranceShareOfMinEdge, frameTolerance_});
     return true;
 }
 
@@ -299,9 +337,8 @@ bool MeshTraversalEncode::PrepareTraversal(const EncodeTriangles& input, double 
     centre_ = {static_cast<float>(input.centre[0]), static_cast<float>(input.centre[1]),
                static_cast<float>(input.centre[2])};
     hasTexCoords_ = !input.texCoords.empty();
-    if (!BuildTriangles(input)) return false;
-    if (!CalculateMinimumEdgeLength()) return false;
-    return ChooseTolerance(tolerance);
+    return BuildTriangles(input) && CalculateMinimumEdgeLength() && DropFlatTriangles() &&
+           ChooseTolerance(tolerance) && ConnectTriangles();
 }
 
 // ---- The walk ----

@@ -37,6 +37,16 @@ struct EncodeTriangles {
     double centre[3] = {0.0, 0.0, 0.0};           // the origin of the differences
 };
 
+// The interleaved rows of one sub-object (the render mesh's layout) and its triangles: three
+// indices each, or, without indices, the rows in order.
+struct SubObjectRows {
+    const float* rows = nullptr;
+    uint32_t rowCount = 0;
+    uint32_t attributes = 0;  // Rendering::VertexAttribute bits
+    const uint32_t* indices = nullptr;
+    size_t indexCount = 0;
+};
+
 class MeshTraversalEncode : public MeshTraversalBase {
 public:
     static constexpr uint32_t kMinNormalBits = 1;
@@ -46,6 +56,13 @@ public:
     // Points may move by half a step on each axis; with steps no coarser than this share of
     // the shortest edge, no two corners of a triangle can meet after quantisation.
     static constexpr double kToleranceShareOfMinEdge = 0.25;
+    // Triangles whose edges' cross product is shorter than this many times the shortest
+    // direction the reader accepts are left out.
+    static constexpr double kFlatLimit = 4.0;
+    // A corner moves by at most sqrt(3) steps against another, which moves a cross product by
+    // at most 2 sqrt(3) steps per unit of the longest edge. The step is held to a quarter of
+    // that for every triangle (8 sqrt(3)), so no cross product can shrink by half.
+    static constexpr double kFrameDriftFactor = 13.856406460551018;
     static constexpr double kCreaseAngle = 45.0;
 
     explicit MeshTraversalEncode(uint32_t normalBits);
@@ -61,6 +78,8 @@ public:
     // Reads the triangles of every sub-object of a render mesh back from the GPU; needs the
     // mesh's GL context current. False (logged) for a mesh that can't be read.
     static bool ReadRenderMesh(const Rendering::Mesh& mesh, const Rendering::Model& model, EncodeTriangles& out);
+    // Appends one sub-object's rows as the given face; false (logged) on rows it can't use.
+    static bool AppendRows(const SubObjectRows& sub, int32_t face, EncodeTriangles& out);
 
     // The step actually used: the requested tolerance, made finer for meshes whose shortest
     // edge needs it.
@@ -68,6 +87,8 @@ public:
     double MinimumEdgeLength() const { return minimumEdgeLength_; }
     uint32_t SplitEdges() const { return splitEdges_; }
     uint32_t RootTriangles() const { return rootTriangles_; }
+    // Triangles left out for having too little area for the reader to frame them.
+    uint32_t DroppedTriangles() const { return droppedTriangles_; }
     const std::shared_ptr<Utility::SimpleProfiler>& Profile() const { return profile_; }
 
 private:
@@ -103,6 +124,8 @@ private:
     bool CheckInput(const EncodeTriangles& input) const;
     bool MergePoints(const EncodeTriangles& input);
     bool BuildTriangles(const EncodeTriangles& input);
+    bool DropFlatTriangles();
+    bool ConnectTriangles();
     uint32_t CopyPoint(uint32_t point);
     bool SplitOverUsedEdges(Triangle& triangle);
     void RegisterEdges(uint32_t triangle);
@@ -134,8 +157,10 @@ private:
 
     PrcPt centre_;
     double minimumEdgeLength_ = 0.0;
+    double frameTolerance_ = 0.0;  // the coarsest step that keeps every triangle's frame
     uint32_t splitEdges_ = 0;
     uint32_t rootTriangles_ = 0;
+    uint32_t droppedTriangles_ = 0;
     int32_t numberOfFaces_ = 0;
     bool hasTexCoords_ = false;
     std::vector<Point> sourcePoints_;

@@ -2,8 +2,6 @@
 // triangles from its index buffer or, without one, from the rows in order. Each sub-object is
 // a face of its own, so that its material can be told apart after the walk.
 
-#include <algorithm>
-
 #include "prc/export/MeshTraversalEncode.h"
 #include "rendering/Mesh.h"
 #include "rendering/Model.h"
@@ -11,7 +9,7 @@
 
 namespace Velmora::PRC {
 
-using Rendering::DataBuffer;
+using Traversal::kCorners;
 using Utility::Logger;
 using Utility::LogLevel;
 namespace VertexAttribute = Rendering::VertexAttribute;
@@ -20,25 +18,6 @@ namespace {
 
 constexpr double kBoxMiddle = 0.5;
 constexpr uint32_t kAxes = 3;
-constexpr uint32_t kTexCoordValues = 2;
-
-// Indices of a sub-object: the index buffer's, or the rows in order.
-bool TriangleIndices(const Rendering::Mesh& mesh, uint32_t subObject, uint32_t rows, std::vector<uint32_t>& out) {
-    const auto indices = mesh.GetIndexDataForSubObject(subObject);
-    out.clear();
-    if (indices) {
-        out.assign(indices->Data(), indices->Data() + indices->ElementCount());
-    } else {
-        out.resize(rows);
-        for (uint32_t i = 0; i < rows; ++i) out[i] = i;
-    }
-    if (out.size() % 3 != 0 ||
-        std::any_of(out.begin(), out.end(), [rows](uint32_t index) { return index >= rows; })) {
-        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
-        return false;
-    }
-    return true;
-}
 
 // The centre of the mesh's own box (its rows are in its own space); the model's box when the
 // mesh has none.
@@ -58,6 +37,44 @@ void BoxCentre(const Rendering::Mesh& mesh, const Rendering::Model& model, doubl
 
 }  // namespace
 
+bool MeshTraversalEncode::AppendRows(const SubObjectRows& sub, int32_t face, EncodeTriangles& out) {
+    if (!sub.rows || !(sub.attributes & VertexAttribute::Position) || !(sub.attributes & VertexAttribute::Normal)) {
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - Invalid vertex data!");
+        return false;
+    }
+    if (sub.attributes & VertexAttribute::TexCoordMask & ~VertexAttribute::TexCoord0)
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - only texture layer 0 supported (for now)");
+    const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
+    const auto position = static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Position));
+    const auto normal = static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Normal));
+    const int32_t texCoord = VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::TexCoord0);
+    const size_t indexCount = sub.indices ? sub.indexCount : sub.rowCount;
+    if (indexCount % kCorners != 0) {
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
+        return false;
+    }
+    // Earlier sub-objects without texture coordinates get neutral ones once any has them.
+    if (texCoord >= 0 && out.texCoords.size() < out.positions.size()) out.texCoords.resize(out.positions.size());
+    const auto base = static_cast<uint32_t>(out.positions.size());
+    for (uint32_t r = 0; r < sub.rowCount; ++r) {
+        const float* row = sub.rows + size_t{r} * stride;
+        out.positions.push_back({row[position], row[position + 1], row[position + 2]});
+        out.normals.push_back({row[normal], row[normal + 1], row[normal + 2]});
+        if (texCoord >= 0) out.texCoords.push_back({row[texCoord], row[texCoord + 1]});
+    }
+    if (texCoord < 0 && !out.texCoords.empty()) out.texCoords.resize(out.positions.size());
+    for (size_t i = 0; i < indexCount; ++i) {
+        const uint32_t index = sub.indices ? sub.indices[i] : static_cast<uint32_t>(i);
+        if (index >= sub.rowCount) {
+            Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
+            return false;
+        }
+        out.indices.push_back(base + index);
+    }
+    out.faces.insert(out.faces.end(), indexCount / kCorners, face);
+    return true;
+}
+
 bool MeshTraversalEncode::ReadRenderMesh(const Rendering::Mesh& mesh, const Rendering::Model& model,
                                          EncodeTriangles& out) {
     out = {};
@@ -65,40 +82,24 @@ bool MeshTraversalEncode::ReadRenderMesh(const Rendering::Mesh& mesh, const Rend
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - Invalid vertex data!");
         return false;
     }
-    bool anyTexCoords = false;
-    std::vector<uint32_t> indices;
     for (uint32_t s = 0; s < mesh.GetSubObjectCount(); ++s) {
         const uint32_t attributes = mesh.GetVertexAttributes(s);
         const auto rows = mesh.GetVertexDataForSubObject(s);
-        if (!rows) {
+        if (!rows || rows->Stride() != VertexAttribute::FloatsPerVertex(attributes)) {
             Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - Invalid vertex buffer!");
             return false;
         }
-        if (!(attributes & VertexAttribute::Position) || !(attributes & VertexAttribute::Normal) ||
-            rows->Stride() != VertexAttribute::FloatsPerVertex(attributes)) {
-            Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - Invalid vertex data!");
-            return false;
+        const auto indices = mesh.GetIndexDataForSubObject(s);
+        SubObjectRows sub;
+        sub.rows = rows->Data();
+        sub.rowCount = rows->Count();
+        sub.attributes = attributes;
+        if (indices) {
+            sub.indices = indices->Data();
+            sub.indexCount = indices->ElementCount();
         }
-        if (attributes & VertexAttribute::TexCoordMask & ~VertexAttribute::TexCoord0)
-            Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - only texture layer 0 supported (for now)");
-        if (!TriangleIndices(mesh, s, rows->Count(), indices)) return false;
-        const auto position = static_cast<uint32_t>(VertexAttribute::FloatOffset(attributes, VertexAttribute::Position));
-        const auto normal = static_cast<uint32_t>(VertexAttribute::FloatOffset(attributes, VertexAttribute::Normal));
-        const int32_t texCoord = VertexAttribute::FloatOffset(attributes, VertexAttribute::TexCoord0);
-        const auto base = static_cast<uint32_t>(out.positions.size());
-        for (uint32_t r = 0; r < rows->Count(); ++r) {
-            const float* row = rows->Row(r);
-            out.positions.push_back({row[position], row[position + 1], row[position + 2]});
-            out.normals.push_back({row[normal], row[normal + 1], row[normal + 2]});
-            std::array<float, kTexCoordValues> uv{0.0f, 0.0f};
-            if (texCoord >= 0) uv = {row[texCoord], row[texCoord + 1]};
-            out.texCoords.push_back(uv);
-        }
-        anyTexCoords = anyTexCoords || texCoord >= 0;
-        for (uint32_t index : indices) out.indices.push_back(base + index);
-        out.faces.insert(out.faces.end(), indices.size() / 3, static_cast<int32_t>(s));
+        if (!AppendRows(sub, static_cast<int32_t>(s), out)) return false;
     }
-    if (!anyTexCoords) out.texCoords.clear();
     BoxCentre(mesh, model, out.centre);
     return true;
 }
