@@ -236,7 +236,7 @@ inline RoundTrip EncodeAndDecode(const EncodeTriangles& source, double tolerance
     double extent = 0.0;
     for (const auto& p : source.positions)
         for (float value : p) extent = std::max(extent, double(std::fabs(value)));
-    r.cornerTolerance = encoder.UsedTolerance() * 0.87 + extent * 1e-6;
+    r.cornerTolerance = encoder.UsedTolerance() * 0.87 + extent * 1.2e-7;
     r.normalStep = 1.5707963267948966 / double((1u << normalBits) - 1u);
     TriangleMatcher matcher(source, r.cornerTolerance);
     for (size_t i = 0; i < r.triangles; ++i) {
