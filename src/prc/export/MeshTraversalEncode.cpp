@@ -1,7 +1,9 @@
 // Preparation and walk. The walk follows the reader's stack exactly: a triangle entered by an
 // edge brings only its apex, the reader takes the last pushed neighbour first, and a new root
-// is started only when the stack is empty. Each triangle is put on the stack at most once, so
-// that the reader never meets a triangle it would have to dismiss.
+// is started only when the stack is empty. No edge keeps more than two triangles, and each
+// triangle is put on the stack at most once, so when the reader takes a triangle, the edges it
+// closes have at most one walked triangle each: the reader never dismisses one, and its edge
+// counts need not be kept here.
 
 #include "prc/export/MeshTraversalEncode.h"
 
@@ -33,23 +35,27 @@ constexpr uint32_t kConnectedOpenEdges = 1;
 constexpr double kHalf = 2.0;
 constexpr uint32_t kMergeFloats = 6;
 
+uint32_t FloatBits(float value) { return std::bit_cast<uint32_t>(value + 0.0f); }  // one zero, not two
+
+constexpr uint64_t kHashPrime = 1099511628211ull;
+constexpr uint64_t kHashBasis = 14695981039346656037ull;
+
 // Points are merged only when position and normal are equal to the bit: the reader gives a
 // point the normal it was made with, so a crease must keep its points apart.
-struct MergeKey {
-    uint32_t bits[kMergeFloats];
-    bool operator==(const MergeKey& o) const { return std::memcmp(bits, o.bits, sizeof(bits)) == 0; }
-};
+uint64_t VertexHash(const EncodeTriangles& input, size_t i) {
+    uint64_t hash = kHashBasis;
+    for (float value : input.positions[i]) hash = (hash ^ FloatBits(value)) * kHashPrime;
+    for (float value : input.normals[i]) hash = (hash ^ FloatBits(value)) * kHashPrime;
+    return hash;
+}
 
-struct MergeKeyHash {
-    size_t operator()(const MergeKey& key) const {
-        uint64_t hash = 14695981039346656037ull;
-        constexpr uint64_t kPrime = 1099511628211ull;
-        for (uint32_t value : key.bits) hash = (hash ^ value) * kPrime;
-        return static_cast<size_t>(hash);
-    }
-};
-
-uint32_t FloatBits(float value) { return std::bit_cast<uint32_t>(value + 0.0f); }  // one zero, not two
+bool SameVertex(const EncodeTriangles& input, size_t i, size_t j) {
+    for (uint32_t k = 0; k < kCorners; ++k)
+        if (FloatBits(input.positions[i][k]) != FloatBits(input.positions[j][k]) ||
+            FloatBits(input.normals[i][k]) != FloatBits(input.normals[j][k]))
+            return false;
+    return true;
+}
 
 bool IsFinite(const std::array<float, 3>& v) {
     return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
@@ -77,6 +83,7 @@ void MeshTraversalEncode::Reset() {
     sourcePoints_.clear();
     triangles_.clear();
     edgeUses_.clear();
+    slots_.Clear();
     walkStack_.clear();
     nextRoot_ = 0;
     pointArray_.clear();
@@ -174,24 +181,27 @@ bool MeshTraversalEncode::CheckInput(const EncodeTriangles& input) const {
 
 bool MeshTraversalEncode::MergePoints(const EncodeTriangles& input) {
     const size_t vertices = input.positions.size();
-    std::unordered_map<MergeKey, uint32_t, MergeKeyHash> merged;
-    merged.reserve(vertices);
+    if (!slots_.Reserve(vertices)) {
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - OUT OF MEMORY");
+        return false;
+    }
     sourcePoints_.reserve(vertices);
+    std::vector<uint32_t> firstVertex;  // of each point, to compare the next ones with
+    firstVertex.reserve(vertices);
     std::vector<uint32_t> pointOf(vertices);
     for (size_t i = 0; i < vertices; ++i) {
-        const auto& p = input.positions[i];
-        const auto& n = input.normals[i];
-        const MergeKey key{{FloatBits(p[0]), FloatBits(p[1]), FloatBits(p[2]), FloatBits(n[0]), FloatBits(n[1]),
-                            FloatBits(n[2])}};
-        const auto [found, inserted] = merged.try_emplace(key, static_cast<uint32_t>(sourcePoints_.size()));
-        if (inserted) {
+        uint32_t& slot = slots_.Find(VertexHash(input, i),
+                                     [&](uint32_t point) { return SameVertex(input, firstVertex[point], i); });
+        if (slot == MeshTraversalEncodeSlots::kEmpty) {
+            slot = static_cast<uint32_t>(sourcePoints_.size());
             Point point;
-            point.position = ToPoint(p);
-            point.normal = ToPoint(n);
+            point.position = ToPoint(input.positions[i]);
+            point.normal = ToPoint(input.normals[i]);
             point.normal.Unitize();
             sourcePoints_.push_back(point);
+            firstVertex.push_back(static_cast<uint32_t>(i));
         }
-        pointOf[i] = found->second;
+        pointOf[i] = slot;
     }
     triangles_.resize(input.faces.size());
     for (size_t t = 0; t < triangles_.size(); ++t) {
@@ -208,11 +218,18 @@ uint32_t MeshTraversalEncode::CopyPoint(uint32_t point) {
     return static_cast<uint32_t>(sourcePoints_.size() - 1);
 }
 
+uint32_t& MeshTraversalEncode::FindEdgeSlot(uint32_t a, uint32_t b) {
+    const uint64_t key = EdgeKey(static_cast<int32_t>(a), static_cast<int32_t>(b));
+    return slots_.Find(key, [this, key](uint32_t edge) { return edgeUses_[edge].key == key; });
+}
+
+uint32_t MeshTraversalEncode::FindEdge(uint32_t a, uint32_t b) { return FindEdgeSlot(a, b); }
+
 bool MeshTraversalEncode::SplitOverUsedEdges(Triangle& triangle) {
     for (const auto& edge : kEdgeCorners) {
         const uint32_t a = triangle.points[edge[0]], b = triangle.points[edge[1]];
-        const auto found = edgeUses_.find(EdgeKey(static_cast<int32_t>(a), static_cast<int32_t>(b)));
-        if (found == edgeUses_.end() || found->second.count < kFullEdge) continue;
+        const uint32_t found = FindEdge(a, b);
+        if (found == MeshTraversalEncodeSlots::kEmpty || edgeUses_[found].count < kFullEdge) continue;
         // Fresh copies of both points give the triangle an edge of its own; every other edge
         // of it then has a fresh point too, so one split is enough.
         if (sourcePoints_.size() + 2 > static_cast<size_t>(INT32_MAX)) {
@@ -231,13 +248,18 @@ bool MeshTraversalEncode::SplitOverUsedEdges(Triangle& triangle) {
 
 void MeshTraversalEncode::RegisterEdges(uint32_t index) {
     Triangle& triangle = triangles_[index];
-    for (uint32_t slot = 0; slot < kCorners; ++slot) {
-        const uint32_t a = triangle.points[kEdgeCorners[slot][0]], b = triangle.points[kEdgeCorners[slot][1]];
-        EdgeUse& use = edgeUses_[EdgeKey(static_cast<int32_t>(a), static_cast<int32_t>(b))];
+    for (uint32_t side = 0; side < kCorners; ++side) {
+        const uint32_t a = triangle.points[kEdgeCorners[side][0]], b = triangle.points[kEdgeCorners[side][1]];
+        uint32_t& found = FindEdgeSlot(a, b);
+        if (found == MeshTraversalEncodeSlots::kEmpty) {
+            found = static_cast<uint32_t>(edgeUses_.size());
+            edgeUses_.push_back({EdgeKey(static_cast<int32_t>(a), static_cast<int32_t>(b))});
+        }
+        EdgeUse& use = edgeUses_[found];
         use.triangles[use.count++] = static_cast<int32_t>(index);
         if (use.count < kFullEdge) continue;
         const auto other = static_cast<uint32_t>(use.triangles[0]);
-        triangle.neighbours[slot] = use.triangles[0];
+        triangle.neighbours[side] = use.triangles[0];
         Triangle& neighbour = triangles_[other];
         for (uint32_t s = 0; s < kCorners; ++s) {
             const uint32_t p = neighbour.points[kEdgeCorners[s][0]], q = neighbour.points[kEdgeCorners[s][1]];
@@ -291,7 +313,12 @@ bool MeshTraversalEncode::DropFlatTriangles() {
 }
 
 bool MeshTraversalEncode::ConnectTriangles() {
-    edgeUses_.reserve(triangles_.size() * 2);
+    // Splits add no edges beyond a triangle's three.
+    if (!slots_.Reserve(triangles_.size() * kCorners)) {
+        Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - OUT OF MEMORY");
+        return false;
+    }
+    edgeUses_.reserve(triangles_.size() * kCorners);
     for (size_t t = 0; t < triangles_.size(); ++t) {
         if (!SplitOverUsedEdges(triangles_[t])) return false;
         RegisterEdges(static_cast<uint32_t>(t));
@@ -354,7 +381,6 @@ bool MeshTraversalEncode::DoTraversal() {
     triangleFaceArray_.reserve(triangles);
     normalFlagArray_.reserve(size_t{4} * sourcePoints_.size());
     normalAngleArray_.reserve(size_t{2} * sourcePoints_.size());
-    edges_.reserve(triangles * 2);
     // Each round starts at the first triangle not yet walked: a new piece, or a triangle that
     // its neighbours could not reach through their free edges.
     for (; nextRoot_ < triangles; ++nextRoot_) {
@@ -381,10 +407,6 @@ bool MeshTraversalEncode::ProcessStack() {
         face.points[1] = entry.edgeTreatment[1];
         face.parentThird = entry.parentThird;
         face.enteredBySecondEdge = entry.bySecondEdge;
-        if (ShouldDropTraverseTriangle(face, sourcePoints_[apex].treatment)) {
-            Logger::Log(LogLevel::Error, "MeshTraversal::AddTriangleData() - INVALID PRE-TRIANGLE");
-            return false;
-        }
         if (!AddApex(face, entry, apex)) return false;
         const uint32_t points[kCorners] = {entry.edgePoints[0], entry.edgePoints[1], apex};
         if (!AddTriangleData(face, entry.triangle, points, &entry)) {
@@ -439,10 +461,7 @@ bool MeshTraversalEncode::AddRootTriangle(uint32_t index) {
                 (points_[static_cast<size_t>(face.points[0])] + points_[static_cast<size_t>(face.points[1])]) / kHalf;
         if (!GetTreatmentIndexForPoint(face, corner, triangle.points[corner], prediction)) return false;
     }
-    if (rootTriangles_++ > 0 && ShouldDropNewTriangle(face)) {
-        Logger::Log(LogLevel::Error, "MeshTraversal::AddTriangleData() - INVALID PRE-TRIANGLE");
-        return false;
-    }
+    ++rootTriangles_;
     if (!AddTriangleData(face, index, triangle.points, nullptr)) {
         Logger::Log(LogLevel::Error, "MeshTraversal::ProcessStack() - FAILED TO ADD TRIANGLE!");
         return false;
@@ -555,7 +574,6 @@ bool MeshTraversalEncode::AddTriangleData(Face& face, uint32_t index, const uint
         Logger::Log(LogLevel::Error, "MeshTraversal::AddTriangleData() - INVALID TRIANGLE INPUT!");
         return false;
     }
-    if (!UpdateConnectivity(face)) return false;
     triangleFaceArray_.push_back(triangles_[index].face);
     if (!CreateTriangleNormals(face, points)) {
         Logger::Log(LogLevel::Error, "MeshTraversal::AddTriangleData() - ERROR ON CREATING TRIANGLE NORMALS!");

@@ -9,9 +9,9 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
+#include "prc/export/MeshTraversalEncodeSlots.h"
 #include "prc/reader/MeshTraversalBase.h"
 #include "prc/reader/PrcPt.h"
 #include "prc/reader/filestructure/Tessellation.h"
@@ -106,6 +106,7 @@ private:
         Status status = Status::Untreated;
     };
     struct EdgeUse {
+        uint64_t key = 0;
         int32_t triangles[2] = {Traversal::kNone, Traversal::kNone};
         uint32_t count = 0;
     };
@@ -127,6 +128,8 @@ private:
     bool DropFlatTriangles();
     bool ConnectTriangles();
     uint32_t CopyPoint(uint32_t point);
+    uint32_t& FindEdgeSlot(uint32_t a, uint32_t b);
+    uint32_t FindEdge(uint32_t a, uint32_t b);
     bool SplitOverUsedEdges(Triangle& triangle);
     void RegisterEdges(uint32_t triangle);
     bool CalculateMinimumEdgeLength();
@@ -165,7 +168,8 @@ private:
     bool hasTexCoords_ = false;
     std::vector<Point> sourcePoints_;
     std::vector<Triangle> triangles_;
-    std::unordered_map<uint64_t, EdgeUse> edgeUses_;
+    std::vector<EdgeUse> edgeUses_;
+    MeshTraversalEncodeSlots slots_;  // points by vertex while merging, then edges by their points
     std::vector<Entry> walkStack_;
     size_t nextRoot_ = 0;
 
