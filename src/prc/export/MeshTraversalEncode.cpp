@@ -190,8 +190,8 @@ bool MeshTraversalEncode::MergePoints(const EncodeTriangles& input) {
     firstVertex.reserve(vertices);
     std::vector<uint32_t> pointOf(vertices);
     for (size_t i = 0; i < vertices; ++i) {
-        uint32_t& slot = slots_.Find(VertexHash(input, i),
-                                     [&](uint32_t point) { return SameVertex(input, firstVertex[point], i); });
+        uint32_t& slot =
+            slots_.Find(VertexHash(input, i), [&](uint32_t point) { return SameVertex(input, firstVertex[point], i); });
         if (slot == MeshTraversalEncodeSlots::kEmpty) {
             slot = static_cast<uint32_t>(sourcePoints_.size());
             Point point;
@@ -305,7 +305,9 @@ bool MeshTraversalEncode::DropFlatTriangles() {
         triangles_[kept++] = triangle;
     }
     triangles_.resize(kept);
-    if (kept == 0) {
+    // The reader takes no more faces than triangles; faces are sub-objects, kept in their
+    // numbering so that their materials stay theirs.
+    if (kept == 0 || static_cast<size_t>(numberOfFaces_) > kept) {
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
         return false;
     }
@@ -364,8 +366,8 @@ bool MeshTraversalEncode::PrepareTraversal(const EncodeTriangles& input, double 
     centre_ = {static_cast<float>(input.centre[0]), static_cast<float>(input.centre[1]),
                static_cast<float>(input.centre[2])};
     hasTexCoords_ = !input.texCoords.empty();
-    return BuildTriangles(input) && CalculateMinimumEdgeLength() && DropFlatTriangles() &&
-           ChooseTolerance(tolerance) && ConnectTriangles();
+    return BuildTriangles(input) && CalculateMinimumEdgeLength() && DropFlatTriangles() && ChooseTolerance(tolerance) &&
+           ConnectTriangles();
 }
 
 // ---- The walk ----
@@ -373,8 +375,9 @@ bool MeshTraversalEncode::PrepareTraversal(const EncodeTriangles& input, double 
 bool MeshTraversalEncode::DoTraversal() {
     const size_t triangles = triangles_.size();
     walkStack_.reserve(triangles);
-    isReferencedArray_.reserve(triangles + 2 * sourcePoints_.size());
-    pointReferenceArray_.reserve(triangles + 2 * sourcePoints_.size());
+    // A root brings three corners, any other triangle one.
+    isReferencedArray_.reserve(size_t{kCorners} * triangles);
+    pointReferenceArray_.reserve(size_t{kCorners} * triangles);
     pointArray_.reserve(size_t{kCorners} * sourcePoints_.size());
     points_.reserve(sourcePoints_.size());
     edgeStatusArray_.reserve(triangles);

@@ -2,8 +2,8 @@
 // triangles from its index buffer or, without one, from the rows in order. Each sub-object is
 // a face of its own, so that its material can be told apart after the walk.
 
-#include "prc/export/MeshTraversalEncode.h"
 #include "rendering/Mesh.h"
+#include "prc/export/MeshTraversalEncode.h"
 #include "rendering/Model.h"
 #include "util/Logger.h"
 
@@ -45,7 +45,8 @@ bool MeshTraversalEncode::AppendRows(const SubObjectRows& sub, int32_t face, Enc
     if (sub.attributes & VertexAttribute::TexCoordMask & ~VertexAttribute::TexCoord0)
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - only texture layer 0 supported (for now)");
     const uint32_t stride = VertexAttribute::FloatsPerVertex(sub.attributes);
-    const auto position = static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Position));
+    const auto position =
+        static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Position));
     const auto normal = static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Normal));
     const int32_t texCoord = VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::TexCoord0);
     const size_t indexCount = sub.indices ? sub.indexCount : sub.rowCount;

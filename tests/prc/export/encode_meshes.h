@@ -7,8 +7,8 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
-#include <string>
 #include <memory>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -129,79 +129,56 @@ inline bool LoadObj(const std::string& path, EncodeTriangles& out) {
 }
 
 struct RoundTrip {
-    bool encoded = false;
-    bool decoded = false;
+    bool encoded = false, decoded = false;
     bool consumed = false;  // every decoder cursor at its array's end
-    size_t triangles = 0;
-    size_t vertices = 0;
-    size_t unmatched = 0;         // decoded triangles with no source triangle of the same corners
-    size_t firstUnmatched = 0;    // position in the decoded order of the first of those
-    double worstNormal = 0.0;     // largest angle between a decoded and its source normal
-    double cornerTolerance = 0.0;
-    double normalStep = 0.0;      // one quantisation step of the angles
+    size_t triangles = 0, vertices = 0;
+    size_t unmatched = 0;       // decoded triangles with no source triangle of the same corners
+    size_t firstUnmatched = 0;  // position in the decoded order of the first of those
+    double worstNormal = 0.0;   // largest angle between a decoded and its source normal
+    double normalStep = 0.0;    // one quantisation step of the angles
     std::shared_ptr<FileStructure::HighlyCompressed3DTess> tess;
 };
 
-inline double Distance(const Vec3& a, const Vec3& b) {
-    return std::sqrt(double(a[0] - b[0]) * (a[0] - b[0]) + double(a[1] - b[1]) * (a[1] - b[1]) +
-                     double(a[2] - b[2]) * (a[2] - b[2]));
-}
+inline PrcPt P(const Vec3& v) { return {v[0], v[1], v[2]}; }
 
-inline double Angle(const Vec3& a, const Vec3& b) {
-    const double dot = double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
-    const double la = std::sqrt(double(a[0]) * a[0] + double(a[1]) * a[1] + double(a[2]) * a[2]);
-    const double lb = std::sqrt(double(b[0]) * b[0] + double(b[1]) * b[1] + double(b[2]) * b[2]);
-    return std::acos(std::clamp(dot / (la * lb), -1.0, 1.0));
-}
-
-// Finds, for decoded triangle t, an unused source triangle whose corners lie within the
-// tolerance of its corners in some order; gives the source corner of each decoded corner.
+// Source triangles by the grid cell of their centroid, each to be matched once, to a decoded
+// triangle whose corners lie within the tolerance of its own in some order.
 class TriangleMatcher {
 public:
-    TriangleMatcher(const EncodeTriangles& source, double tolerance) : source_(source), tolerance_(tolerance) {
-        cell_ = std::max(tolerance * 8.0, 1e-9);
-        used_.assign(source.faces.size(), false);
-        for (uint32_t t = 0; t < source.faces.size(); ++t) cells_[CellOf(Centroid(source, t))].push_back(t);
+    TriangleMatcher(const EncodeTriangles& source, double tolerance)
+        : source_(source), tolerance_(tolerance), cell_(tolerance * 8.0), used_(source.faces.size(), false) {
+        for (uint32_t t = 0; t < source.faces.size(); ++t)
+            cells_[CellOf(P(source.positions[source.indices[3 * t]]) + P(source.positions[source.indices[3 * t + 1]]) +
+                          P(source.positions[source.indices[3 * t + 2]]))]
+                .push_back(t);
     }
 
-    bool Match(const Vec3 (&corners)[3], uint32_t (&sourceCorner)[3]) {
-        const auto [cx, cy, cz] = CellOf(Centroid(corners));
-        for (int64_t dx = -1; dx <= 1; ++dx)
-            for (int64_t dy = -1; dy <= 1; ++dy)
-                for (int64_t dz = -1; dz <= 1; ++dz) {
-                    const auto found = cells_.find({cx + dx, cy + dy, cz + dz});
-                    if (found == cells_.end()) continue;
-                    for (uint32_t t : found->second)
-                        if (!used_[t] && Corners(t, corners, sourceCorner)) {
-                            used_[t] = true;
-                            return true;
-                        }
-                }
+    // Gives the source row of each decoded corner.
+    bool Match(const Vec3 (&corners)[3], uint32_t (&rows)[3]) {
+        const auto [x, y, z] = CellOf(P(corners[0]) + P(corners[1]) + P(corners[2]));
+        for (int64_t i = 0; i < 27; ++i) {
+            const auto found = cells_.find({x + i % 3 - 1, y + i / 3 % 3 - 1, z + i / 9 - 1});
+            if (found == cells_.end()) continue;
+            for (uint32_t t : found->second)
+                if (!used_[t] && Corners(t, corners, rows)) return used_[t] = true;
+        }
         return false;
     }
 
 private:
     using Cell = std::tuple<int64_t, int64_t, int64_t>;
-    static Vec3 Centroid(const Vec3 (&c)[3]) {
-        return {(c[0][0] + c[1][0] + c[2][0]) / 3, (c[0][1] + c[1][1] + c[2][1]) / 3, (c[0][2] + c[1][2] + c[2][2]) / 3};
+    Cell CellOf(const PrcPt& threeTimesCentroid) const {
+        const PrcPt c = threeTimesCentroid / (3.0 * cell_);
+        return {int64_t(std::floor(c.x)), int64_t(std::floor(c.y)), int64_t(std::floor(c.z))};
     }
-    static Vec3 Centroid(const EncodeTriangles& m, uint32_t t) {
-        const Vec3 c[3] = {m.positions[m.indices[3 * t]], m.positions[m.indices[3 * t + 1]],
-                           m.positions[m.indices[3 * t + 2]]};
-        return Centroid(c);
-    }
-    Cell CellOf(const Vec3& p) const {
-        return {int64_t(std::floor(p[0] / cell_)), int64_t(std::floor(p[1] / cell_)), int64_t(std::floor(p[2] / cell_))};
-    }
-    bool Corners(uint32_t t, const Vec3 (&corners)[3], uint32_t (&sourceCorner)[3]) const {
+    bool Corners(uint32_t t, const Vec3 (&corners)[3], uint32_t (&rows)[3]) const {
         bool taken[3] = {false, false, false};
         for (int c = 0; c < 3; ++c) {
             bool found = false;
             for (int s = 0; s < 3 && !found; ++s) {
-                const uint32_t index = source_.indices[3 * t + s];
-                if (taken[s] || Distance(corners[c], source_.positions[index]) > tolerance_) continue;
-                taken[s] = found = true;
-                sourceCorner[c] = index;
+                rows[c] = source_.indices[3 * t + s];
+                found = !taken[s] && (P(corners[c]) - P(source_.positions[rows[c]])).Length() <= tolerance_;
+                taken[s] = taken[s] || found;
             }
             if (!found) return false;
         }
@@ -209,8 +186,7 @@ private:
     }
 
     const EncodeTriangles& source_;
-    double tolerance_;
-    double cell_;
+    double tolerance_, cell_;
     std::vector<bool> used_;
     std::map<Cell, std::vector<uint32_t>> cells_;
 };
@@ -235,20 +211,20 @@ inline RoundTrip EncodeAndDecode(const EncodeTriangles& source, double tolerance
     // A corner moves by at most half a step along each of three axes, and by float narrowing.
     double extent = 0.0;
     for (const auto& p : source.positions)
-        for (float value : p) extent = std::max(extent, double(std::fabs(value)));
-    r.cornerTolerance = encoder.UsedTolerance() * 0.87 + extent * 1.2e-7;
+        extent = std::max({extent, std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])});
+    TriangleMatcher matcher(source, encoder.UsedTolerance() * 0.87 + extent * 1.2e-7);
     r.normalStep = 1.5707963267948966 / double((1u << normalBits) - 1u);
-    TriangleMatcher matcher(source, r.cornerTolerance);
     for (size_t i = 0; i < r.triangles; ++i) {
         Vec3 corners[3];
+        uint32_t rows[3] = {0, 0, 0};
         for (int c = 0; c < 3; ++c) corners[c] = t.vertices[t.triangleIndices[3 * i + c]];
-        uint32_t sourceCorner[3] = {0, 0, 0};
-        if (!matcher.Match(corners, sourceCorner)) {
+        if (!matcher.Match(corners, rows)) {
             if (r.unmatched++ == 0) r.firstUnmatched = i;
             continue;
         }
         for (int c = 0; c < 3; ++c)
-            r.worstNormal = std::max(r.worstNormal, Angle(t.normals[3 * i + c], source.normals[sourceCorner[c]]));
+            r.worstNormal =
+                std::max(r.worstNormal, PrcPt::AngleBetween(P(t.normals[3 * i + c]), P(source.normals[rows[c]])));
     }
     return r;
 }

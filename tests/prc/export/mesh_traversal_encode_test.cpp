@@ -15,11 +15,11 @@
 namespace Velmora::PRC {
 namespace {
 
-using FileStructure::HighlyCompressed3DTess;
 using EncodeTest::EncodeAndDecode;
-using Velmora::Test::LogCapture;
 using EncodeTest::RoundTrip;
 using EncodeTest::Vec3;
+using FileStructure::HighlyCompressed3DTess;
+using Velmora::Test::LogCapture;
 
 constexpr double kTolerance = 1e-4;
 
@@ -83,7 +83,8 @@ TEST(MeshTraversalEncode, EdgeOfThreeTrianglesIsSplitOffAndReadsBackDuplicated) 
     LogCapture log(2);
     EncodeTriangles fin;
     const Vec3 a{0, 0, 0}, b{1, 0, 0}, n{0, 0, 1};
-    for (const Vec3& apex : {Vec3{0.5f, 1, 0}, Vec3{0.5f, -1, 0}, Vec3{0.5f, 0, 1}}) EncodeTest::AddTriangle(fin, {a, b, apex}, {n, n, n});
+    for (const Vec3& apex : {Vec3{0.5f, 1, 0}, Vec3{0.5f, -1, 0}, Vec3{0.5f, 0, 1}})
+        EncodeTest::AddTriangle(fin, {a, b, apex}, {n, n, n});
     MeshTraversalEncode encoder(12);
     HighlyCompressed3DTess tess;
     ASSERT_TRUE(encoder.EncodeArrays(fin, kTolerance, tess));
@@ -118,7 +119,10 @@ TEST(MeshTraversalEncode, BadInputIsRefusedWithItsReason) {
         {"INVALID TRIANGLE, DATA ERROR!", [](EncodeTriangles& m) { m.indices[1] = m.indices[0]; }},
         {"TRIANGLE DATA ERROR!", [](EncodeTriangles& m) { m.indices[2] = 100000; }},
         {"TRIANGLE DATA ERROR!", [](EncodeTriangles& m) { m.faces[0] = -1; }},
-        {"SafetyCheck failed on normal!", [](EncodeTriangles& m) { m.normals[3] = {0, 0, 0}; }},
+        {"SafetyCheck failed on normal!",
+         [](EncodeTriangles& m) {
+             m.normals[3] = {0, 0, 0};
+         }},
         {"Invalid vertex data!", [](EncodeTriangles& m) { m.normals.pop_back(); }},
         {"Invalid vertex data!", [](EncodeTriangles& m) { m.positions[0][1] = NAN; }},
     };
@@ -185,8 +189,7 @@ EncodeTriangles FromDecoded(const HighlyCompressed3DTess& tess) {
         const PrcPt a = Point(m.positions[t]), b = Point(m.positions[t + 1]), c = Point(m.positions[t + 2]);
         const PrcPt n = (b - a).Cross(c - a);
         for (size_t k = t; k < t + 3; ++k)
-            m.normals.push_back(stored ? tess.normals[k]
-                                       : EncodeTest::Vec3{float(n.x), float(n.y), float(n.z)});
+            m.normals.push_back(stored ? tess.normals[k] : EncodeTest::Vec3{float(n.x), float(n.y), float(n.z)});
     }
     m.faces.assign(tess.triangleIndices.size() / 3, 0);
     m.centre[0] = tess.origin[0];
