@@ -211,7 +211,7 @@ inline RoundTrip EncodeAndDecode(const EncodeTriangles& source, double tolerance
     // A corner moves by at most half a step along each of three axes, and by float narrowing.
     double extent = 0.0;
     for (const auto& p : source.positions)
-        extent = std::max({extent, std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])});
+        extent = std::max({extent, double(std::fabs(p[0])), double(std::fabs(p[1])), double(std::fabs(p[2]))});
     TriangleMatcher matcher(source, encoder.UsedTolerance() * 0.87 + extent * 1.2e-7);
     r.normalStep = 1.5707963267948966 / double((1u << normalBits) - 1u);
     for (size_t i = 0; i < r.triangles; ++i) {
