@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 
 #include "util/Logger.h"
 #include "util/SimpleProfiler.h"
@@ -33,7 +32,6 @@ constexpr uint8_t kSecondFreeEdge = 2;
 constexpr uint32_t kRootOpenEdges = 2;
 constexpr uint32_t kConnectedOpenEdges = 1;
 constexpr double kHalf = 2.0;
-constexpr uint32_t kMergeFloats = 6;
 
 uint32_t FloatBits(float value) { return std::bit_cast<uint32_t>(value + 0.0f); }  // one zero, not two
 
@@ -67,39 +65,42 @@ PrcPt ToPoint(const std::array<float, 3>& v) { return {v[0], v[1], v[2]}; }
 
 MeshTraversalEncode::MeshTraversalEncode(uint32_t normalBits) : MeshTraversalBase(scratch_), normalBits_(normalBits) {}
 
-void MeshTraversalEncode::Reset() {
+template <class T>
+void Release(std::vector<T>& v) {
+    std::vector<T>().swap(v);
+}
+
+void MeshTraversalEncode::ReleaseWorkingData() {
     stack_.clear();
     made_.clear();
-    points_.clear();
+    Release(points_);
     pointNormals_.clear();
     edges_.clear();
-    isCurrentTriangleValid_ = true;
-    minimumEdgeLength_ = 0.0;
-    splitEdges_ = 0;
-    rootTriangles_ = 0;
-    droppedTriangles_ = 0;
-    numberOfFaces_ = 0;
-    hasTexCoords_ = false;
-    sourcePoints_.clear();
-    triangles_.clear();
-    edgeUses_.clear();
+    Release(sourcePoints_);
+    Release(triangles_);
+    Release(edgeUses_);
     slots_.Clear();
-    walkStack_.clear();
-    nextRoot_ = 0;
-    pointArray_.clear();
-    edgeStatusArray_.clear();
-    triangleFaceArray_.clear();
-    isReferencedArray_.clear();
-    pointReferenceArray_.clear();
-    normalFlagArray_.clear();
-    normalAngleArray_.clear();
-    newNormals_ = 0;
+    Release(walkStack_);
+    Release(pointArray_);
+    Release(edgeStatusArray_);
+    Release(triangleFaceArray_);
+    Release(isReferencedArray_);
+    Release(pointReferenceArray_);
+    Release(normalFlagArray_);
+    Release(normalAngleArray_);
 }
 
 bool MeshTraversalEncode::EncodeArrays(const EncodeTriangles& input, double tolerance, HighlyCompressed3DTess& tess) {
+    ReleaseWorkingData();
+    isCurrentTriangleValid_ = true;
+    minimumEdgeLength_ = 0.0;
+    splitEdges_ = rootTriangles_ = droppedTriangles_ = 0;
+    numberOfFaces_ = 0;
+    hasTexCoords_ = false;
+    nextRoot_ = 0;
+    newNormals_ = 0;
     profile_ = std::make_shared<Utility::SimpleProfiler>("MeshTraversalEncode");
     profile_->Start();
-    Reset();
     tess_ = &tess;
     bool ok = false;
     {
@@ -115,17 +116,8 @@ bool MeshTraversalEncode::EncodeArrays(const EncodeTriangles& input, double tole
         ok = WriteData(tess);
     }
     profile_->Stop();
-    // The working data can be large; only the arrays handed over are kept.
-    const std::shared_ptr<Utility::SimpleProfiler> profile = profile_;
-    const double used = tolerance_, minimum = minimumEdgeLength_;
-    const uint32_t split = splitEdges_, roots = rootTriangles_, dropped = droppedTriangles_;
-    Reset();
-    droppedTriangles_ = dropped;
-    profile_ = profile;
-    tolerance_ = used;
-    minimumEdgeLength_ = minimum;
-    splitEdges_ = split;
-    rootTriangles_ = roots;
+    // The working data is as large as the mesh; only the arrays handed over are kept.
+    ReleaseWorkingData();
     tess_ = &scratch_;
     return ok;
 }

@@ -119,7 +119,7 @@ private:
         bool bySecondEdge = false;
     };
 
-    void Reset();
+    void ReleaseWorkingData();
     // Preparation.
     bool PrepareTraversal(const EncodeTriangles& input, double tolerance);
     bool CheckInput(const EncodeTriangles& input) const;
