@@ -132,6 +132,7 @@ struct RoundTrip {
     bool encoded = false, decoded = false;
     bool consumed = false;  // every decoder cursor at its array's end
     size_t triangles = 0, vertices = 0;
+    uint32_t roots = 0;         // rounds of the walk
     size_t unmatched = 0;       // decoded triangles with no source triangle of the same corners
     size_t firstUnmatched = 0;  // position in the decoded order of the first of those
     double worstNormal = 0.0;   // largest angle between a decoded and its source normal
@@ -196,6 +197,7 @@ inline RoundTrip EncodeAndDecode(const EncodeTriangles& source, double tolerance
     r.tess = std::make_shared<FileStructure::HighlyCompressed3DTess>();
     MeshTraversalEncode encoder(normalBits);
     r.encoded = encoder.EncodeArrays(source, tolerance, *r.tess);
+    r.roots = encoder.RootTriangles();
     if (!r.encoded) return r;
     Compressed3DTessDecoder decoder(*r.tess, nullptr, 0.0f);
     r.decoded = decoder.PrepareDecode() && decoder.DoDecode();

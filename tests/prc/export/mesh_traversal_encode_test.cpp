@@ -49,6 +49,7 @@ TEST(MeshTraversalEncode, SphereIsOneWalkWithEveryPointStoredOnce) {
     ASSERT_GT(sphere.faces.size(), 300u);
     const RoundTrip r = EncodeAndDecode(sphere, kTolerance);
     ExpectSameMesh(r, sphere.faces.size());
+    EXPECT_EQ(r.roots, 1u);
     EXPECT_EQ(r.vertices, sphere.positions.size());
     EXPECT_EQ(r.tess->pointArray.size(), 3 * sphere.positions.size());
     EXPECT_EQ(log.Lines().size(), 0u);
@@ -66,13 +67,10 @@ TEST(MeshTraversalEncode, TwoSeparatePiecesTakeTwoRounds) {
     EncodeTriangles two = EncodeTest::Sphere(6, 8);
     EncodeTest::Append(two, EncodeTest::Sphere(6, 8, {5.0f, 0.0f, 0.0f}), 1);
     two.centre[0] = 2.5;
-    MeshTraversalEncode encoder(12);
-    HighlyCompressed3DTess tess;
-    ASSERT_TRUE(encoder.EncodeArrays(two, kTolerance, tess));
-    EXPECT_EQ(encoder.RootTriangles(), 2u);
-    EXPECT_EQ(tess.numberOfFaces, 2);
     const RoundTrip r = EncodeAndDecode(two, kTolerance);
     ExpectSameMesh(r, two.faces.size());
+    EXPECT_EQ(r.roots, 2u);
+    EXPECT_EQ(r.tess->numberOfFaces, 2);
     // Each decoded triangle keeps the face of its piece.
     size_t second = 0;
     for (int32_t face : r.tess->triangleFaceArray) second += face == 1;
