@@ -2,8 +2,10 @@
 // triangles from its index buffer or, without one, from the rows in order. Each sub-object is
 // a face of its own, so that its material can be told apart after the walk.
 
-#include "rendering/Mesh.h"
+#include <algorithm>
+
 #include "prc/export/MeshTraversalEncode.h"
+#include "rendering/Mesh.h"
 #include "rendering/Model.h"
 #include "util/Logger.h"
 
@@ -50,7 +52,10 @@ bool MeshTraversalEncode::AppendRows(const SubObjectRows& sub, int32_t face, Enc
     const auto normal = static_cast<uint32_t>(VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::Normal));
     const int32_t texCoord = VertexAttribute::FloatOffset(sub.attributes, VertexAttribute::TexCoord0);
     const size_t indexCount = sub.indices ? sub.indexCount : sub.rowCount;
-    if (indexCount % kCorners != 0) {
+    // Checked before anything is appended, so that a refused sub-object leaves out as it was.
+    const bool indicesInside = !sub.indices || std::all_of(sub.indices, sub.indices + indexCount,
+                                                           [&sub](uint32_t index) { return index < sub.rowCount; });
+    if (indexCount % kCorners != 0 || !indicesInside) {
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
         return false;
     }
@@ -64,14 +69,8 @@ bool MeshTraversalEncode::AppendRows(const SubObjectRows& sub, int32_t face, Enc
         if (texCoord >= 0) out.texCoords.push_back({row[texCoord], row[texCoord + 1]});
     }
     if (texCoord < 0 && !out.texCoords.empty()) out.texCoords.resize(out.positions.size());
-    for (size_t i = 0; i < indexCount; ++i) {
-        const uint32_t index = sub.indices ? sub.indices[i] : static_cast<uint32_t>(i);
-        if (index >= sub.rowCount) {
-            Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - TRIANGLE DATA ERROR!");
-            return false;
-        }
-        out.indices.push_back(base + index);
-    }
+    for (size_t i = 0; i < indexCount; ++i)
+        out.indices.push_back(base + (sub.indices ? sub.indices[i] : static_cast<uint32_t>(i)));
     out.faces.insert(out.faces.end(), indexCount / kCorners, face);
     return true;
 }

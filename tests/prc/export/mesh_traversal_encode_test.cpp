@@ -9,6 +9,7 @@
 #include "encode_meshes.h"
 #include "prc/reader/PRCFile.h"
 #include "prc/reader/filestructure/EntityTypes.h"
+#include "rendering/Mesh.h"
 #include "support/LogCapture.h"
 #include "util/SimpleProfiler.h"
 
@@ -173,6 +174,33 @@ TEST(MeshTraversalEncode, EncoderCanBeUsedAgain) {
 }
 
 PrcPt Point(const EncodeTest::Vec3& v) { return {v[0], v[1], v[2]}; }
+
+TEST(MeshTraversalEncode, RowsOfIndexedSubObjectsBecomeFacesOfTheirOwn) {
+    namespace VA = Rendering::VertexAttribute;
+    // A unit square: position, normal and one texture layer a row.
+    const float rows[] = {0, 0, 0, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 1, 1, 0,
+                          1, 1, 0, 0, 0, 1, 1, 1, 0, 1, 0, 0, 0, 1, 0, 1};
+    const uint32_t indices[] = {0, 1, 2, 0, 2, 3};
+    SubObjectRows square{rows, 4, VA::Position | VA::Normal | VA::TexCoord0, indices, 6};
+    EncodeTriangles m;
+    ASSERT_TRUE(MeshTraversalEncode::AppendRows(square, 0, m));
+    square.attributes = VA::Position | VA::Normal;
+    square.rows = rows + 16;
+    square.rowCount = 2;
+    square.indices = nullptr;
+    square.indexCount = 0;
+    EXPECT_FALSE(MeshTraversalEncode::AppendRows(square, 1, m));  // two rows, no whole triangle
+    ASSERT_EQ(m.faces, (std::vector<int32_t>{0, 0}));
+    EXPECT_EQ(m.indices, (std::vector<uint32_t>{0, 1, 2, 0, 2, 3}));
+    EXPECT_EQ(m.texCoords.size(), m.positions.size());
+    const uint32_t outside[] = {0, 1, 4};
+    SubObjectRows bad{rows, 4, VA::Position | VA::Normal | VA::TexCoord0, outside, 3};
+    LogCapture log(1);
+    EXPECT_FALSE(MeshTraversalEncode::AppendRows(bad, 2, m));
+    EXPECT_TRUE(log.Has("TRIANGLE DATA ERROR!", 1));
+    const RoundTrip r = EncodeAndDecode(m, kTolerance);
+    ExpectSameMesh(r, 2);
+}
 
 // Meshes of the third-party files, decoded, encoded again and decoded again.
 EncodeTriangles FromDecoded(const HighlyCompressed3DTess& tess) {
