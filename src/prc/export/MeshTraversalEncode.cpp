@@ -75,7 +75,7 @@ void MeshTraversalEncode::ReleaseWorkingData() {
     made_.clear();
     Release(points_);
     pointNormals_.clear();
-    edges_.clear();
+    edges_ = EdgeUseTable{};
     Release(sourcePoints_);
     Release(triangles_);
     Release(edgeUses_);
