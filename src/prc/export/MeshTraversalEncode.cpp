@@ -274,25 +274,27 @@ bool MeshTraversalEncode::BuildTriangles(const EncodeTriangles& input) {
 
 bool MeshTraversalEncode::DropFlatTriangles() {
     // The reader frames every triangle by the cross product of two of its edges and gives up
-    // the whole mesh when that is too short to have a direction. A triangle whose own is near
-    // that limit has no area to show and is left out; for the others the step is made fine
-    // enough that quantised corners can't bring theirs near it (see ChooseTolerance).
+    // the whole mesh when that is too short to have a direction; it also needs every edge to
+    // have a direction. Quantised corners move, so a triangle is kept only when neither can
+    // come near those limits at the chosen step: thinner ones have no area to show at that
+    // precision and are left out.
     size_t kept = 0;
-    frameTolerance_ = INFINITY;
+    const double crossDrift = kCrossDriftPerStep * tolerance_;
+    const double shortestKept = tolerance_ / kToleranceShareOfMinEdge;
     for (size_t t = 0; t < triangles_.size(); ++t) {
         const Triangle& triangle = triangles_[t];
         const PrcPt& a = sourcePoints_[triangle.points[0]].position;
         const PrcPt& b = sourcePoints_[triangle.points[1]].position;
         const PrcPt& c = sourcePoints_[triangle.points[2]].position;
-        const double longest = std::max({(b - a).Length(), (c - a).Length(), (c - b).Length()});
+        const double ab = (b - a).Length(), ac = (c - a).Length(), bc = (c - b).Length();
+        const double longest = std::max({ab, ac, bc});
         const double cross = (b - a).Cross(c - a).Length();
-        if (cross < kFlatLimit * PrcPt::kMinLength) {
+        if (cross - crossDrift * longest < kFlatLimit * PrcPt::kMinLength || std::min({ab, ac, bc}) < shortestKept) {
             Logger::Log(LogLevel::Error,
                         "MeshTraversalEncode::CreateTriangleNormals() - Zero-length normal -> INVALID TRIANGLE");
             ++droppedTriangles_;
             continue;
         }
-        frameTolerance_ = std::min(frameTolerance_, cross / (kFrameDriftFactor * longest));
         numberOfFaces_ = std::max(numberOfFaces_, triangle.face + 1);
         triangles_[kept++] = triangle;
     }
@@ -348,7 +350,7 @@ bool MeshTraversalEncode::ChooseTolerance(double requested) {
         Logger::Log(LogLevel::Error, "MeshTraversal::PrepareTraversal() - invalid tolerance %g", requested);
         return false;
     }
-    tolerance_ = std::min({requested, minimumEdgeLength_ * kToleranceShareOfMinEdge, frameTolerance_});
+    tolerance_ = requested;
     return true;
 }
 
@@ -358,7 +360,7 @@ bool MeshTraversalEncode::PrepareTraversal(const EncodeTriangles& input, double 
     centre_ = {static_cast<float>(input.centre[0]), static_cast<float>(input.centre[1]),
                static_cast<float>(input.centre[2])};
     hasTexCoords_ = !input.texCoords.empty();
-    return BuildTriangles(input) && CalculateMinimumEdgeLength() && DropFlatTriangles() && ChooseTolerance(tolerance) &&
+    return BuildTriangles(input) && CalculateMinimumEdgeLength() && ChooseTolerance(tolerance) && DropFlatTriangles() &&
            ConnectTriangles();
 }
 

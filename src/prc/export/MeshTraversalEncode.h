@@ -59,10 +59,9 @@ public:
     // Triangles whose edges' cross product is shorter than this many times the shortest
     // direction the reader accepts are left out.
     static constexpr double kFlatLimit = 4.0;
-    // A corner moves by at most sqrt(3) steps against another, which moves a cross product by
-    // at most 2 sqrt(3) steps per unit of the longest edge. The step is held to a quarter of
-    // that for every triangle (8 sqrt(3)), so no cross product can shrink by half.
-    static constexpr double kFrameDriftFactor = 13.856406460551018;
+    // A corner moves by at most sqrt(3) / 2 steps, which moves a cross product by at most
+    // 2 sqrt(3) steps per unit of the longest edge; twice that is kept as a margin.
+    static constexpr double kCrossDriftPerStep = 6.928203230275509;
     static constexpr double kCreaseAngle = 45.0;
 
     explicit MeshTraversalEncode(uint32_t normalBits);
@@ -78,6 +77,10 @@ public:
     // Reads the triangles of every sub-object of a render mesh back from the GPU; needs the
     // mesh's GL context current. False (logged) for a mesh that can't be read.
     static bool ReadRenderMesh(const Rendering::Mesh& mesh, const Rendering::Model& model, EncodeTriangles& out);
+    // Leaves out triangles whose corners do not lie at three different places.
+    static void DropDegenerateTriangles(EncodeTriangles& mesh);
+    // Gives every vertex whose normal cannot be unitized the normal of one of its triangles.
+    static void RepairNormals(EncodeTriangles& mesh);
     // Appends one sub-object's rows as the given face; false (logged) on rows it can't use.
     static bool AppendRows(const SubObjectRows& sub, int32_t face, EncodeTriangles& out);
 
@@ -160,7 +163,6 @@ private:
 
     PrcPt centre_;
     double minimumEdgeLength_ = 0.0;
-    double frameTolerance_ = 0.0;  // the coarsest step that keeps every triangle's frame
     uint32_t splitEdges_ = 0;
     uint32_t rootTriangles_ = 0;
     uint32_t droppedTriangles_ = 0;

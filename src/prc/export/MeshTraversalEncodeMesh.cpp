@@ -3,6 +3,7 @@
 // a face of its own, so that its material can be told apart after the walk.
 
 #include <algorithm>
+#include <cmath>
 
 #include "prc/export/MeshTraversalEncode.h"
 #include "rendering/Mesh.h"
@@ -100,8 +101,70 @@ bool MeshTraversalEncode::ReadRenderMesh(const Rendering::Mesh& mesh, const Rend
         }
         if (!AppendRows(sub, static_cast<int32_t>(s), out)) return false;
     }
+    DropDegenerateTriangles(out);
+    RepairNormals(out);
     BoxCentre(mesh, model, out.centre);
     return true;
+}
+
+void MeshTraversalEncode::DropDegenerateTriangles(EncodeTriangles& mesh) {
+    // A triangle with two corners at one place draws nothing, but the walk cannot store it and
+    // would refuse the whole mesh for it; a scene's mesh loses just those triangles.
+    size_t kept = 0;
+    const size_t triangles = std::min(mesh.faces.size(), mesh.indices.size() / kCorners);
+    for (size_t t = 0; t < triangles; ++t) {
+        const uint32_t* corner = &mesh.indices[t * kCorners];
+        bool inside = true;
+        for (uint32_t k = 0; k < kCorners; ++k) inside = inside && corner[k] < mesh.positions.size();
+        const bool degenerate = inside && (mesh.positions[corner[0]] == mesh.positions[corner[1]] ||
+                                           mesh.positions[corner[0]] == mesh.positions[corner[2]] ||
+                                           mesh.positions[corner[1]] == mesh.positions[corner[2]]);
+        if (degenerate) continue;
+        for (uint32_t k = 0; k < kCorners; ++k) mesh.indices[kept * kCorners + k] = corner[k];
+        mesh.faces[kept++] = mesh.faces[t];
+    }
+    if (kept == triangles) return;
+    Logger::Log(LogLevel::Warning, "MeshTraversal::PrepareTraversal() - left out %zu triangles with coinciding corners",
+                triangles - kept);
+    mesh.indices.resize(kept * kCorners);
+    mesh.faces.resize(kept);
+}
+
+void MeshTraversalEncode::RepairNormals(EncodeTriangles& mesh) {
+    // Scenes from other formats carry zero normals at degenerate spots (a vertex of collapsed
+    // triangles only). Such a corner takes the normal of a triangle it belongs to, so one bad
+    // vertex does not cost the whole mesh; a vertex of degenerate triangles only points up.
+    const auto toPoint = [](const std::array<float, 3>& v) { return PrcPt{v[0], v[1], v[2]}; };
+    const auto usable = [&](const std::array<float, 3>& n) {
+        return std::isfinite(n[0]) && std::isfinite(n[1]) && std::isfinite(n[2]) &&
+               toPoint(n).Length() >= PrcPt::kMinLength;
+    };
+    size_t repaired = 0;
+    for (size_t corner = 0; corner < mesh.indices.size(); ++corner) {
+        const uint32_t vertex = mesh.indices[corner];
+        if (vertex >= mesh.normals.size() || usable(mesh.normals[vertex])) continue;
+        const size_t first = corner - corner % kCorners;
+        if (first + kCorners > mesh.indices.size()) break;
+        PrcPt p[kCorners];
+        bool inside = true;
+        for (uint32_t k = 0; k < kCorners; ++k) {
+            const uint32_t v = mesh.indices[first + k];
+            if (v >= mesh.positions.size()) inside = false;
+            else p[k] = toPoint(mesh.positions[v]);
+        }
+        if (!inside) continue;
+        PrcPt normal = (p[1] - p[0]).Cross(p[2] - p[0]);
+        if (normal.Unitize() != 0) continue;
+        mesh.normals[vertex] = {static_cast<float>(normal.x), static_cast<float>(normal.y), static_cast<float>(normal.z)};
+        ++repaired;
+    }
+    for (std::array<float, 3>& n : mesh.normals) {
+        if (usable(n)) continue;
+        n = {0.0f, 0.0f, 1.0f};
+        ++repaired;
+    }
+    if (repaired > 0)
+        Logger::Log(LogLevel::Warning, "MeshTraversal::PrepareTraversal() - replaced %zu unusable normals", repaired);
 }
 
 }  // namespace Velmora::PRC

@@ -6,14 +6,11 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "prc/export/MeshTraversalEncode.h"
 #include "prc/export/PRCExport.h"
 #include "prc/reader/filestructure/EntityTypes.h"
 #include "util/Logger.h"
 
-#if __has_include("prc/export/MeshTraversalEncode.h")
-#include "prc/export/MeshTraversalEncode.h"
-#define KESTRUM_HAS_TRAVERSAL_ENCODER 1
-#endif
 
 namespace Velmora::PRC {
 
@@ -36,11 +33,26 @@ constexpr float kLineWidth = 1.0f;
 constexpr float kByteMaximum = 255.0f;
 constexpr uint8_t kOpaque = 255;
 constexpr const char* kStyleSuffix = "_Style";
-#ifdef KESTRUM_HAS_TRAVERSAL_ENCODER
 // Normals of a compressed tessellation are two angles of this many bits each.
 constexpr uint32_t kNormalBits = 10;
-constexpr double kCompressionTolerance = 0.001;
-#endif
+// Points of a compressed tessellation are quantised to this fraction of the mesh's box
+// diagonal: far below a pixel at any zoom that shows the whole mesh, and independent of the
+// units the scene was modelled in.
+constexpr double kRelativeTolerance = 1e-6;
+// A mesh without a box (or a flat point) still needs a positive step.
+constexpr double kFallbackTolerance = 1e-6;
+
+double CompressionTolerance(const Rendering::Mesh& mesh) {
+    Rendering::Vec3 low, high;
+    if (!mesh.GetBoundingBox(low, high)) return kFallbackTolerance;
+    double squared = 0.0;
+    for (size_t axis = 0; axis < low.size(); ++axis) {
+        const double extent = static_cast<double>(high[axis]) - low[axis];
+        squared += extent * extent;
+    }
+    const double diagonal = std::sqrt(squared);
+    return diagonal > 0.0 ? diagonal * kRelativeTolerance : kFallbackTolerance;
+}
 
 // Equal values by their exact bits: -0 and +0 stay apart, as the stored doubles would.
 template <size_t N>
@@ -76,6 +88,14 @@ private:
     std::unordered_map<std::array<uint32_t, N>, uint32_t, BitsHash<N>> seen_;
 };
 
+// The walk of a compressed tessellation carries no texture coordinates here, so a textured
+// mesh is written plain even when compression is asked for: its pictures stay on it.
+bool HasTextureCoordinates(const Rendering::Mesh& mesh) {
+    for (uint32_t group = 0; group < mesh.GetSubObjectCount(); ++group)
+        if (mesh.GetVertexAttributes(group) & VA::TexCoord0) return true;
+    return false;
+}
+
 }  // namespace
 
 int32_t PRCExport::WriteTesselationForModel(const Rendering::Mesh& mesh, const Rendering::Model& model) {
@@ -87,7 +107,7 @@ int32_t PRCExport::WriteTesselationForModel(const Rendering::Mesh& mesh, const R
         return -1;
     }
     std::shared_ptr<BaseTessData> tess;
-    if (useCompression_) {
+    if (useCompression_ && !HasTextureCoordinates(mesh)) {
         if (!WriteCompressedTess(mesh, model, tess)) return -1;
     } else {
         auto plain = std::make_shared<Content3DTess>();
@@ -102,24 +122,24 @@ int32_t PRCExport::WriteTesselationForModel(const Rendering::Mesh& mesh, const R
 
 bool PRCExport::WriteCompressedTess(const Rendering::Mesh& mesh, const Rendering::Model& model,
                                     std::shared_ptr<BaseTessData>& tess) {
-#ifdef KESTRUM_HAS_TRAVERSAL_ENCODER
+    const uint32_t groups = mesh.GetSubObjectCount();
+    if (groups != model.GetRenderInfo().shaderInfos.size()) {
+        Logger::Log(LogLevel::Error, "PRCExport::WriteContent3DTess() - INVALID NUMBER OF SUBOBJECTS/SHADERS");
+        return false;
+    }
     auto compressed = std::make_shared<HighlyCompressed3DTess>();
     MeshTraversalEncode encoder(kNormalBits);
-    if (!encoder.Encode(mesh, model, kCompressionTolerance, *compressed)) return false;
-    // Every face of the walk draws with the style of the mesh's first sub-object; one entry
-    // stands for all faces.
-    const int32_t style = CreateShaderResources(model, 0);
-    if (style < 0) return false;
-    compressed->styleArray.assign(1, style);
+    if (!encoder.Encode(mesh, model, CompressionTolerance(mesh), *compressed)) return false;
+    // The walk makes one face per sub-object, in order; each draws with its sub-object's style.
+    const auto faces = static_cast<uint32_t>(compressed->numberOfFaces);
+    compressed->styleArray.assign(faces, -1);
+    for (uint32_t group = 0; group < faces && group < groups; ++group) {
+        const int32_t style = CreateShaderResources(model, group);
+        if (style < 0) return false;
+        compressed->styleArray[group] = style;
+    }
     tess = compressed;
     return true;
-#else
-    (void)mesh;
-    (void)model;
-    (void)tess;
-    Logger::Log(LogLevel::Error, "PRCExport::WriteTesselationForModel() - compressed tessellation not available");
-    return false;
-#endif
 }
 
 bool PRCExport::WriteContent3DTess(const Rendering::Mesh& mesh, const Rendering::Model& model, Content3DTess& tess) {
