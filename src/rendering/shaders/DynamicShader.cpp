@@ -76,6 +76,8 @@ bool DynamicShader::Init() {
         return false;
     }
     initialised_ = true;
+    // The manager is needed only to build; other scenes may keep the program after it is gone.
+    manager_ = nullptr;
     Logger::Log(LogLevel::Verbose, "Successfully created '%s'", name_.c_str());
     return true;
 }
