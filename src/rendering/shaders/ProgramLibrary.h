@@ -41,9 +41,6 @@ public:
     // the table never holds more than the live programs and one new one.
     void Add(const ProgramKey& key, const std::shared_ptr<DynamicShader>& program);
 
-    // Entries, gone programs included (until the next Add).
-    size_t EntryCount() const { return programs_.size(); }
-
 private:
     ProgramLibrary() = default;
     void DropGone();
