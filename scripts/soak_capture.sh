@@ -5,6 +5,9 @@
 #   SOAK_CYCLES (10000 in all, spread over the threads), SOAK_THREADS (5), SOAK_RSS_EVERY (500 in all)
 # A sample line names the first thread's cycle; the cycles of all threads are that times the
 # thread count.
+# With the software rasteriser the heap in use at a sample moves by a few MB from one sample to
+# the next, with how far its worker threads had got; LP_NUM_THREADS=0 (drawing on the render
+# thread alone) takes that out when a trend needs a closer look.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=${BUILD_DIR:-build}

@@ -556,9 +556,10 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
         return true;
     }
 
-    std::vector<uint8_t> pixels;
+    // The read-back goes through the kept scratch as well; the block handed to the host is the
+    // only allocation of a memory capture.
     try {
-        if (!view.RenderToMemory(pixels, size, true)) return false;
+        if (!view.RenderToMemory(pixelScratch_, size, true)) return false;
     } catch (const std::bad_alloc&) {
         Logger::Log(LogLevel::Error, "CaptureProxy::Capture - OUT OF MEMORY");
         return false;
@@ -568,7 +569,8 @@ bool CaptureProxy::WriteCapture(SceneInfo& scene, bool toMemory, const std::stri
         Logger::Log(LogLevel::Error, "CaptureProxy::Capture - OUT OF MEMORY");
         return false;
     }
-    std::memcpy(block, pixels.data(), size);
+    std::memcpy(block, pixelScratch_.data(), size);
+    if (pixelScratch_.capacity() > kKeptScratchBytes) std::vector<uint8_t>().swap(pixelScratch_);
     result.pixels = block;
     result.pixelBytes = size;
     result.validFields |= Kestrum::KESTRUM_CAPTURE_VALID_PIXELS;

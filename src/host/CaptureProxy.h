@@ -147,7 +147,7 @@ private:
     std::atomic<uint32_t> renderThreadId_{0};
     std::map<uint32_t, std::shared_ptr<SceneInfo>> scenes_;
     ProgressSlot progress_;
-    std::vector<uint8_t> pixelScratch_;  // read-back of file captures, kept between captures
+    std::vector<uint8_t> pixelScratch_;  // read-back of every capture, kept between captures
     static uint32_t viewCounter_;
     std::mutex checkMutex_;  // two host threads asking at once start the thread only once
     // Guards the registration (renderThreadId_) together with pending_: a request counted

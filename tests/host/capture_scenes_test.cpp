@@ -1,5 +1,6 @@
 // Many capture scenes loaded at once: there is no limit below what memory allows, and each
-// scene is drawn with its own state whatever else is loaded beside it.
+// scene is drawn with its own state whatever else is loaded beside it. Scenes that shade alike
+// share their programs, which stay as long as any of those scenes does.
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,46 @@ TEST_F(CaptureScenes, ASceneBesideAnotherFileGivesItsLonePicture) {
     EXPECT_LE(DifferentShare(FromAnswer(capturedBox), loneBox, kPixelTolerance), kDifferentShareLimit);
     EXPECT_TRUE(Unload(first.handle));
     EXPECT_TRUE(Unload(second.handle));
+}
+
+TEST_F(CaptureScenes, ScenesShareProgramsThatOutliveTheSceneThatBuiltThem) {
+    const std::string file = TestFile("box.u3d");
+    // The same file under another spelling: its load message tells when the log has caught up.
+    const std::string sameFile = std::string(KESTRUM_TESTDATA) + "/u3d/./box.u3d";
+    const Picture lone = LonePicture(file);
+    const Answer first = Load(Request::File(file));
+    ASSERT_EQ(first.success, 1);
+    ASSERT_EQ(CaptureLoaded(first.handle).success, 1);
+    lib.ClearLog();
+
+    const Answer second = Load(Request::File(file));
+    ASSERT_EQ(second.success, 1);
+    const Answer drawnBeside = CaptureLoaded(second.handle);
+    const Answer marker = Load(Request::File(sameFile));
+    ASSERT_EQ(marker.success, 1);
+    ASSERT_TRUE(lib.LogSaw("Successfully loaded scene '" + sameFile + "'"));
+    EXPECT_FALSE(lib.LogSaw("Successfully compiled", 0)) << "a scene built programs another one had";
+    ASSERT_EQ(drawnBeside.success, 1);
+    EXPECT_LE(DifferentShare(FromAnswer(drawnBeside), lone, kPixelTolerance), kDifferentShareLimit);
+
+    // The scene that built the programs goes; the others still draw with them.
+    EXPECT_TRUE(Unload(first.handle));
+    const Answer drawnAlone = CaptureLoaded(second.handle);
+    ASSERT_EQ(drawnAlone.success, 1);
+    EXPECT_LE(DifferentShare(FromAnswer(drawnAlone), lone, kPixelTolerance), kDifferentShareLimit);
+    EXPECT_TRUE(Unload(second.handle));
+    EXPECT_TRUE(Unload(marker.handle));
+
+    // With every user gone the programs went too; the next scene builds its own again.
+    lib.ClearLog();
+    const Answer again = Load(Request::File(file));
+    ASSERT_EQ(again.success, 1);
+    const Answer drawnAgain = CaptureLoaded(again.handle);
+    ASSERT_EQ(drawnAgain.success, 1);
+    EXPECT_LE(DifferentShare(FromAnswer(drawnAgain), lone, kPixelTolerance), kDifferentShareLimit);
+    EXPECT_TRUE(lib.LogSaw("Successfully compiled"));
+    EXPECT_TRUE(Unload(again.handle));
+    EXPECT_FALSE(lib.LogSaw("Unable to create shader", 0));
 }
 
 }  // namespace

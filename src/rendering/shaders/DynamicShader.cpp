@@ -56,6 +56,11 @@ DynamicShader::~DynamicShader() {
     if (eglGetCurrentContext() == EGL_NO_CONTEXT) return;
     for (uint32_t stage : stages_)
         if (stage != 0) glDetachShader(program_, stage);
+    // A deleted program that is still in use lives on, with the driver's compiled code for it,
+    // until another one is used; after the last scene there may never be another.
+    GLint current = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &current);
+    if (GLuint(current) == program_) glUseProgram(0);
     glDeleteProgram(program_);
     Logger::Log(LogLevel::Verbose, "Deleted shader '%s'", name_.c_str());
 }
@@ -76,6 +81,8 @@ bool DynamicShader::Init() {
         return false;
     }
     initialised_ = true;
+    // The manager is needed only to build; other scenes may keep the program after it is gone.
+    manager_ = nullptr;
     Logger::Log(LogLevel::Verbose, "Successfully created '%s'", name_.c_str());
     return true;
 }

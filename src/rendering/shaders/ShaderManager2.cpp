@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "rendering/shaders/DynamicShader.h"
+#include "rendering/shaders/ProgramLibrary.h"
 #include "util/Logger.h"
 
 namespace Velmora::Rendering {
@@ -87,7 +88,26 @@ std::shared_ptr<DynamicShader> ShaderManager2::GetShader(const ShaderDescription
         Logger::Log(LogLevel::ExtraVerbose, "Shader '%s' already exists, re-using.", name.c_str());
         return found->second;
     }
+    ShaderSceneInfo scene;
+    if (!ShaderSceneLink::Query(handle_, scene)) return {};
+    const ProgramKey key{name, scene.matricesBindingPoint, scene.lightsBindingPoint, description.blendMode};
+    std::shared_ptr<DynamicShader> shader = ProgramLibrary::Instance().Find(key);
+    if (shader) {
+        Logger::Log(LogLevel::ExtraVerbose, "Shader '%s' already exists, re-using.", name.c_str());
+    } else {
+        shader = BuildShader(name, description);
+        if (!shader) return {};
+        ProgramLibrary::Instance().Add(key, shader);
+    }
+    if (!programs_.emplace(name, shader).second) {
+        Logger::Log(LogLevel::Error, "Unable to add shader to ProgramMap - DUPLICATE ENTRY");
+        return {};
+    }
+    return shader;
+}
 
+std::shared_ptr<DynamicShader> ShaderManager2::BuildShader(const std::string& name,
+                                                           const ShaderDescription& description) {
     std::shared_ptr<DynamicShader> shader;
     try {
         shader = std::make_shared<DynamicShader>(this, handle_, name, description);
@@ -96,10 +116,6 @@ std::shared_ptr<DynamicShader> ShaderManager2::GetShader(const ShaderDescription
     }
     if (!shader || !shader->Init()) {
         Logger::Log(LogLevel::Error, "Unable to create shader from description");
-        return {};
-    }
-    if (!programs_.emplace(name, shader).second) {
-        Logger::Log(LogLevel::Error, "Unable to add shader to ProgramMap - DUPLICATE ENTRY");
         return {};
     }
     return shader;

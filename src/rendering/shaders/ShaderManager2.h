@@ -1,11 +1,13 @@
 #pragma once
-// ShaderManager2: the per-scene cache of generated GLSL programs and their compiled stages.
+// ShaderManager2: the generated GLSL programs of one scene and the stages it compiled.
 //
 // A program is named after the fields of its ShaderDescription that change the GLSL text
 // (BuildName), so descriptions that differ only in uniform values (texture intensities,
 // blending constants, alpha reference) share one program. Stages are cached under "DSV_",
 // "DSG_" and "DSF_" plus the program name and outlive the programs that use them until
-// Shutdown. Render thread only, with the scene's GL context current.
+// Shutdown. A program another scene has already built is taken from ProgramLibrary rather than
+// built again; the scenes that use it share it, each holding it until its own Shutdown.
+// Render thread only, with the scene's GL context current.
 
 #include <cstdint>
 #include <map>
@@ -64,6 +66,8 @@ public:
     size_t StageCount() const { return stages_.size(); }
 
 private:
+    std::shared_ptr<DynamicShader> BuildShader(const std::string& name, const ShaderDescription& description);
+
     SceneHandle handle_;
     std::map<std::string, uint32_t> stages_;
     std::map<std::string, std::shared_ptr<DynamicShader>> programs_;

@@ -1,11 +1,12 @@
 #pragma once
 // What the shader side needs to know about the scene it belongs to, asked for by handle.
 //
-// Programs are cached per scene, and a scene decides two things about them: the lighting model
+// Programs are held per scene, and a scene decides two things about them: the lighting model
 // that selects the specular term, and the binding points of its GlobalMatrices and
-// GlobalLights uniform blocks. The shader classes never hold a pointer to the scene; like the
-// other per-scene managers they go through the scene registry with the handle. The registry
-// installs the lookup once, when it is first built.
+// GlobalLights uniform blocks; scenes that agree on both share programs (ProgramLibrary). The
+// shader classes never hold a pointer to the scene; like the other per-scene managers they go
+// through the scene registry with the handle. The registry installs the lookup once, when it
+// is first built.
 
 #include <atomic>
 #include <cstdint>
