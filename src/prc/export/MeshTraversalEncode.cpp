@@ -466,33 +466,12 @@ bool MeshTraversalEncode::AddRootTriangle(uint32_t index) {
     return true;
 }
 
-bool MeshTraversalEncode::PredictApex(const Entry& entry, PrcPt& middle, PrcPt& u, PrcPt& v, PrcPt& w) const {
-    // The edge's point made later is the origin, as the reader takes it.
-    const int32_t first = std::max(entry.edgeTreatment[0], entry.edgeTreatment[1]);
-    const int32_t second = std::min(entry.edgeTreatment[0], entry.edgeTreatment[1]);
-    const PrcPt& a = points_[static_cast<size_t>(first)];
-    const PrcPt& b = points_[static_cast<size_t>(second)];
-    const PrcPt& c = points_[static_cast<size_t>(entry.parentThird)];
-    u = b - a;
-    middle = a + u / kHalf;
-    v = {};
-    w = {};
-    bool needOrthoRep = u.Unitize() != 0;
-    if (!needOrthoRep) {
-        const PrcPt toThird = c - middle;
-        v = toThird - u * toThird.Dot(u);
-        needOrthoRep = v.Unitize() != 0;
-        if (!needOrthoRep) {
-            w = u.Cross(v);
-            needOrthoRep = w.Unitize() != 0;
-        }
-    }
-    if (needOrthoRep) {
-        Logger::Log(LogLevel::Error, "NEED ORTHO REP, check!");
-        if (!PrcPt::MakeOrthoRep(u, v, w)) {
-            Logger::Log(LogLevel::Error, "MeshTraversalEncode::GetTreatmentIndexForPoint() - with invalid point!");
-            return false;
-        }
+bool MeshTraversalEncode::PredictApex(const Entry& entry, Traversal::EdgeFrame& frame) const {
+    const bool made = MakeEdgeFrame(entry.edgeTreatment[0], entry.edgeTreatment[1], entry.parentThird, frame);
+    if (frame.neededOrthoRep) Logger::Log(LogLevel::Error, "NEED ORTHO REP, check!");
+    if (!made) {
+        Logger::Log(LogLevel::Error, "MeshTraversalEncode::GetTreatmentIndexForPoint() - with invalid point!");
+        return false;
     }
     return true;
 }
@@ -500,13 +479,13 @@ bool MeshTraversalEncode::PredictApex(const Entry& entry, PrcPt& middle, PrcPt& 
 bool MeshTraversalEncode::AddApex(Face& face, const Entry& entry, uint32_t apex) {
     Point& source = sourcePoints_[apex];
     if (source.treatment != kNone) return GetTreatmentIndexForPoint(face, 2, apex, centre_);
-    PrcPt middle, u, v, w;
-    if (!PredictApex(entry, middle, u, v, w)) return false;
+    Traversal::EdgeFrame frame;
+    if (!PredictApex(entry, frame)) return false;
     isReferencedArray_.push_back(0);
-    const PrcPt offset = source.position - middle;
-    const double raw[kCorners] = {std::nearbyint(offset.Dot(u) / tolerance_),
-                                  std::nearbyint(offset.Dot(v) / tolerance_),
-                                  std::nearbyint(offset.Dot(w) / tolerance_)};
+    const PrcPt offset = source.position - frame.middle;
+    const double raw[kCorners] = {std::nearbyint(offset.Dot(frame.u) / tolerance_),
+                                  std::nearbyint(offset.Dot(frame.v) / tolerance_),
+                                  std::nearbyint(offset.Dot(frame.w) / tolerance_)};
     for (double value : raw) {
         if (!(std::fabs(value) <= kMaxRawValue)) {
             Logger::Log(LogLevel::Error, "MeshTraversalEncode::GetTreatmentIndexForPoint() - with invalid point!");
@@ -516,7 +495,7 @@ bool MeshTraversalEncode::AddApex(Face& face, const Entry& entry, uint32_t apex)
     }
     const PrcPt delta = PrcPt{raw[0], raw[1], raw[2]} * tolerance_;
     source.treatment = static_cast<int32_t>(points_.size());
-    points_.push_back(middle + u * delta.x + v * delta.y + w * delta.z);
+    points_.push_back(frame.middle + frame.u * delta.x + frame.v * delta.y + frame.w * delta.z);
     face.points[2] = source.treatment;
     face.isNewPoint[2] = true;
     return true;

@@ -144,13 +144,13 @@ private:
     bool AddTriangleData(Traversal::Face& face, uint32_t triangle, const uint32_t points[Traversal::kCorners],
                          const Entry* entered);
     bool GetTreatmentIndexForPoint(Traversal::Face& face, uint32_t corner, uint32_t point, const PrcPt& prediction);
-    bool PredictApex(const Entry& entry, PrcPt& middle, PrcPt& u, PrcPt& v, PrcPt& w) const;
+    bool PredictApex(const Entry& entry, Traversal::EdgeFrame& frame) const;
     bool AddApex(Traversal::Face& face, const Entry& entry, uint32_t apex);
     bool AddNeighbours(const Traversal::Face& face, uint32_t triangle, const uint32_t points[Traversal::kCorners]);
     int32_t GetFirstUntreatedNeighbourForEdge(uint32_t triangle, uint32_t a, uint32_t b) const;
     // The normal step (in its own file).
     bool CreateTriangleNormals(const Traversal::Face& face, const uint32_t points[Traversal::kCorners]);
-    bool MakeTriangleFrame(const Traversal::Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const;
+    bool CreateTriangleFrame(const Traversal::Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const;
     bool AddNormal(const PrcPt& normal, const PrcPt& sX, const PrcPt& sY, const PrcPt& sZ);
     void SetBinaryFlagsFromReferenceNormal(double x, double y, double z);
     uint16_t QuantiseAngle(double angle) const;

@@ -19,38 +19,28 @@ using Utility::LogLevel;
 namespace {
 
 constexpr double kRightAngle = 1.5707963267948966;
-// How far from a right angle the frame's axes may stand; the reader refuses beyond it.
-constexpr double kFrameAngleTolerance = 1e-6;
 constexpr uint8_t kNewNormal = 0;
 // Reconstructed angles further than this above the source angle take the next step.
 constexpr double kRoundingLimit = 0.5;
 
 }  // namespace
 
-bool MeshTraversalEncode::MakeTriangleFrame(const Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const {
-    // A triangle entered by its parent's second edge is framed with that edge's corners the
-    // other way round, as the reader frames it.
-    const bool flip = face.enteredBySecondEdge;
-    const PrcPt& p0 = points_[static_cast<size_t>(face.points[flip ? 1 : 0])];
-    const PrcPt& p1 = points_[static_cast<size_t>(face.points[flip ? 0 : 1])];
-    const PrcPt& p2 = points_[static_cast<size_t>(face.points[2])];
-    sZ = (p1 - p0).Cross(p2 - p0);
-    sX = p0 - p2;
-    if (sZ.Unitize() != 0) {
-        Logger::Log(LogLevel::Error,
-                    "MeshTraversalEncode::CreateTriangleNormals() - Failed to unitize, invalid input triangle!");
-        return false;
+bool MeshTraversalEncode::CreateTriangleFrame(const Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const {
+    switch (MakeTriangleFrame(face, sX, sY, sZ)) {
+        case Traversal::FrameFault::None:
+            return true;
+        case Traversal::FrameFault::NoNormal:
+            Logger::Log(LogLevel::Error,
+                        "MeshTraversalEncode::CreateTriangleNormals() - Failed to unitize, invalid input triangle!");
+            return false;
+        case Traversal::FrameFault::NoOrthoRep:
+            Logger::Log(LogLevel::Error, "MeshTraversalEncode::CreateTriangleNormals() - MakeOrthoRep() failed!");
+            return false;
+        case Traversal::FrameFault::NotOrthogonal:
+            Logger::Log(LogLevel::Error, "MeshTraversalEncode::CreateTriangleNormals() - Vector safety check failed!");
+            return false;
     }
-    if (!PrcPt::MakeOrthoRep(sX, sY, sZ)) {
-        Logger::Log(LogLevel::Error, "MeshTraversalEncode::CreateTriangleNormals() - MakeOrthoRep() failed!");
-        return false;
-    }
-    if (std::fabs(PrcPt::AngleBetween(sX, sY) - kRightAngle) > kFrameAngleTolerance ||
-        std::fabs(PrcPt::AngleBetween(sY, sZ) - kRightAngle) > kFrameAngleTolerance) {
-        Logger::Log(LogLevel::Error, "MeshTraversalEncode::CreateTriangleNormals() - Vector safety check failed!");
-        return false;
-    }
-    return true;
+    return false;
 }
 
 uint16_t MeshTraversalEncode::QuantiseAngle(double angle) const {
@@ -98,7 +88,7 @@ bool MeshTraversalEncode::AddNormal(const PrcPt& normal, const PrcPt& sX, const 
 
 bool MeshTraversalEncode::CreateTriangleNormals(const Face& face, const uint32_t points[kCorners]) {
     PrcPt sX, sY, sZ;
-    if (!MakeTriangleFrame(face, sX, sY, sZ)) return false;
+    if (!CreateTriangleFrame(face, sX, sY, sZ)) return false;
     for (uint32_t c = 0; c < kCorners; ++c) {
         if (!face.isNewPoint[c]) continue;
         if (!AddNormal(sourcePoints_[points[c]].normal, sX, sY, sZ)) return false;

@@ -99,45 +99,26 @@ bool Compressed3DTessDecoder::AddToAvailableVertices(Face& face, uint32_t corner
 }
 
 bool Compressed3DTessDecoder::CalculateConnectedTriangle(const Face& face, const PrcPt& delta, PrcPt& point) const {
-    // The edge's point made later is its origin, so that both sides of an edge predict alike.
-    const int32_t first = std::max(face.points[0], face.points[1]);
-    const int32_t second = std::min(face.points[0], face.points[1]);
-    if (!PointExists(first) || !PointExists(second) || !PointExists(face.parentThird)) {
+    if (!PointExists(face.points[0]) || !PointExists(face.points[1]) || !PointExists(face.parentThird)) {
         Logger::Log(LogLevel::Error,
                     "MeshTraversalBase::GetThirdPointOfTriangleFromOtherPoints() - INVALID TRIANGLE/EDGE");
         return false;
     }
-    const PrcPt& a = points_[static_cast<size_t>(first)];
-    const PrcPt& b = points_[static_cast<size_t>(second)];
-    const PrcPt& c = points_[static_cast<size_t>(face.parentThird)];
-    PrcPt u = b - a;
-    const PrcPt middle = a + u / kHalf;
-    PrcPt v, w;
-    bool needOrthoRep = u.Unitize() != 0;
-    if (!needOrthoRep) {
-        const PrcPt toThird = c - middle;
-        v = toThird - u * toThird.Dot(u);
-        needOrthoRep = v.Unitize() != 0;
-        if (!needOrthoRep) {
-            w = u.Cross(v);
-            needOrthoRep = w.Unitize() != 0;
-        }
-    }
-    if (needOrthoRep) {
+    Traversal::EdgeFrame frame;
+    const bool made = MakeEdgeFrame(face.points[0], face.points[1], face.parentThird, frame);
+    if (frame.neededOrthoRep)
         Logger::Log(LogLevel::Error,
                     "Compressed3DTessDecoder::CalculateConnectedTriangle() - Bad triangle, needOrthoRep==true! "
                     "(Tri: %u/%u/%u)",
                     static_cast<uint32_t>(face.points[0]), static_cast<uint32_t>(face.points[1]),
                     static_cast<uint32_t>(face.parentThird));
-        if (!PrcPt::MakeOrthoRep(u, v, w)) {
-            Logger::Log(LogLevel::Error,
-                        "Compressed3DTessDecoder::CalculateConnectedTriangle() - Failed to make ortho rep!");
-            return false;
-        }
+    if (!made) {
+        Logger::Log(LogLevel::Error, "Compressed3DTessDecoder::CalculateConnectedTriangle() - Failed to make ortho rep!");
+        return false;
     }
     // The offset is taken in the frame of the edge: along it, towards the neighbour's third
     // point, and off the neighbour's plane.
-    point = middle + u * delta.x + v * delta.y + w * delta.z;
+    point = frame.middle + frame.u * delta.x + frame.v * delta.y + frame.w * delta.z;
     return true;
 }
 

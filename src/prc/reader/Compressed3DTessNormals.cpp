@@ -25,8 +25,6 @@ constexpr uint32_t kSignFlags = 3;
 // Below this many candidates a reference takes one bit fewer than their number.
 constexpr size_t kNarrowReferenceLimit = 4;
 constexpr double kRightAngle = std::numbers::pi / 2.0;
-// How far from a right angle the frame's axes may stand.
-constexpr double kFrameAngleTolerance = 1e-6;
 
 }  // namespace
 
@@ -37,31 +35,23 @@ bool Compressed3DTessDecoder::TakeFlag(uint8_t& flag) {
 }
 
 bool Compressed3DTessDecoder::CalculateTriangleFrame(const Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const {
-    // The writer frames a triangle entered by its parent's second edge with that edge's
-    // corners the other way round; the stored sign flags are relative to that frame.
-    const bool flip = face.enteredBySecondEdge;
-    const PrcPt& p0 = points_[static_cast<size_t>(face.points[flip ? 1 : 0])];
-    const PrcPt& p1 = points_[static_cast<size_t>(face.points[flip ? 0 : 1])];
-    const PrcPt& p2 = points_[static_cast<size_t>(face.points[2])];
-    sZ = (p1 - p0).Cross(p2 - p0);
-    sX = p0 - p2;
-    if (sZ.Unitize() != 0) {
-        Logger::Log(LogLevel::Error,
-                    "MeshTraversalDecode::CalculateTriangleNormalWithNormals() - Failed to unitize, invalid input "
-                    "triangle!");
-        return false;
+    switch (MakeTriangleFrame(face, sX, sY, sZ)) {
+        case Traversal::FrameFault::None:
+            return true;
+        case Traversal::FrameFault::NoNormal:
+            Logger::Log(LogLevel::Error,
+                        "MeshTraversalDecode::CalculateTriangleNormalWithNormals() - Failed to unitize, invalid input "
+                        "triangle!");
+            return false;
+        case Traversal::FrameFault::NoOrthoRep:
+            Logger::Log(LogLevel::Error, "MeshTraversalDecode::CalculateNormalsForTriangle() - MakeOrthoRep() failed!");
+            return false;
+        case Traversal::FrameFault::NotOrthogonal:
+            Logger::Log(LogLevel::Error,
+                        "MeshTraversalDecode::CalculateNormalsForTriangle() - Vector safety check failed!");
+            return false;
     }
-    if (!PrcPt::MakeOrthoRep(sX, sY, sZ)) {
-        Logger::Log(LogLevel::Error, "MeshTraversalDecode::CalculateNormalsForTriangle() - MakeOrthoRep() failed!");
-        return false;
-    }
-    if (std::fabs(PrcPt::AngleBetween(sX, sY) - kRightAngle) > kFrameAngleTolerance ||
-        std::fabs(PrcPt::AngleBetween(sY, sZ) - kRightAngle) > kFrameAngleTolerance) {
-        Logger::Log(LogLevel::Error,
-                    "MeshTraversalDecode::CalculateNormalsForTriangle() - Vector safety check failed!");
-        return false;
-    }
-    return true;
+    return false;
 }
 
 bool Compressed3DTessDecoder::ReadAndCalculateNextNormal(PrcPt sX, PrcPt sY, PrcPt sZ, const uint8_t signs[3],

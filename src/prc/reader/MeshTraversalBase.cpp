@@ -1,6 +1,8 @@
 #include "prc/reader/MeshTraversalBase.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numbers>
 #include <utility>
 
 #include "util/Logger.h"
@@ -15,6 +17,10 @@ using Utility::LogLevel;
 
 namespace {
 constexpr uint32_t kKeyShift = 32;
+constexpr double kHalves = 2.0;
+constexpr double kRightAngle = std::numbers::pi / 2.0;
+// How far from a right angle a triangle frame's axes may stand.
+constexpr double kFrameAngleTolerance = 1e-6;
 // The corner pairs of a triangle's three edges.
 constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
 
@@ -92,6 +98,43 @@ bool MeshTraversalBase::ShouldDropTraverseTriangle(const Face& face, int32_t nex
     if (!PointExists(next)) return false;
     return GetNumberOfNeighboursForEdgePoints(face.points[0], next) >= kFullEdge ||
            GetNumberOfNeighboursForEdgePoints(face.points[1], next) >= kFullEdge;
+}
+
+bool MeshTraversalBase::MakeEdgeFrame(int32_t p, int32_t q, int32_t c, Traversal::EdgeFrame& frame) const {
+    const PrcPt& a = points_[static_cast<size_t>(std::max(p, q))];
+    const PrcPt& b = points_[static_cast<size_t>(std::min(p, q))];
+    const PrcPt& third = points_[static_cast<size_t>(c)];
+    frame.u = b - a;
+    frame.middle = a + frame.u / kHalves;
+    frame.v = {};
+    frame.w = {};
+    frame.neededOrthoRep = frame.u.Unitize() != 0;
+    if (!frame.neededOrthoRep) {
+        const PrcPt toThird = third - frame.middle;
+        frame.v = toThird - frame.u * toThird.Dot(frame.u);
+        frame.neededOrthoRep = frame.v.Unitize() != 0;
+        if (!frame.neededOrthoRep) {
+            frame.w = frame.u.Cross(frame.v);
+            frame.neededOrthoRep = frame.w.Unitize() != 0;
+        }
+    }
+    return !frame.neededOrthoRep || PrcPt::MakeOrthoRep(frame.u, frame.v, frame.w);
+}
+
+Traversal::FrameFault MeshTraversalBase::MakeTriangleFrame(const Traversal::Face& face, PrcPt& sX, PrcPt& sY,
+                                                           PrcPt& sZ) const {
+    const bool flip = face.enteredBySecondEdge;
+    const PrcPt& p0 = points_[static_cast<size_t>(face.points[flip ? 1 : 0])];
+    const PrcPt& p1 = points_[static_cast<size_t>(face.points[flip ? 0 : 1])];
+    const PrcPt& p2 = points_[static_cast<size_t>(face.points[2])];
+    sZ = (p1 - p0).Cross(p2 - p0);
+    sX = p0 - p2;
+    if (sZ.Unitize() != 0) return Traversal::FrameFault::NoNormal;
+    if (!PrcPt::MakeOrthoRep(sX, sY, sZ)) return Traversal::FrameFault::NoOrthoRep;
+    if (std::fabs(PrcPt::AngleBetween(sX, sY) - kRightAngle) > kFrameAngleTolerance ||
+        std::fabs(PrcPt::AngleBetween(sY, sZ) - kRightAngle) > kFrameAngleTolerance)
+        return Traversal::FrameFault::NotOrthogonal;
+    return Traversal::FrameFault::None;
 }
 
 }  // namespace Velmora::PRC

@@ -56,6 +56,17 @@ struct EdgeCorners {
     uint32_t second = 0;
 };
 
+// The frame in which a connected triangle's apex is stored: the middle of its entering edge,
+// the edge's direction, the direction across it towards the parent's third point, and the
+// parent's normal.
+struct EdgeFrame {
+    PrcPt middle, u, v, w;
+    bool neededOrthoRep = false;  // the edge or the parent had no direction of its own
+};
+
+// Why a triangle's normal frame could not be made.
+enum class FrameFault { None, NoNormal, NoOrthoRep, NotOrthogonal };
+
 // The per-face attributes, worked out once before the walk.
 struct FaceRecord {
     uint8_t hasColour = 0;
@@ -89,6 +100,15 @@ public:
     // exactly: the order decides which edge every later apex is predicted from.
     static Traversal::EdgeCorners FreeEdgeCorners(const Traversal::Face& face, Traversal::FreeEdge edge);
     const std::vector<PrcPt>& Points() const { return points_; }
+
+    // The apex frame of an edge between two made points with the parent's third point c.
+    // The point made later is the origin, so that both sides of an edge predict alike. False
+    // only when not even a substitute frame can be made.
+    bool MakeEdgeFrame(int32_t p, int32_t q, int32_t c, Traversal::EdgeFrame& frame) const;
+    // The frame of a made triangle that its normals are stored in: sZ its normal, sX the edge
+    // from corner 2 to corner 0. A triangle entered by its parent's second edge is framed with
+    // that edge's corners the other way round; the stored sign flags are relative to it.
+    Traversal::FrameFault MakeTriangleFrame(const Traversal::Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const;
 
 protected:
     static uint64_t EdgeKey(int32_t a, int32_t b);
