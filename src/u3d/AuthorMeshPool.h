@@ -9,6 +9,7 @@
 #include <string>
 
 #include "u3d/AuthorMesh.h"
+#include "u3d/NormalStepObserver.h"
 
 namespace Velmora::FormatGlue {
 class AuthoringProgress;
@@ -40,6 +41,8 @@ public:
     uint32_t normalMode = 1;
     std::set<uint32_t> supportedExtensions;
     bool lowMemory = false;
+    // Sees every normal step of the progressive updates; empty in loads.
+    NormalStepObserver normalStepObserver;
 };
 
 }  // namespace Velmora::U3D

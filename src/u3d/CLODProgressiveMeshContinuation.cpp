@@ -134,11 +134,14 @@ inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
 // block, so an update allocates nothing once they have grown to the mesh's local degree.
 class UpdateDecoder {
 public:
-    UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration, CLODMeshContinuationData& data)
+    UpdateDecoder(BitStreamReader& reader, AuthorMesh& mesh, CLODMeshData& declaration, CLODMeshContinuationData& data,
+                  const NormalStepObserver& observer)
         : reader_(reader),
           adjacency_(mesh.adjacencySet),
           declaration_(declaration),
           data_(data),
+          mesh_(mesh),
+          observer_(observer ? &observer : nullptr),
           name_(mesh.name.c_str()) {}
 
     bool Run();
@@ -218,6 +221,8 @@ private:
     AdjacencySet& adjacency_;
     CLODMeshData& declaration_;
     CLODMeshContinuationData& data_;
+    const AuthorMesh& mesh_;
+    const NormalStepObserver* observer_;
     const char* name_;
 
     uint32_t r_ = 0;      // update number = index of the new position
@@ -265,6 +270,7 @@ private:
     std::vector<float> bestDot_;
     std::vector<NormalCorners> normalCorners_;  // per face
     std::vector<uint32_t> mergeCounts_;
+    std::vector<std::array<uint32_t, 3>> observedCorners_;
 };
 
 bool UpdateDecoder::Run() {
@@ -738,6 +744,12 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         heldNormals_.push_back(Vec3f{0, 0, 0});
         heldTurned_.push_back(third & 1);
     }
+    if (observer_) {
+        observedCorners_.clear();
+        for (uint32_t faceIndex : faces) observedCorners_.push_back(data_.faceCorners[faceIndex].positions);
+        (*observer_)(mesh_, NormalStepView{position, base, observedCorners_,
+                                           std::span(heldTurned_).subspan(job.firstHeld, count)});
+    }
     for (uint32_t faceIndex : faces) {
         const uint32_t local = reader_.ReadCompressedU32(Ctx::NormalIndex);
         if (local >= count) return FailIn("Invalid normal index for normal-face");
@@ -921,7 +933,7 @@ bool CLODProgressiveMeshContinuation::ReadMeshSpecificData(BitStreamReader& read
                     mesh.name.c_str());
         return false;
     }
-    UpdateDecoder decoder(reader, mesh, *declaration, *continuation);
+    UpdateDecoder decoder(reader, mesh, *declaration, *continuation, pool_.normalStepObserver);
     return decoder.Run();
 }
 
