@@ -4,13 +4,16 @@
 // first bytes choose one section reader and hand it the rest as already inflated data, so that
 // mutations reach the entity readers without passing zlib. A whole file that reads goes on
 // through the authoring step: tessellation decoding, materials, styles, textures and the
-// occurrence tree. The scene build needs a GL context and is left out.
+// occurrence tree. The scene build needs a GL context and is left out. A single tessellation
+// that decodes is also encoded again as a highly compressed one and that decoded in turn, so
+// the writer's walk sees whatever meshes the reader can be made to produce.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 
+#include "prc/export/MeshTraversalEncode.h"
 #include "prc/reader/AuthoringPool_PRC.h"
 #include "prc/reader/BitstreamReader.h"
 #include "prc/reader/PRCFile.h"
@@ -21,6 +24,35 @@ namespace {
 
 using Velmora::PRC::BitstreamReader;
 namespace FS = Velmora::PRC::FileStructure;
+constexpr uint32_t kFuzzNormalBits = 10;
+constexpr double kFuzzTolerance = 1e-3;
+
+void EncodeAgain(const FS::BaseTessData& decoded) {
+    // The decoders give a normal per triangle corner, or none where the authoring step
+    // calculates them (the encoder then takes face normals); the encoder takes a row per corner
+    // and merges equal rows itself.
+    const size_t corners = decoded.triangleIndices.size() - decoded.triangleIndices.size() % 3;
+    if (corners == 0) return;
+    const bool hasNormals = decoded.normals.size() >= corners;
+    Velmora::PRC::EncodeTriangles mesh;
+    mesh.positions.reserve(corners);
+    mesh.normals.reserve(corners);
+    mesh.indices.reserve(corners);
+    for (size_t corner = 0; corner < corners; ++corner) {
+        const uint32_t vertex = decoded.triangleIndices[corner];
+        if (vertex >= decoded.vertices.size()) return;
+        mesh.positions.push_back(decoded.vertices[vertex]);
+        mesh.normals.push_back(hasNormals ? decoded.normals[corner] : FS::Vec3f{0.0f, 0.0f, 0.0f});
+        mesh.indices.push_back(static_cast<uint32_t>(corner));
+    }
+    mesh.faces.assign(corners / 3, 0);
+    Velmora::PRC::MeshTraversalEncode::DropDegenerateTriangles(mesh);
+    Velmora::PRC::MeshTraversalEncode::RepairNormals(mesh);
+    auto encoded = std::make_shared<FS::HighlyCompressed3DTess>();
+    Velmora::PRC::MeshTraversalEncode encoder(kFuzzNormalBits);
+    if (encoder.EncodeArrays(mesh, kFuzzTolerance, *encoded))
+        (void)Velmora::PRC::TesselationDecoder::DecodeTesselation(encoded, nullptr, 0.0f);
+}
 
 enum Mode : uint8_t {
     kWholeFile = 0,
@@ -79,7 +111,7 @@ void ReadSection(uint8_t mode, const uint8_t* data, size_t size) {
             // A tessellation entity on its own, decoded as the authoring step would: the
             // highly compressed walk sees mutated arrays without a whole file around them.
             const auto tess = reader.ReadTessellation();
-            if (tess) (void)Velmora::PRC::TesselationDecoder::DecodeTesselation(tess, nullptr, 0.0f);
+            if (tess && Velmora::PRC::TesselationDecoder::DecodeTesselation(tess, nullptr, 0.0f)) EncodeAgain(*tess);
             break;
         }
     }
