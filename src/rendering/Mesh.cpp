@@ -364,19 +364,25 @@ std::shared_ptr<DataBuffer<float>> Mesh::GetVertexDataForSubObject(uint32_t inde
         Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - INVALID VBO INDEX!");
         return {};
     }
-    const uint32_t vertices = draw.primitiveCount * VerticesPerPrimitive(primitiveType_);
+    // The buffer holds as many rows as were uploaded: one per corner of an unindexed
+    // sub-object, fewer for an indexed one, so its size decides the row count.
     const uint32_t floats = VertexAttribute::FloatsPerVertex(draw.attributes);
-    std::shared_ptr<DataBuffer<float>> result = DataBuffer<float>::Create(vertices, floats);
-    if (!result) {
-        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - OUT OF MEMORY");
-        return {};
-    }
+    const uint64_t rowBytes = uint64_t{floats} * sizeof(float);
     glBindBuffer(GL_ARRAY_BUFFER, draw.vbo);
     GLint64 size = 0;
     glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &size);
-    if (uint64_t(size) != result->ByteSize()) {
+    const uint64_t expectedRows = draw.indexed ? 0 : uint64_t{draw.primitiveCount} * VerticesPerPrimitive(primitiveType_);
+    if (size < 0 || rowBytes == 0 || uint64_t(size) % rowBytes != 0 || uint64_t(size) / rowBytes > UINT32_MAX ||
+        (!draw.indexed && uint64_t(size) / rowBytes != expectedRows)) {
         glBindBuffer(GL_ARRAY_BUFFER, 0);
         Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - UNEXPECTED VRAM BUFFER SIZE");
+        return {};
+    }
+    std::shared_ptr<DataBuffer<float>> result =
+        DataBuffer<float>::Create(static_cast<uint32_t>(uint64_t(size) / rowBytes), floats);
+    if (!result) {
+        glBindBuffer(GL_ARRAY_BUFFER, 0);
+        Logger::Log(LogLevel::Error, "Mesh::GetVertexDataForSubObject() - OUT OF MEMORY");
         return {};
     }
     if (size > 0) glGetBufferSubData(GL_ARRAY_BUFFER, 0, GLsizeiptr(size), result->Data());

@@ -143,6 +143,8 @@ private:
     void WriteDoubleArray(const std::vector<double>& values);
     void WriteUnsignedArray(const std::vector<uint32_t>& values);
     bool WriteSectionChunk(uint32_t section, DataChunk& chunk);
+    // The magic, the versions, the structure's UUID and the application UUID.
+    void WriteSignature(const FileStructure::UniqueID& structure);
     bool WriteHeaderChunk(DataChunk& chunk) const;
     static bool WriteBytesToFile(std::FILE* file, const DataChunk& chunk);
 

@@ -73,16 +73,21 @@ bool BitstreamWriter::Compress(const DataChunk& input, DataChunk& output) {
     return true;
 }
 
+void BitstreamWriter::WriteSignature(const FileStructure::UniqueID& structure) {
+    // The file header and the file structure's own header both open this way.
+    for (const uint8_t c : kMagic) WriteByte(c);
+    WriteU32(kMinVersion);
+    WriteU32(kAuthoringVersion);
+    WriteUniqueID(structure);
+    WriteUniqueID(FileStructure::UniqueID{});
+}
+
 bool BitstreamWriter::WriteHeaderChunk(DataChunk& chunk) const {
     // A small writer of its own: the header is byte-aligned and written apart from the
     // section in progress.
     BitstreamWriter header;
     header.CreateNewWritingChunk();
-    for (const uint8_t c : kMagic) header.WriteByte(c);
-    header.WriteU32(kMinVersion);
-    header.WriteU32(kAuthoringVersion);
-    header.WriteUniqueID(block_->uuid);
-    header.WriteUniqueID(FileStructure::UniqueID{});
+    header.WriteSignature(block_->uuid);
     header.WriteU32(static_cast<uint32_t>(block_->uncompressedFiles.size()));
     for (const auto& file : block_->uncompressedFiles) {
         if (!file || (!file->data && file->size != 0)) return false;
@@ -157,11 +162,7 @@ bool BitstreamWriter::CompressData(std::vector<DataChunk>& chunks) {
 
     BitstreamWriter header;
     header.CreateNewWritingChunk();
-    for (const uint8_t c : kMagic) header.WriteByte(c);
-    header.WriteU32(kMinVersion);
-    header.WriteU32(kAuthoringVersion);
-    header.WriteUniqueID(block_->uuid);
-    header.WriteUniqueID(FileStructure::UniqueID{});
+    header.WriteSignature(block_->uuid);
     header.WriteU32(kFileStructures);
     header.WriteUniqueID(block_->uuid);
     header.WriteU32(kReservedWord);

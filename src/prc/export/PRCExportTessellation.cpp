@@ -106,6 +106,11 @@ int32_t PRCExport::WriteTesselationForModel(const Rendering::Mesh& mesh, const R
                     "PRCExport::WriteTesselationForModel() - ONLY TRIANGLE MESHES SUPPORTED (for now)!");
         return -1;
     }
+    // Either form gives each sub-object the style of its shader.
+    if (mesh.GetSubObjectCount() != model.GetRenderInfo().shaderInfos.size()) {
+        Logger::Log(LogLevel::Error, "PRCExport::WriteContent3DTess() - INVALID NUMBER OF SUBOBJECTS/SHADERS");
+        return -1;
+    }
     std::shared_ptr<BaseTessData> tess;
     if (useCompression_ && !HasTextureCoordinates(mesh)) {
         if (!WriteCompressedTess(mesh, model, tess)) return -1;
@@ -123,10 +128,6 @@ int32_t PRCExport::WriteTesselationForModel(const Rendering::Mesh& mesh, const R
 bool PRCExport::WriteCompressedTess(const Rendering::Mesh& mesh, const Rendering::Model& model,
                                     std::shared_ptr<BaseTessData>& tess) {
     const uint32_t groups = mesh.GetSubObjectCount();
-    if (groups != model.GetRenderInfo().shaderInfos.size()) {
-        Logger::Log(LogLevel::Error, "PRCExport::WriteContent3DTess() - INVALID NUMBER OF SUBOBJECTS/SHADERS");
-        return false;
-    }
     auto compressed = std::make_shared<HighlyCompressed3DTess>();
     MeshTraversalEncode encoder(kNormalBits);
     if (!encoder.Encode(mesh, model, CompressionTolerance(mesh), *compressed)) return false;
@@ -144,10 +145,6 @@ bool PRCExport::WriteCompressedTess(const Rendering::Mesh& mesh, const Rendering
 
 bool PRCExport::WriteContent3DTess(const Rendering::Mesh& mesh, const Rendering::Model& model, Content3DTess& tess) {
     const uint32_t groups = mesh.GetSubObjectCount();
-    if (groups != model.GetRenderInfo().shaderInfos.size()) {
-        Logger::Log(LogLevel::Error, "PRCExport::WriteContent3DTess() - INVALID NUMBER OF SUBOBJECTS/SHADERS");
-        return false;
-    }
     uint64_t corners = 0;
     for (uint32_t g = 0; g < groups; ++g)
         corners += uint64_t{mesh.GetNumberOfPrimitivesForSubObject(g)} * kCornersPerTriangle;
