@@ -231,6 +231,8 @@ bool CaptureProxy::EnsureRegistered() {
     // On the render thread this registration runs inline.
     if (!renderThread.RegisterRenderThreadListener(this)) return false;
     renderThreadId_ = renderThread.ThreadId();
+    // The memory the last scenes left is about to be used again.
+    renderThread.CancelMemoryRelease();
     return true;
 }
 
@@ -238,8 +240,11 @@ void CaptureProxy::ReleaseRenderThreadIfEmpty() {
     std::lock_guard<std::mutex> lock(stateMutex_);
     // A request still on its way will want the registration; it is let go by the last one.
     if (!scenes_.empty() || pending_ != 0 || renderThreadId_.load() == 0) return;
-    RenderThread::Instance().PostUnregisterRenderThreadListener(this);
+    RenderThread& renderThread = RenderThread::Instance();
+    renderThread.PostUnregisterRenderThreadListener(this);
     renderThreadId_ = 0;
+    // Every scene is gone: what they used goes back to the system unless work comes again.
+    renderThread.ScheduleMemoryRelease();
 }
 
 void CaptureProxy::LoadScene(const Utility::LoadSceneParameters& load, Kestrum::LoadSceneCallback callback) {
