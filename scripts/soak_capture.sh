@@ -28,9 +28,10 @@ set -e
 # From the second sample on (the first covers start-up) to the last, in kB: the growth of the
 # resident set, of the resident set once the allocator has given back its free memory, and of
 # the heap in use, with the range each moves in and its trend (least squares, kB per 1000
-# cycles of all threads). The plain resident set also holds freed memory the allocator keeps in
-# its per-thread arenas, which comes and goes with the interleaving; the other two follow what
-# is really held, so a leak shows there first.
+# cycles of all threads). The library hands freed memory back a moment after its last scene
+# goes and the samples wait for that, so the first two agree unless it did not; the heap in use
+# follows what is really held, so a leak shows there first. Each sample also names the thread
+# count; KESTRUM_STRESS_SMAPS=<folder> keeps the memory map and the allocator's arenas of each.
 awk -v every="${SOAK_RSS_EVERY:-500}" '
   /stress rss cycle/ {
     match($0, /: [0-9]+ kB/); rss[n] = substr($0, RSTART + 2, RLENGTH - 5) + 0
@@ -50,10 +51,21 @@ awk -v every="${SOAK_RSS_EVERY:-500}" '
     slope = (m * sxx - sx * sx) != 0 ? (m * sxy - sx * sy) / (m * sxx - sx * sx) : 0
     printf "soak: %s between %d and %d kB after the first interval, trend %.1f kB per 1000 cycles\n", name, lo, hi, slope
   }
+  # Median of samples from..to of one series.
+  function median(v, from, to,    i, j, k, t, w) {
+    k = 0
+    for (i = from; i <= to; i++) w[k++] = v[i]
+    for (i = 1; i < k; i++) for (j = i; j > 0 && w[j - 1] > w[j]; j--) { t = w[j]; w[j] = w[j - 1]; w[j - 1] = t }
+    return k % 2 ? w[int(k / 2)] : (w[k / 2 - 1] + w[k / 2]) / 2
+  }
   END {
     if (n <= 2) exit
     printf "soak: rss %d kB after the first interval, %d kB at the end, growth %d kB\n", rss[1], rss[n-1], rss[n-1] - rss[1]
     summary("rss", rss)
+    # Single samples sit anywhere in the band the driver leaves; medians of the first and the
+    # last few show a shift of the band itself.
+    if (n >= 11)
+      printf "soak: rss median of the last five minus median of the first five after the first interval: %d kB\n", median(rss, n - 5, n - 1) - median(rss, 1, 5)
     if (trimmed[1] >= 0) {
       printf "soak: trimmed rss %d kB after the first interval, %d kB at the end, growth %d kB\n", trimmed[1], trimmed[n-1], trimmed[n-1] - trimmed[1]
       summary("trimmed rss", trimmed)
