@@ -13,6 +13,7 @@
 #include "host/SceneLoading.h"
 #include "host/windowing/CaptureWindow.h"
 #include "rendering/Image.h"
+#include "rendering/OpenGLContext.h"
 #include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
 #include "rendering/SceneGraph.h"
@@ -292,6 +293,9 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     }
 
     const uint32_t sceneHandle = ImportIntoView(load, source, view);
+    // The new view cleared its framebuffers and nothing reads them back until a capture; waiting
+    // here keeps hosts that load side by side from piling up frames in the driver.
+    Rendering::OpenGLContext::Instance().Finish();
     SceneInfo* info = sceneHandle != 0
                           ? RegisterScene(sceneHandle, source.fromFile ? load.path : std::string(), view, window)
                           : nullptr;
