@@ -5,9 +5,9 @@
 #   SOAK_CYCLES (10000 in all, spread over the threads), SOAK_THREADS (5), SOAK_RSS_EVERY (500 in all)
 # A sample line names the first thread's cycle; the cycles of all threads are that times the
 # thread count.
-# With the software rasteriser the heap in use at a sample moves by a few MB from one sample to
-# the next, with how far its worker threads had got; LP_NUM_THREADS=0 (drawing on the render
-# thread alone) takes that out when a trend needs a closer look.
+# The software rasteriser keeps its last frame, with the program and buffers it drew with, until
+# it draws again: the heap in use at a sample is one of two levels about 1.6 MB apart, by which
+# file was drawn last, and the resident set moves with it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=${BUILD_DIR:-build}
