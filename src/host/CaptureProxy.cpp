@@ -13,6 +13,7 @@
 #include "host/SceneLoading.h"
 #include "host/windowing/CaptureWindow.h"
 #include "rendering/Image.h"
+#include "rendering/OpenGLContext.h"
 #include "rendering/RenderView.h"
 #include "rendering/Renderer.h"
 #include "rendering/SceneGraph.h"
@@ -231,6 +232,8 @@ bool CaptureProxy::EnsureRegistered() {
     // On the render thread this registration runs inline.
     if (!renderThread.RegisterRenderThreadListener(this)) return false;
     renderThreadId_ = renderThread.ThreadId();
+    // The memory the last scenes left is about to be used again.
+    renderThread.CancelMemoryRelease();
     return true;
 }
 
@@ -238,8 +241,11 @@ void CaptureProxy::ReleaseRenderThreadIfEmpty() {
     std::lock_guard<std::mutex> lock(stateMutex_);
     // A request still on its way will want the registration; it is let go by the last one.
     if (!scenes_.empty() || pending_ != 0 || renderThreadId_.load() == 0) return;
-    RenderThread::Instance().PostUnregisterRenderThreadListener(this);
+    RenderThread& renderThread = RenderThread::Instance();
+    renderThread.PostUnregisterRenderThreadListener(this);
     renderThreadId_ = 0;
+    // Every scene is gone: what they used goes back to the system unless work comes again.
+    renderThread.ScheduleMemoryRelease();
 }
 
 void CaptureProxy::LoadScene(const Utility::LoadSceneParameters& load, Kestrum::LoadSceneCallback callback) {
@@ -287,6 +293,9 @@ CaptureProxy::SceneInfo* CaptureProxy::DoLoadScene(const Utility::LoadSceneParam
     }
 
     const uint32_t sceneHandle = ImportIntoView(load, source, view);
+    // The new view cleared its framebuffers and nothing reads them back until a capture; waiting
+    // here keeps hosts that load side by side from piling up frames in the driver.
+    Rendering::OpenGLContext::Instance().Finish();
     SceneInfo* info = sceneHandle != 0
                           ? RegisterScene(sceneHandle, source.fromFile ? load.path : std::string(), view, window)
                           : nullptr;

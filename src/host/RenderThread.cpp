@@ -1,5 +1,7 @@
 #include "host/RenderThread.h"
 
+#include <malloc.h>
+
 #include "format/FormatManager.h"
 #include "host/windowing/WindowBase.h"
 #include "host/windowing/WindowClassRegistrar.h"
@@ -24,6 +26,11 @@ using Utility::ThreadManager;
 std::atomic<bool> RenderThread::failRendererInitForTesting{false};
 
 namespace {
+// Quiet time after the last scene went before freed memory is handed back: long enough that a
+// host loading its next scene straight away does not pay for it, short enough that an idle
+// host soon shows its real size.
+constexpr uint64_t kMemoryReleaseDelayMs = 250;
+
 // Constructed ahead of the RenderThread singleton so that they outlive it at process exit,
 // when its destructor still stops the thread through them.
 struct EarlySingletons {
@@ -78,6 +85,8 @@ bool RenderThread::Start() {
     initState_ = 0;
     stopRequested_ = false;
     entered_ = false;
+    memoryReleaseDueMs_ = 0;
+    memoryReleases_ = 0;
     auto functor = std::make_shared<Utility::MemberThreadFunctor<RenderThread>>(this, &RenderThread::ThreadMain, 100);
     functor_ = functor.get();
     const uint32_t id = ThreadManager::Instance().CreateThread(std::move(functor), "RenderThread");
@@ -186,6 +195,7 @@ void RenderThread::ThreadMain() {
 
         UpdateFrameRate(now);
         renderer.RenderAllViews(now);
+        ReleaseMemoryWhenDue(now);
         last = now;
     }
     renderer.Shutdown();
@@ -202,6 +212,19 @@ void RenderThread::UpdateFrameRate(uint64_t now) {
     r.windowStart = now;
     r.frames = 0;
     r.windowEnd = now + 5000;
+}
+
+void RenderThread::ScheduleMemoryRelease() { memoryReleaseDueMs_ = Utility::SteadyMs() + kMemoryReleaseDelayMs; }
+
+void RenderThread::CancelMemoryRelease() { memoryReleaseDueMs_ = 0; }
+
+void RenderThread::ReleaseMemoryWhenDue(uint64_t now) {
+    if (memoryReleaseDueMs_ == 0 || now < memoryReleaseDueMs_) return;
+    memoryReleaseDueMs_ = 0;
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+    ++memoryReleases_;
 }
 
 bool RenderThread::RegisterRenderThreadListener(RenderThreadListener* listener) {

@@ -48,6 +48,15 @@ public:
     // Queued (inline on the render thread itself); for callers that must not wait.
     void PostUnregisterRenderThreadListener(RenderThreadListener* listener);
 
+    // Render thread only. Scene work leaves freed memory in the allocator's arenas, where it
+    // stays resident; once the thread has been left without work for a short while it hands that
+    // memory back to the system. Scheduling again moves the moment on; cancelling drops it, as
+    // new work is about to use the memory again.
+    void ScheduleMemoryRelease();
+    void CancelMemoryRelease();
+    // Times the memory went back since the thread started; readable from any thread.
+    uint32_t MemoryReleaseCount() const { return memoryReleases_.load(); }
+
     RenderThreadSetup& Setup() { return setup_; }
 
     bool IsStarted() const { return started_.load(); }
@@ -76,6 +85,7 @@ private:
     bool InitRenderer();
     void ThreadMain();
     void UpdateFrameRate(uint64_t now);
+    void ReleaseMemoryWhenDue(uint64_t now);
     bool Thread_Register(RenderThreadListener* listener);
     void Thread_Unregister(RenderThreadListener* listener);
 
@@ -92,6 +102,8 @@ private:
     // The body of the running thread, for draining its queue without a registry look-up.
     Utility::ThreadFunctor* functor_ = nullptr;
     std::atomic<bool> entered_{false};  // ThreadMain runs once per thread
+    uint64_t memoryReleaseDueMs_ = 0;   // render thread only; 0 when none is scheduled
+    std::atomic<uint32_t> memoryReleases_{0};
 };
 
 }  // namespace Velmora

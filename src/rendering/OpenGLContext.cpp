@@ -471,6 +471,10 @@ bool OpenGLContext::SetSwapInterval(int32_t interval) {
     return eglSwapInterval(display_, interval) == EGL_TRUE;
 }
 
+void OpenGLContext::Finish() {
+    if (context_ && currentDC_) glFinish();
+}
+
 void OpenGLContext::Release() {
     DestroyHelper();
     if (display_) eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);

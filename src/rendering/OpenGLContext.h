@@ -41,6 +41,11 @@ public:
     bool SwapBuffers(DeviceContext* dc);
     // Swap interval of the drawable that is current.
     bool SetSwapInterval(int32_t interval);
+    // Blocks until the driver has carried out everything issued so far. A software driver
+    // queues frames to its worker threads and keeps every frame it ever needed at once, each
+    // holding its command memory and the textures and buffers it drew with until it is reused;
+    // work nobody waits for (framebuffer clears of a new view, say) lets that queue grow.
+    void Finish();
     // Makes nothing current, deletes the context and its drawables and forgets all state. The
     // EGL display (and the X connection under it) stays open for the next start.
     void Release();

@@ -45,6 +45,8 @@ constexpr double kDifferentShareLimit = 0.002;
 // allocator arena is not handed back by malloc_trim, so it would pass for growth of the library.
 constexpr int32_t kSuiteLogLevel = 4;
 constexpr int32_t kSoakLogLevel = 2;
+// Longer than the library waits, idle, before it gives freed memory back.
+constexpr int kQuietBeforeSampleMs = 600;
 
 inline int EnvironmentCount(const char* name, int fallback) {
     const char* text = std::getenv(name);
@@ -170,6 +172,36 @@ inline long ResidentKilobytes() {
     return 0;
 }
 
+// Threads of the process (driver workers included); 0 when it cannot be read.
+inline long ThreadCount() {
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    while (status >> key) {
+        if (key == "Threads:") {
+            long count = 0;
+            status >> count;
+            return count;
+        }
+        status.ignore(4096, '\n');
+    }
+    return 0;
+}
+
+// With KESTRUM_STRESS_SMAPS set to a folder, the memory map of the process at each sample goes
+// there (smaps_<cycle>.txt), so that two samples far apart can be compared mapping by mapping.
+inline void SaveMemoryMap(int cycle) {
+    const char* folder = std::getenv("KESTRUM_STRESS_SMAPS");
+    if (folder == nullptr || *folder == '\0') return;
+    std::ifstream in("/proc/self/smaps");
+    std::ofstream out(std::string(folder) + "/smaps_" + std::to_string(cycle) + ".txt");
+    out << in.rdbuf();
+    // The allocator's own account, arena by arena, beside it.
+    if (FILE* arenas = std::fopen((std::string(folder) + "/arenas_" + std::to_string(cycle) + ".xml").c_str(), "w")) {
+        malloc_info(0, arenas);
+        std::fclose(arenas);
+    }
+}
+
 // Bytes the allocator has handed out and not got back, in kB.
 inline long HeapInUseKilobytes() {
     const struct mallinfo2 info = mallinfo2();
@@ -213,12 +245,16 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
                 // The collected log text would otherwise grow with every cycle and hide the
                 // library's own memory.
                 Library::Get().ClearLog();
+                // With its last scene gone the library hands freed memory back after a short
+                // quiet spell; the sample is what a host sees once that has happened.
+                std::this_thread::sleep_for(std::chrono::milliseconds(kQuietBeforeSampleMs));
                 const long resident = ResidentKilobytes();
                 // Freed memory the allocator keeps in its per-thread arenas comes and goes with
                 // the interleaving; given back, the second figure shows what is really held.
                 malloc_trim(0);
-                std::printf("stress rss cycle %d: %ld kB, trimmed %ld kB, heap in use %ld kB\n", cycle, resident,
-                            ResidentKilobytes(), HeapInUseKilobytes());
+                SaveMemoryMap(cycle);
+                std::printf("stress rss cycle %d: %ld kB, trimmed %ld kB, heap in use %ld kB, threads %ld\n", cycle,
+                            resident, ResidentKilobytes(), HeapInUseKilobytes(), ThreadCount());
                 std::fflush(stdout);
             }
             run.sampleBarrier->arrive_and_wait();

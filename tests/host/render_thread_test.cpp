@@ -159,4 +159,29 @@ TEST_F(RenderThreadTest, AListenerMayUnregisterItselfDuringItsUpdate) {
     EXPECT_EQ(second.calls.load(), 1);
 }
 
+// Memory goes back once per quiet spell: a release cancelled before it was due never happens,
+// a scheduled one does, and later frames do not repeat it.
+TEST_F(RenderThreadTest, ScheduledMemoryReleaseHappensOnceAndCancelledOneNever) {
+    RenderThread& rt = RenderThread::Instance();
+    ASSERT_TRUE(rt.Start());
+    ThreadManager& threads = ThreadManager::Instance();
+    auto frames = [&](int count) {
+        for (int i = 0; i < count; ++i) threads.Call<void>(MakeFunctionCaller([] {}), rt.ThreadId());
+    };
+    threads.Call<void>(MakeFunctionCaller([&rt] {
+                           rt.ScheduleMemoryRelease();
+                           rt.CancelMemoryRelease();
+                       }),
+                       rt.ThreadId());
+    // Well past the moment the cancelled release was due (a quarter of a second).
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    frames(5);
+    EXPECT_EQ(rt.MemoryReleaseCount(), 0u);
+
+    threads.Call<void>(MakeFunctionCaller([&rt] { rt.ScheduleMemoryRelease(); }), rt.ThreadId());
+    EXPECT_TRUE(WaitFor([&] { return rt.MemoryReleaseCount() != 0; }));
+    frames(50);
+    EXPECT_EQ(rt.MemoryReleaseCount(), 1u);
+}
+
 }  // namespace
