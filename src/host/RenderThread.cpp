@@ -221,6 +221,7 @@ void RenderThread::CancelMemoryRelease() { memoryReleaseDueMs_ = 0; }
 void RenderThread::ReleaseMemoryWhenDue(uint64_t now) {
     if (memoryReleaseDueMs_ == 0 || now < memoryReleaseDueMs_) return;
     memoryReleaseDueMs_ = 0;
+    Rendering::OpenGLContext::Instance().RetireDriverFrames();
 #ifdef __GLIBC__
     malloc_trim(0);
 #endif

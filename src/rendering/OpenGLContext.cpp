@@ -23,6 +23,8 @@ constexpr EGLint kStencilBits = 8;
 constexpr EGLint kHiddenSurfaceSize = 50;
 // Sample counts tried by automatic anti-aliasing, halved down to 2.
 constexpr uint32_t kMaxAutoSamples = 32;
+// Frames the software rasteriser keeps in flight; drawing this many empty ones retires them all.
+constexpr uint32_t kDriverFramesKept = 2;
 
 std::string EglErrorText(EGLint error) {
     const char* name = nullptr;
@@ -473,6 +475,26 @@ bool OpenGLContext::SetSwapInterval(int32_t interval) {
 
 void OpenGLContext::Finish() {
     if (context_ && currentDC_) glFinish();
+}
+
+void OpenGLContext::RetireDriverFrames() {
+    if (!context_ || !sharedDC_.bound || !Activate(&sharedDC_)) return;
+    GLuint target = 0, framebuffer = 0;
+    glGenRenderbuffers(1, &target);
+    glBindRenderbuffer(GL_RENDERBUFFER, target);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 1, 1);
+    glGenFramebuffers(1, &framebuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, target);
+    for (uint32_t frame = 0; frame < kDriverFramesKept; ++frame) {
+        glClear(GL_COLOR_BUFFER_BIT);
+        glFlush();
+    }
+    glFinish();
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    glDeleteFramebuffers(1, &framebuffer);
+    glDeleteRenderbuffers(1, &target);
 }
 
 void OpenGLContext::Release() {

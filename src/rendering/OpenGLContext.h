@@ -46,6 +46,10 @@ public:
     // holding its command memory and the textures and buffers it drew with until it is reused;
     // work nobody waits for (framebuffer clears of a new view, say) lets that queue grow.
     void Finish();
+    // Draws nothing a few times into a one-pixel target and waits for it. A software driver
+    // keeps the last frames it drew, with the programs, buffers and textures they used, until
+    // it draws again; once no scene is left, this lets those go as well.
+    void RetireDriverFrames();
     // Makes nothing current, deletes the context and its drawables and forgets all state. The
     // EGL display (and the X connection under it) stays open for the next start.
     void Release();
