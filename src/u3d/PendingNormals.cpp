@@ -80,8 +80,13 @@ void PendingNormals::EndBlock(std::vector<CLODFace>& faces, size_t normalCount) 
             if (record.written & (1u << c)) normals[c] = record.index[c];
         record.written = 0;
     }
+    // Pruning walks every face and moves every step kept, so it waits until the record has
+    // doubled since it was last pruned: its cost stays in proportion to what is recorded,
+    // and the record within twice what it holds after a pruning, plus a block.
+    if (faceNormalsUsed_ < 2 * prunedSize_ + kPruneFloor) return;
     MarkTaken(normalCount);
     DropUntaken();
+    prunedSize_ = faceNormalsUsed_;
 }
 
 void PendingNormals::MarkTaken(size_t normalCount) {
@@ -107,8 +112,11 @@ void PendingNormals::DropUntaken() {
         Step moved = step;
         moved.firstFaceNormal = static_cast<uint32_t>(used);
         // Kept steps only move towards the front, so the copy never overtakes its source.
-        if (used != step.firstFaceNormal)
-            std::copy_n(faceNormals_.begin() + step.firstFaceNormal, step.faceCount, faceNormals_.begin() + used);
+        if (used != step.firstFaceNormal) {
+            const Vec3f* from = faceNormals_.data() + step.firstFaceNormal;
+            Vec3f* to = faceNormals_.data() + used;
+            for (uint32_t j = 0; j < step.faceCount; ++j) to[j] = from[j];
+        }
         used += step.faceCount;
         steps_[kept++] = moved;
     }
@@ -152,6 +160,7 @@ void PendingNormals::Resolve(std::vector<Vec3f>& normals) {
     steps_ = {};
     faceNormals_ = {};
     faceNormalsUsed_ = 0;
+    prunedSize_ = 0;
     live_ = {};
 }
 

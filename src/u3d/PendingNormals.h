@@ -87,7 +87,9 @@ private:
     std::vector<Step> steps_;
     std::vector<Vec3f> faceNormals_;
     size_t faceNormalsUsed_ = 0;  // the vector keeps its largest size; entries beyond are dead
-    std::vector<uint8_t> live_;   // per normal from firstPending_ on, scratch of the pruning
+    size_t prunedSize_ = 0;       // faceNormalsUsed_ after the last pruning
+    static constexpr size_t kPruneFloor = size_t(1) << 16;
+    std::vector<uint8_t> live_;  // per normal from firstPending_ on, scratch of the pruning
     // Scratch of the prediction of a position that takes several normals.
     std::vector<Vec3f> predicted_;
     std::vector<float> bestDot_;
