@@ -109,7 +109,7 @@ public:
     // Normals of the progressive updates not yet predicted; ResolveNormals predicts them once
     // the load is complete. Before that, the normals they stand for are zero.
     PendingNormals pendingNormals;
-    void ResolveNormals() { pendingNormals.Resolve(normals); }
+    void ResolveNormals() { pendingNormals.Resolve(primitives, normals); }
 };
 
 }  // namespace Velmora::U3D

@@ -235,8 +235,7 @@ bool UpdateDecoder::Run() {
         ok = Update();
         if (ok && reader_.Exhausted()) ok = FailFor("Update stream ends early");
     }
-    // A failed block drops its mesh, so its indices need not be stored.
-    if (ok) normals_.EndBlock(data_.primitives, data_.normals.size());
+    if (ok) normals_.EndBlock(data_.normals.size());
     return ok;
 }
 

@@ -48,14 +48,14 @@ inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
 
 }  // namespace
 
-void PendingNormals::BeginBlock(const std::vector<CLODFace>& faces, std::vector<Vec3f>& normals) {
-    if (!turned_.empty() && firstPending_ + turned_.size() != normals.size()) Resolve(normals);
+void PendingNormals::BeginBlock(std::vector<CLODFace>& faces, std::vector<Vec3f>& normals) {
+    if (!turned_.empty() && firstPending_ + turned_.size() != normals.size()) Resolve(faces, normals);
     if (turned_.empty()) firstPending_ = static_cast<uint32_t>(normals.size());
     // Faces are only ever appended; a shorter face list means the records belong to an
     // earlier state of the mesh and are started again from the faces.
     if (corners_.size() > faces.size()) corners_.clear();
     corners_.reserve(faces.capacity());
-    for (size_t face = corners_.size(); face < faces.size(); ++face) corners_.push_back({faces[face].normals, 0});
+    for (size_t face = corners_.size(); face < faces.size(); ++face) corners_.push_back({faces[face].normals});
 }
 
 Vec3f* PendingNormals::FaceNormalRoom(uint32_t faceCount) {
@@ -70,16 +70,7 @@ void PendingNormals::AddStep(uint32_t faceCount, uint32_t valid, uint32_t firstN
     steps_.push_back(Step{static_cast<uint32_t>(faceNormalsUsed_ - faceCount), faceCount, valid, count, firstNormal});
 }
 
-void PendingNormals::EndBlock(std::vector<CLODFace>& faces, size_t normalCount) {
-    const size_t faceCount = std::min(faces.size(), corners_.size());
-    for (size_t face = 0; face < faceCount; ++face) {
-        Corners& record = corners_[face];
-        if (record.written == 0) continue;
-        auto& normals = faces[face].normals;
-        for (uint32_t c = 0; c < 3; ++c)
-            if (record.written & (1u << c)) normals[c] = record.index[c];
-        record.written = 0;
-    }
+void PendingNormals::EndBlock(size_t normalCount) {
     // Pruning walks every face and moves every step kept, so it waits until the record has
     // doubled since it was last pruned: its cost stays in proportion to what is recorded,
     // and the record within twice what it holds after a pruning, plus a block.
@@ -124,7 +115,9 @@ void PendingNormals::DropUntaken() {
     faceNormalsUsed_ = used;
 }
 
-void PendingNormals::Resolve(std::vector<Vec3f>& normals) {
+void PendingNormals::Resolve(std::vector<CLODFace>& faces, std::vector<Vec3f>& normals) {
+    const size_t faceCount = std::min(faces.size(), corners_.size());
+    for (size_t face = 0; face < faceCount; ++face) faces[face].normals = corners_[face].index;
     if (!steps_.empty()) {
         MarkTaken(normals.size());
         DropUntaken();

@@ -25,27 +25,22 @@ struct CLODFace;
 
 class PendingNormals {
 public:
-    // The normal index each corner of a face takes, and which of them this block has set.
-    // 16 bytes a face: the normal step rewrites them for faces all over the mesh, where the
-    // full face records would cost several cache lines each.
+    // The normal index each corner of a face takes. 16 bytes a face: the normal step
+    // rewrites them for faces all over the mesh, where the full face records would cost
+    // several cache lines each. They reach the face records once, when the load completes.
     struct alignas(16) Corners {
         std::array<uint32_t, 3> index{};
-        uint32_t written = 0;  // bit c: index[c] was set in this block
     };
 
     // Before a block's updates: corner records for faces that arrived outside them (the base
     // mesh), and the start of the pending normals if none are pending yet. Normals that
     // arrived outside the updates while some were pending settle those first.
-    void BeginBlock(const std::vector<CLODFace>& faces, std::vector<Vec3f>& normals);
+    void BeginBlock(std::vector<CLODFace>& faces, std::vector<Vec3f>& normals);
     // A face added by an update; its corners are set in the same update's normal step.
     void AddFace() { corners_.emplace_back(); }
     size_t FaceCount() const { return corners_.size(); }
     void PrefetchCorners(uint32_t face) const { __builtin_prefetch(corners_.data() + face, 1); }
-    void SetCorner(uint32_t face, int corner, uint32_t normal) {
-        Corners& record = corners_[face];
-        record.index[corner] = normal;
-        record.written |= 1u << corner;
-    }
+    void SetCorner(uint32_t face, int corner, uint32_t normal) { corners_[face].index[corner] = normal; }
 
     // One position's step: room for its face normals, filled by the caller (the valid ones
     // first, zeros behind), then the step itself with the normals it adds to the mesh from
@@ -57,11 +52,11 @@ public:
         return std::span(turned_).subspan(firstNormal - firstPending_, count);
     }
 
-    // After a block: its corner indices go to the face records, and the steps whose normals
-    // no corner takes any more are dropped.
-    void EndBlock(std::vector<CLODFace>& faces, size_t normalCount);
-    // Predicts every normal still taken into `normals` and forgets everything pending.
-    void Resolve(std::vector<Vec3f>& normals);
+    // After a block: the steps whose normals no corner takes any more are dropped.
+    void EndBlock(size_t normalCount);
+    // Predicts every normal still taken into `normals`, stores the corners' normal indices
+    // in the face records and forgets everything pending.
+    void Resolve(std::vector<CLODFace>& faces, std::vector<Vec3f>& normals);
 
 private:
     struct Step {
