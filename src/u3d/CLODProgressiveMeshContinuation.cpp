@@ -119,7 +119,9 @@ private:
     // updates, and the face records are too large to walk cheaply.
     bool FaceNormal(uint32_t face, Vec3f& out);
 
-    PendingChange& Pending(uint32_t face);
+    // A fresh change record for a face. Each moved face is visited once per update, so a
+    // face never has two records.
+    PendingChange& NewPending(uint32_t face);
     void ApplyPending();
 
     // Neighbourhood sets of the split position. Neither faces nor adjacency of older faces
@@ -198,7 +200,6 @@ private:
     // only the fields marked in a record are ever read, so a reuse sets face and marks only.
     std::vector<PendingChange> pending_;
     uint32_t pendingCount_ = 0;
-    std::vector<uint32_t> pendingSlot_;  // per face: index into pending_, or kNone
 
     std::vector<std::array<uint32_t, 3>> observedCorners_;
 };
@@ -220,7 +221,6 @@ bool UpdateDecoder::Run() {
         std::min<uint64_t>(declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
     if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
-    pendingSlot_.assign(data_.primitives.size(), kNone);
     normals_.BeginBlock(data_.primitives, data_.normals);
     marks_.assign(size_t(end) + 1, 0);
 
@@ -363,7 +363,6 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
             Mark(RightThird, third);
         }
         data_.AddFace(face);
-        pendingSlot_.push_back(kNone);
         normals_.AddFace();
     }
     return true;
@@ -434,7 +433,7 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uin
         const FaceCorners& face = data_.faceCorners[faceIndex];
         const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailIn("Invalid update corner for move face");
-        PendingChange& change = Pending(faceIndex);
+        PendingChange& change = NewPending(faceIndex);
         change.Set(Field::Position + corner, r_);
         if (face.shadingId >= descriptions.size()) return FailIn("Invalid shader ID in move face");
         const ShadingDescription& shading = descriptions[face.shadingId];
@@ -443,21 +442,20 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uin
             if (!ReadMoveAttribute(Ctx::DiffuseMove, newDiffuse, SplitDiffuse(), data_.diffuseColors.size(), true,
                                    index, "Invalid diffuse color index in move face"))
                 return false;
-            Pending(faceIndex).Set(Field::Diffuse + corner, index);
+            change.Set(Field::Diffuse + corner, index);
         }
         if (shading.HasSpecular() && reader_.ReadCompressedU8(Ctx::SpecularMove) == 1) {
             if (!ReadMoveAttribute(Ctx::SpecularMove, newSpecular, SplitSpecular(), data_.specularColors.size(), false,
                                    index, "Invalid specular color index in move face"))
                 return false;
-            Pending(faceIndex).Set(Field::Specular + corner, index);
+            change.Set(Field::Specular + corner, index);
         }
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
             if (reader_.ReadCompressedU8(Ctx::TexMove) != 1) continue;
             if (!ReadMoveAttribute(Ctx::TexMove, newTexCoords, SplitTexCoords(layer), data_.texCoords.size(), false,
                                    index, "Invalid texture coord index in move face"))
                 return false;
-            if (layer < AdjacencySet::kMaxQueryLayers)
-                Pending(faceIndex).Set(Field::TexCoord + layer * 3 + corner, index);
+            if (layer < AdjacencySet::kMaxQueryLayers) change.Set(Field::TexCoord + layer * 3 + corner, index);
         }
     }
     return true;
@@ -671,18 +669,16 @@ bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
     return true;
 }
 
-PendingChange& UpdateDecoder::Pending(uint32_t face) {
-    uint32_t& slot = pendingSlot_[face];
-    if (slot == kNone) {
-        slot = pendingCount_++;
-        if (slot == pending_.size()) pending_.emplace_back();
-        pending_[slot].face = face;
-        pending_[slot].marks = 0;
-        // The change is written into the full face record at the end of the update; asking
-        // for its line now keeps that write from waiting on memory.
-        __builtin_prefetch(data_.primitives.data() + face, 1);
-    }
-    return pending_[slot];
+PendingChange& UpdateDecoder::NewPending(uint32_t face) {
+    const uint32_t slot = pendingCount_++;
+    if (slot == pending_.size()) pending_.emplace_back();
+    PendingChange& change = pending_[slot];
+    change.face = face;
+    change.marks = 0;
+    // The change is written into the full face record at the end of the update; asking
+    // for its line now keeps that write from waiting on memory.
+    __builtin_prefetch(data_.primitives.data() + face, 1);
+    return change;
 }
 
 void UpdateDecoder::ApplyPending() {
@@ -702,7 +698,6 @@ void UpdateDecoder::ApplyPending() {
             else
                 face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
-        pendingSlot_[change.face] = kNone;
     }
     pendingCount_ = 0;
 }
