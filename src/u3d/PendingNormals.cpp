@@ -58,16 +58,8 @@ void PendingNormals::BeginBlock(std::vector<CLODFace>& faces, std::vector<Vec3f>
     for (size_t face = corners_.size(); face < faces.size(); ++face) corners_.push_back({faces[face].normals});
 }
 
-Vec3f* PendingNormals::FaceNormalRoom(uint32_t faceCount) {
-    const size_t first = faceNormalsUsed_;
-    faceNormalsUsed_ += faceCount;
-    if (faceNormals_.size() < faceNormalsUsed_)
-        faceNormals_.resize(std::max(faceNormalsUsed_, faceNormals_.size() + faceNormals_.size() / 2));
-    return faceNormals_.data() + first;
-}
-
-void PendingNormals::AddStep(uint32_t faceCount, uint32_t valid, uint32_t firstNormal, uint32_t count) {
-    steps_.push_back(Step{static_cast<uint32_t>(faceNormalsUsed_ - faceCount), faceCount, valid, count, firstNormal});
+void PendingNormals::GrowFaceNormals() {
+    faceNormals_.resize(std::max(faceNormalsUsed_, faceNormals_.size() + faceNormals_.size() / 2));
 }
 
 void PendingNormals::EndBlock(size_t normalCount) {

@@ -45,8 +45,16 @@ public:
     // One position's step: room for its face normals, filled by the caller (the valid ones
     // first, zeros behind), then the step itself with the normals it adds to the mesh from
     // firstNormal on, and for each of those whether its prediction is turned round.
-    Vec3f* FaceNormalRoom(uint32_t faceCount);
-    void AddStep(uint32_t faceCount, uint32_t valid, uint32_t firstNormal, uint32_t count);
+    Vec3f* FaceNormalRoom(uint32_t faceCount) {
+        const size_t first = faceNormalsUsed_;
+        faceNormalsUsed_ += faceCount;
+        if (faceNormals_.size() < faceNormalsUsed_) GrowFaceNormals();
+        return faceNormals_.data() + first;
+    }
+    void AddStep(uint32_t faceCount, uint32_t valid, uint32_t firstNormal, uint32_t count) {
+        steps_.push_back(
+            Step{static_cast<uint32_t>(faceNormalsUsed_ - faceCount), faceCount, valid, count, firstNormal});
+    }
     void AddNormal(bool turned) { turned_.push_back(turned ? 1 : 0); }
     std::span<const uint8_t> Turned(uint32_t firstNormal, uint32_t count) const {
         return std::span(turned_).subspan(firstNormal - firstPending_, count);
@@ -69,6 +77,7 @@ private:
     // Up to this many positions that take one normal each are predicted side by side.
     static constexpr size_t kSingleLanes = 8;
 
+    void GrowFaceNormals();
     // Marks in live_ the pending normals that some corner takes, below normalCount.
     void MarkTaken(size_t normalCount);
     // Keeps the steps with a normal marked in live_, and their face normals.
