@@ -235,7 +235,7 @@ bool UpdateDecoder::Run() {
         ok = Update();
         if (ok && reader_.Exhausted()) ok = FailFor("Update stream ends early");
     }
-    if (ok) normals_.EndBlock(data_.normals.size());
+    if (ok) normals_.EndBlock(data_.normals);
     return ok;
 }
 

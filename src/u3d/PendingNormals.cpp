@@ -62,14 +62,17 @@ void PendingNormals::GrowFaceNormals() {
     faceNormals_.resize(std::max(faceNormalsUsed_, faceNormals_.size() + faceNormals_.size() / 2));
 }
 
-void PendingNormals::EndBlock(size_t normalCount) {
-    // Pruning walks every face and moves every step kept, so it waits until the record has
-    // doubled since it was last pruned: its cost stays in proportion to what is recorded,
-    // and the record within twice what it holds after a pruning, plus a block.
-    if (faceNormalsUsed_ < 2 * prunedSize_ + kPruneFloor) return;
-    MarkTaken(normalCount);
-    DropUntaken();
-    prunedSize_ = faceNormalsUsed_;
+void PendingNormals::EndBlock(std::vector<Vec3f>& normals) {
+    MarkTaken(normals.size());
+    // A normal still taken after the block that follows its own is likely to stay (later
+    // updates touch ever smaller neighbourhoods), so it is predicted now and its face
+    // normals let go: the record then holds about two blocks' worth, not the whole mesh's.
+    ready_.clear();
+    for (size_t i = 0; i < carried_ && i < steps_.size(); ++i)
+        if (Taken(steps_[i])) ready_.push_back(steps_[i]);
+    Predict(ready_, normals);
+    KeepTaken(carried_);
+    carried_ = steps_.size();
 }
 
 void PendingNormals::MarkTaken(size_t normalCount) {
@@ -83,15 +86,19 @@ void PendingNormals::MarkTaken(size_t normalCount) {
         }
 }
 
-void PendingNormals::DropUntaken() {
+bool PendingNormals::Taken(const Step& step) const {
+    const uint32_t offset = step.firstNormal - firstPending_;
+    if (offset >= live_.size()) return false;
+    const uint32_t count = std::min<uint32_t>(step.count, static_cast<uint32_t>(live_.size() - offset));
+    return std::any_of(live_.begin() + offset, live_.begin() + offset + count, [](uint8_t v) { return v != 0; });
+}
+
+void PendingNormals::KeepTaken(size_t first) {
     size_t kept = 0;
     size_t used = 0;
-    for (const Step& step : steps_) {
-        const uint32_t offset = step.firstNormal - firstPending_;
-        if (offset >= live_.size()) continue;
-        const uint32_t count = std::min<uint32_t>(step.count, static_cast<uint32_t>(live_.size() - offset));
-        if (std::none_of(live_.begin() + offset, live_.begin() + offset + count, [](uint8_t v) { return v != 0; }))
-            continue;
+    for (size_t i = first; i < steps_.size(); ++i) {
+        const Step& step = steps_[i];
+        if (!Taken(step)) continue;
         Step moved = step;
         moved.firstFaceNormal = static_cast<uint32_t>(used);
         // Kept steps only move towards the front, so the copy never overtakes its source.
@@ -112,41 +119,48 @@ void PendingNormals::Resolve(std::vector<CLODFace>& faces, std::vector<Vec3f>& n
     for (size_t face = 0; face < faceCount; ++face) faces[face].normals = corners_[face].index;
     if (!steps_.empty()) {
         MarkTaken(normals.size());
-        DropUntaken();
-        // Most positions take a single normal, the running spherical mean of their face
-        // normals: a chain of dependent slerps, each waiting on acos and sin. Several such
-        // chains are stepped side by side so that some run while others wait.
-        std::array<const Step*, kSingleLanes> singles{};
-        size_t waiting = 0;
-        for (const Step& step : steps_) {
-            if (step.count == 0 || step.firstNormal + uint64_t(step.count) > normals.size()) continue;
-            if (step.count > 1) {
-                PredictSeveral(step, normals);
-                continue;
-            }
-            singles[waiting++] = &step;
-            if (waiting == kSingleLanes) {
-                PredictSingles(singles, normals);
-                waiting = 0;
-            }
-        }
-        if (waiting) PredictSingles(std::span(singles.data(), waiting), normals);
-        for (const Step& step : steps_) {
-            if (step.firstNormal + uint64_t(step.count) > normals.size()) continue;
-            for (uint32_t i = 0; i < step.count; ++i) {
-                Vec3f& normal = normals[step.firstNormal + i];
-                if (turned_[step.firstNormal - firstPending_ + i]) normal = {-normal[0], -normal[1], -normal[2]};
-            }
-        }
+        ready_.clear();
+        for (const Step& step : steps_)
+            if (Taken(step)) ready_.push_back(step);
+        Predict(ready_, normals);
     }
     // Everything goes, memory included: the mesh is complete.
     corners_ = {};
     turned_ = {};
     steps_ = {};
+    ready_ = {};
     faceNormals_ = {};
     faceNormalsUsed_ = 0;
-    prunedSize_ = 0;
+    carried_ = 0;
     live_ = {};
+}
+
+void PendingNormals::Predict(std::span<const Step> steps, std::vector<Vec3f>& normals) {
+    // Most positions take a single normal, the running spherical mean of their face
+    // normals: a chain of dependent slerps, each waiting on acos and sin. Several such
+    // chains are stepped side by side so that some run while others wait.
+    std::array<const Step*, kSingleLanes> singles{};
+    size_t waiting = 0;
+    for (const Step& step : steps) {
+        if (step.count == 0 || step.firstNormal + uint64_t(step.count) > normals.size()) continue;
+        if (step.count > 1) {
+            PredictSeveral(step, normals);
+            continue;
+        }
+        singles[waiting++] = &step;
+        if (waiting == kSingleLanes) {
+            PredictSingles(singles, normals);
+            waiting = 0;
+        }
+    }
+    if (waiting) PredictSingles(std::span(singles.data(), waiting), normals);
+    for (const Step& step : steps) {
+        if (step.firstNormal + uint64_t(step.count) > normals.size()) continue;
+        for (uint32_t i = 0; i < step.count; ++i) {
+            Vec3f& normal = normals[step.firstNormal + i];
+            if (turned_[step.firstNormal - firstPending_ + i]) normal = {-normal[0], -normal[1], -normal[2]};
+        }
+    }
 }
 
 // The normals of a position that takes several: clustered from its face normals.

@@ -4,13 +4,13 @@
 // around them as they stand at that moment, and the corners of those faces take them. Most
 // of them are taken over again by later updates long before the mesh is complete (about
 // five in six on a large scanned mesh), and nothing reads a normal before then. So an update
-// only records what its predictions need, the face normals of each position, and the
-// predictions are made when the load is complete, for the normals some face corner still
-// takes. Until then those entries of the mesh's normal array are zero.
+// only records what its predictions need, the face normals of each position, and a
+// prediction is made only for normals some face corner still takes: at the end of the
+// block after the one that made them (by then most that will be replaced have been), or
+// when the load is complete. Until then those entries of the mesh's normal array are zero.
 //
-// The record lives as long as the mesh's continuation data, across its blocks; at the end of
-// each block the steps none of whose normals is still taken are dropped, so it holds about
-// as much as the normals finally in use need.
+// The record lives as long as the mesh's continuation data, across its blocks, and holds
+// about two blocks' worth of face normals.
 
 #include <array>
 #include <cstdint>
@@ -60,8 +60,9 @@ public:
         return std::span(turned_).subspan(firstNormal - firstPending_, count);
     }
 
-    // After a block: the steps whose normals no corner takes any more are dropped.
-    void EndBlock(size_t normalCount);
+    // After a block: the steps whose normals no corner takes any more are dropped, and
+    // those carried over from the block before that are still taken are predicted.
+    void EndBlock(std::vector<Vec3f>& normals);
     // Predicts every normal still taken into `normals`, stores the corners' normal indices
     // in the face records and forgets everything pending.
     void Resolve(std::vector<CLODFace>& faces, std::vector<Vec3f>& normals);
@@ -80,8 +81,12 @@ private:
     void GrowFaceNormals();
     // Marks in live_ the pending normals that some corner takes, below normalCount.
     void MarkTaken(size_t normalCount);
-    // Keeps the steps with a normal marked in live_, and their face normals.
-    void DropUntaken();
+    // Whether live_ marks any of the step's normals.
+    bool Taken(const Step& step) const;
+    // Keeps the taken steps from index `first` on, and their face normals, moved to the front.
+    void KeepTaken(size_t first);
+    // Predicts the steps' normals into `normals`, turned round where the stream says so.
+    void Predict(std::span<const Step> steps, std::vector<Vec3f>& normals);
     void PredictSeveral(const Step& step, std::vector<Vec3f>& normals);
     void PredictSingles(std::span<const Step* const> steps, std::vector<Vec3f>& normals) const;
 
@@ -91,9 +96,9 @@ private:
     std::vector<Step> steps_;
     std::vector<Vec3f> faceNormals_;
     size_t faceNormalsUsed_ = 0;  // the vector keeps its largest size; entries beyond are dead
-    size_t prunedSize_ = 0;       // faceNormalsUsed_ after the last pruning
-    static constexpr size_t kPruneFloor = size_t(1) << 16;
-    std::vector<uint8_t> live_;  // per normal from firstPending_ on, scratch of the pruning
+    size_t carried_ = 0;          // the first carried_ steps are from before the current block
+    std::vector<Step> ready_;     // taken steps about to be predicted
+    std::vector<uint8_t> live_;   // per normal from firstPending_ on, scratch of the pruning
     // Scratch of the prediction of a position that takes several normals.
     std::vector<Vec3f> predicted_;
     std::vector<float> bestDot_;
