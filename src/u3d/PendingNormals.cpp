@@ -76,18 +76,21 @@ void PendingNormals::EndBlock(std::vector<Vec3f>& normals) {
 }
 
 void PendingNormals::MarkTaken(size_t normalCount) {
-    live_.assign(normalCount > firstPending_ ? normalCount - firstPending_ : 0, 0);
+    // Steps are kept in stream order, so the first one kept has the lowest normals: every
+    // pending normal below it has been predicted or dropped already.
+    liveBase_ = steps_.empty() ? static_cast<uint32_t>(normalCount) : steps_.front().firstNormal;
+    live_.assign(normalCount > liveBase_ ? normalCount - liveBase_ : 0, 0);
     const size_t pending = live_.size();
     uint8_t* live = live_.data();
     for (const Corners& record : corners_)
         for (uint32_t normal : record.index) {
-            const uint32_t offset = normal - firstPending_;  // wraps round below the pending ones
+            const uint32_t offset = normal - liveBase_;  // wraps round below the base
             if (offset < pending) live[offset] = 1;
         }
 }
 
 bool PendingNormals::Taken(const Step& step) const {
-    const uint32_t offset = step.firstNormal - firstPending_;
+    const uint32_t offset = step.firstNormal - liveBase_;
     if (offset >= live_.size()) return false;
     const uint32_t count = std::min<uint32_t>(step.count, static_cast<uint32_t>(live_.size() - offset));
     return std::any_of(live_.begin() + offset, live_.begin() + offset + count, [](uint8_t v) { return v != 0; });

@@ -79,7 +79,7 @@ private:
     static constexpr size_t kSingleLanes = 8;
 
     void GrowFaceNormals();
-    // Marks in live_ the pending normals that some corner takes, below normalCount.
+    // Marks in live_ the normals of kept steps that some corner takes, below normalCount.
     void MarkTaken(size_t normalCount);
     // Whether live_ marks any of the step's normals.
     bool Taken(const Step& step) const;
@@ -98,7 +98,8 @@ private:
     size_t faceNormalsUsed_ = 0;  // the vector keeps its largest size; entries beyond are dead
     size_t carried_ = 0;          // the first carried_ steps are from before the current block
     std::vector<Step> ready_;     // taken steps about to be predicted
-    std::vector<uint8_t> live_;   // per normal from firstPending_ on, scratch of the pruning
+    uint32_t liveBase_ = 0;       // the normal live_ starts at
+    std::vector<uint8_t> live_;   // per normal from liveBase_ on, scratch of the pruning
     // Scratch of the prediction of a position that takes several normals.
     std::vector<Vec3f> predicted_;
     std::vector<float> bestDot_;
