@@ -184,10 +184,14 @@ bool AdjacencySet::GetPositionSet(std::span<const uint32_t> faceSet, IndexSet& s
         return false;
     }
     const auto& corners = continuation_->faceCorners;
+    const size_t start = setOut.size();
+    uint32_t* out = setOut.Extend(faceSet.size() * 3);
+    size_t added = 0;
     for (uint32_t face : faceSet) {
         if (face >= corners.size()) continue;  // faces enter the sets only once stored
-        for (uint32_t p : corners[face].positions) setOut.Append(p);
+        for (uint32_t p : corners[face].positions) out[added++] = p;
     }
+    setOut.Truncate(start + added);
     setOut.Normalize();
     return true;
 }

@@ -42,6 +42,14 @@ public:
 
     // Bulk filling: Append any number of values, then Normalize once (sort and unique).
     void Append(uint32_t value) { items_.push_back(value); }
+    // Room for `count` more values at the end, written by the caller; Truncate then drops
+    // what was not used. One size check for a whole run of values instead of one each.
+    uint32_t* Extend(size_t count) {
+        const size_t size = items_.size();
+        items_.resize(size + count);
+        return items_.data() + size;
+    }
+    void Truncate(size_t size) { items_.resize(size); }
     void Normalize();
 
 private:

@@ -1,5 +1,6 @@
 #include "u3d/AuthorMeshPool.h"
 
+#include "u3d/CLODMeshData.h"
 #include "util/Logger.h"
 
 namespace Velmora::U3D {
@@ -46,6 +47,11 @@ void AuthorMeshPool::RemoveMesh(const std::string& name) {
     }
     Logger::Log(LogLevel::Warning, "AuthorMesh '%s' has been removed due to read error -> MESH WILL NOT BE CREATED!",
                 name.c_str());
+}
+
+void AuthorMeshPool::CompleteMeshes() {
+    for (auto& [name, mesh] : meshes)
+        if (auto* clod = mesh ? mesh->ContinuationAs<CLODMeshContinuationData>() : nullptr) clod->ResolveNormals();
 }
 
 }  // namespace Velmora::U3D

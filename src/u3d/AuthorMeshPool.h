@@ -28,6 +28,9 @@ public:
     // Moves the mesh to removedMeshes after a read error; logs in every case.
     void RemoveMesh(const std::string& name);
     bool WasRemoved(const std::string& name) const { return removedMeshes.count(name) != 0; }
+    // Once every block of a load has been read: what the meshes left for that moment (the
+    // normals of progressive updates still taken by a face) is worked out.
+    void CompleteMeshes();
 
     // Builds the renderable mesh of every entry into the scene's mesh manager, erasing each
     // entry once built (AuthorMeshPool_Build.cpp). Returns the number that failed; without a

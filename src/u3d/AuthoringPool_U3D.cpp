@@ -94,6 +94,7 @@ bool AuthoringPool_U3D::LoadFromU3DFile(const std::shared_ptr<U3DFile>& file, Ti
     RawDataBlockList deferred;
     bool finished = SweepBlocks(blocks, true, true, &deferred);
     if (finished) finished = SweepBlocks(deferred, false, true, nullptr);
+    meshPool_->CompleteMeshes();
     blocks.clear();
     deferred.clear();
     readTimer.Stop();

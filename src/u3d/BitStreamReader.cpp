@@ -168,6 +168,12 @@ uint8_t BitStreamReader::LearnEscapedU8(ContextManager& manager) {
     return value;
 }
 
+uint16_t BitStreamReader::LearnEscapedU16(ContextManager& manager) {
+    const uint16_t value = ReadU16();
+    manager.AddSymbol(uint32_t(value) + 1);
+    return value;
+}
+
 uint32_t BitStreamReader::LearnEscapedU32(ContextManager& manager) {
     const uint32_t value = ReadU32();
     if (value < ContextManager::kMaxSymbol) manager.AddSymbol(value + 1);
@@ -186,7 +192,7 @@ uint8_t BitStreamReader::ReadCompressedU8Slow(uint32_t context) {
     return value;
 }
 
-uint16_t BitStreamReader::ReadCompressedU16(uint32_t context) {
+uint16_t BitStreamReader::ReadCompressedU16Slow(uint32_t context) {
     if (noCompression_) return ReadU16();
     // Contexts 0 and 17407+ are never passed here; they take safe forms rather than plain ones.
     if (context >= kMaxRange) return ReadU16();

@@ -69,7 +69,14 @@ public:
         }
         return ReadCompressedU8Slow(context);
     }
-    uint16_t ReadCompressedU16(uint32_t context);
+    uint16_t ReadCompressedU16(uint32_t context) {
+        if (ContextManager* manager = ExistingDynamic(context)) {
+            const uint32_t symbol = ReadDynamicSymbol(*manager);
+            if (symbol != 0) return static_cast<uint16_t>(symbol - 1);
+            return LearnEscapedU16(*manager);
+        }
+        return ReadCompressedU16Slow(context);
+    }
     uint32_t ReadCompressedU32(uint32_t context) {
         if (ContextManager* manager = ExistingDynamic(context)) {
             const uint32_t symbol = ReadDynamicSymbol(*manager);
@@ -198,6 +205,8 @@ private:
     uint8_t ReadCompressedU8Slow(uint32_t context);
     uint32_t ReadCompressedU32Slow(uint32_t context);
     uint8_t LearnEscapedU8(ContextManager& manager);
+    uint16_t ReadCompressedU16Slow(uint32_t context);
+    uint16_t LearnEscapedU16(ContextManager& manager);
     uint32_t LearnEscapedU32(ContextManager& manager);
     ContextManager* Context(uint32_t context);
 

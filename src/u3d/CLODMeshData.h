@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "u3d/AuthorMeshData.h"
+#include "u3d/PendingNormals.h"
 
 namespace Velmora::U3D {
 
@@ -104,6 +105,11 @@ public:
     std::array<uint32_t, 3> lastDiffuse{};
     std::array<uint32_t, 3> lastSpecular{};
     std::array<uint32_t, 3> lastTexCoord{};  // shared by all layers
+
+    // Normals of the progressive updates not yet predicted; ResolveNormals predicts them once
+    // the load is complete. Before that, the normals they stand for are zero.
+    PendingNormals pendingNormals;
+    void ResolveNormals() { pendingNormals.Resolve(primitives, normals); }
 };
 
 }  // namespace Velmora::U3D

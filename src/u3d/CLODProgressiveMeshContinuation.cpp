@@ -43,25 +43,6 @@ constexpr uint32_t TexCount = 123;
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
 
-// Normal indices that this block gave a face's corners. The normal step rewrites them for
-// every face around every position it visits, a few dozen times per face over a mesh, and
-// nothing reads them during decoding: collected here, 16 bytes a face, they reach the
-// 148-byte face records once per block instead of once per visit.
-struct alignas(16) NormalCorners {
-    std::array<uint32_t, 3> index{};
-    uint32_t written = 0;  // bit c: index[c] was set
-};
-
-// One position of the normal step, in stream order: what its prediction needs once the
-// stream of the whole step has been read.
-struct NormalJob {
-    uint32_t firstFaceNormal;  // into the decoder's faceNormals_
-    uint32_t faceCount;
-    uint32_t valid;      // face normals that exist, packed to the front
-    uint32_t count;      // normals the position takes
-    uint32_t firstHeld;  // into the decoder's heldNormals_
-};
-
 // Index fields of a face that a pending change can carry: positions, normals, diffuse,
 // specular (3 each) and the first four tex coord layers (12). Higher layers are never
 // changed by a move.
@@ -95,41 +76,6 @@ Vec3f Normalized(const Vec3f& v) {
     return {v[0] * inverse, v[1] * inverse, v[2] * inverse};
 }
 
-// Spherical interpolation between unit vectors a and b at t (t = 1 gives a). Nearly parallel
-// vectors are blended linearly; the result is not normalised again.
-//
-// The library's acos and sin are kept on purpose. Cheaper polynomial weights agree to a
-// few ulps, but the linear branch is discontinuous for opposed vectors (it blends `a` as
-// given, not flipped), and a one-ulp difference in a running mean can move a later merge
-// across the 0.9999999 bound: flat, double-sided sheets then come out with normals of
-// other lengths.
-// The arc between `from` and b, d = cos(angle) in [0, 0.9999999], 0 < t < 1. Out of line:
-// the near-parallel and first-merge cases of Slerp are common and cheap, and stay inlined.
-[[gnu::noinline]] Vec3f SlerpArc(const Vec3f& from, const Vec3f& b, float d, float t) {
-    const float theta = std::acos(d);
-    const float inverseSin = 1.0f / std::sin(theta);
-    const float sinA = std::sin(t * theta);
-    // Halfway both weights take the same sine (1 - 0.5f is exactly 0.5f).
-    const float sinB = t == 0.5f ? sinA : std::sin((1.0f - t) * theta);
-    const float wa = sinA * inverseSin;
-    const float wb = sinB * inverseSin;
-    return {wa * from[0] + wb * b[0], wa * from[1] + wb * b[1], wa * from[2] + wb * b[2]};
-}
-
-inline Vec3f Slerp(const Vec3f& a, const Vec3f& b, float t) {
-    float d = Dot(a, b);
-    Vec3f from = a;
-    if (d < 0.0f) {
-        from = {-a[0], -a[1], -a[2]};
-        d = -d;
-    }
-    if (d > 0.9999999f) return {t * (a[0] - b[0]) + b[0], t * (a[1] - b[1]) + b[1], t * (a[2] - b[2]) + b[2]};
-    // At t = 1 the weights are sin(theta)/sin(theta) and sin(0): the result is `from`. The
-    // first merge into every cluster lands here, so the transcendental calls are skipped.
-    if (t == 1.0f) return from;
-    return SlerpArc(from, b, d, t);
-}
-
 // Decodes the updates of one block into one mesh. Scratch containers live as long as the
 // block, so an update allocates nothing once they have grown to the mesh's local degree.
 class UpdateDecoder {
@@ -141,6 +87,7 @@ public:
           declaration_(declaration),
           data_(data),
           mesh_(mesh),
+          normals_(data.pendingNormals),
           observer_(observer ? &observer : nullptr),
           name_(mesh.name.c_str()) {}
 
@@ -166,19 +113,15 @@ private:
     bool ReadNewPosition();
     bool ReadNormals();
     bool ReadNormalsAt(uint32_t position);
-    void PredictNormals(const NormalJob& job);
-    // Up to kSingleLanes positions that take one normal each, predicted side by side.
-    static constexpr size_t kSingleLanes = 8;
-    void PredictSingleNormals(std::span<const NormalJob* const> jobs);
-    // Stores the normal indices collected over the block in the face records.
-    void StoreNormalCorners();
 
     // The unit normal of a face, false for a degenerate face. Normals are cached per face
     // and recomputed only after the face's positions change: most faces are visited by many
     // updates, and the face records are too large to walk cheaply.
     bool FaceNormal(uint32_t face, Vec3f& out);
 
-    PendingChange& Pending(uint32_t face);
+    // A fresh change record for a face. Each moved face is visited once per update, so a
+    // face never has two records.
+    PendingChange& NewPending(uint32_t face);
     void ApplyPending();
 
     // Neighbourhood sets of the split position. Neither faces nor adjacency of older faces
@@ -222,6 +165,7 @@ private:
     CLODMeshData& declaration_;
     CLODMeshContinuationData& data_;
     const AuthorMesh& mesh_;
+    PendingNormals& normals_;
     const NormalStepObserver* observer_;
     const char* name_;
 
@@ -256,20 +200,7 @@ private:
     // only the fields marked in a record are ever read, so a reuse sets face and marks only.
     std::vector<PendingChange> pending_;
     uint32_t pendingCount_ = 0;
-    std::vector<uint32_t> pendingSlot_;  // per face: index into pending_, or kNone
 
-    // Normal prediction.
-    std::vector<NormalJob> normalJobs_;
-    // Face normals of the step's positions, job after job. Only the first faceNormalsUsed_
-    // entries are live: the vector keeps its largest size, so that adding a position's
-    // normals costs no fill of the whole run first.
-    std::vector<Vec3f> faceNormals_;
-    size_t faceNormalsUsed_ = 0;
-    std::vector<Vec3f> predicted_, heldNormals_;
-    std::vector<uint8_t> heldTurned_;  // per held normal: negate the prediction
-    std::vector<float> bestDot_;
-    std::vector<NormalCorners> normalCorners_;  // per face
-    std::vector<uint32_t> mergeCounts_;
     std::vector<std::array<uint32_t, 3>> observedCorners_;
 };
 
@@ -290,8 +221,7 @@ bool UpdateDecoder::Run() {
         std::min<uint64_t>(declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
     if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
     if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
-    pendingSlot_.assign(data_.primitives.size(), kNone);
-    normalCorners_.assign(data_.primitives.size(), NormalCorners{});
+    normals_.BeginBlock(data_.primitives, data_.normals);
     marks_.assign(size_t(end) + 1, 0);
 
     attributesLeft_ = uint64_t(reader_.ByteSize()) * 8 + 4096;
@@ -305,19 +235,8 @@ bool UpdateDecoder::Run() {
         ok = Update();
         if (ok && reader_.Exhausted()) ok = FailFor("Update stream ends early");
     }
-    // A failed block drops its mesh, so its indices need not be stored.
-    if (ok) StoreNormalCorners();
+    if (ok) normals_.EndBlock(data_.normals);
     return ok;
-}
-
-void UpdateDecoder::StoreNormalCorners() {
-    for (size_t face = 0; face < normalCorners_.size(); ++face) {
-        const NormalCorners& written = normalCorners_[face];
-        if (written.written == 0) continue;
-        auto& normals = data_.primitives[face].normals;
-        for (uint32_t c = 0; c < 3; ++c)
-            if (written.written & (1u << c)) normals[c] = written.index[c];
-    }
 }
 
 bool UpdateDecoder::Update() {
@@ -444,8 +363,7 @@ bool UpdateDecoder::ReadNewFaces(uint32_t count) {
             Mark(RightThird, third);
         }
         data_.AddFace(face);
-        pendingSlot_.push_back(kNone);
-        normalCorners_.emplace_back();
+        normals_.AddFace();
     }
     return true;
 }
@@ -515,7 +433,7 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uin
         const FaceCorners& face = data_.faceCorners[faceIndex];
         const int corner = data_.CornerOf(faceIndex, s_);
         if (corner < 0) return FailIn("Invalid update corner for move face");
-        PendingChange& change = Pending(faceIndex);
+        PendingChange& change = NewPending(faceIndex);
         change.Set(Field::Position + corner, r_);
         if (face.shadingId >= descriptions.size()) return FailIn("Invalid shader ID in move face");
         const ShadingDescription& shading = descriptions[face.shadingId];
@@ -524,21 +442,20 @@ bool UpdateDecoder::ReadMoveFaces(uint32_t newDiffuse, uint32_t newSpecular, uin
             if (!ReadMoveAttribute(Ctx::DiffuseMove, newDiffuse, SplitDiffuse(), data_.diffuseColors.size(), true,
                                    index, "Invalid diffuse color index in move face"))
                 return false;
-            Pending(faceIndex).Set(Field::Diffuse + corner, index);
+            change.Set(Field::Diffuse + corner, index);
         }
         if (shading.HasSpecular() && reader_.ReadCompressedU8(Ctx::SpecularMove) == 1) {
             if (!ReadMoveAttribute(Ctx::SpecularMove, newSpecular, SplitSpecular(), data_.specularColors.size(), false,
                                    index, "Invalid specular color index in move face"))
                 return false;
-            Pending(faceIndex).Set(Field::Specular + corner, index);
+            change.Set(Field::Specular + corner, index);
         }
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
             if (reader_.ReadCompressedU8(Ctx::TexMove) != 1) continue;
             if (!ReadMoveAttribute(Ctx::TexMove, newTexCoords, SplitTexCoords(layer), data_.texCoords.size(), false,
                                    index, "Invalid texture coord index in move face"))
                 return false;
-            if (layer < AdjacencySet::kMaxQueryLayers)
-                Pending(faceIndex).Set(Field::TexCoord + layer * 3 + corner, index);
+            if (layer < AdjacencySet::kMaxQueryLayers) change.Set(Field::TexCoord + layer * 3 + corner, index);
         }
     }
     return true;
@@ -647,10 +564,6 @@ bool UpdateDecoder::ReadNewPosition() {
 }
 
 bool UpdateDecoder::ReadNormals() {
-    heldNormals_.clear();
-    heldTurned_.clear();
-    faceNormalsUsed_ = 0;
-    normalJobs_.clear();
     // The step visits a few dozen faces spread over the whole mesh, behind a chain of
     // lookups: position -> run record -> face list -> cached normal and corners. Walked one
     // by one, every link is a cache miss waiting on the one before. Requesting each level
@@ -663,45 +576,19 @@ bool UpdateDecoder::ReadNormals() {
     }
     for (uint32_t p : normalPositions_) {
         for (uint32_t face : adjacency_.FacesAt(p)) {
-            if (face >= normalCorners_.size()) continue;
+            if (face >= normals_.FaceCount()) continue;
             __builtin_prefetch(data_.faceCorners.data() + face);
-            __builtin_prefetch(normalCorners_.data() + face, 1);
+            normals_.PrefetchCorners(face);
         }
     }
     for (uint32_t p : normalPositions_)  // highest position first
         if (!ReadNormalsAt(p)) return false;
-
-    // The predictions feed nothing back into the stream, so they are made once it has been
-    // read. Most positions take a single normal, the running spherical mean of their face
-    // normals: a chain of dependent slerps, each waiting on acos and sin. Several such
-    // chains are stepped side by side so that some run while others wait. A position that
-    // takes no normal needs no prediction at all.
-    std::array<const NormalJob*, kSingleLanes> singles{};
-    size_t waiting = 0;
-    for (const NormalJob& job : normalJobs_) {
-        if (job.count == 0) continue;
-        if (job.count > 1) {
-            PredictNormals(job);
-            continue;
-        }
-        singles[waiting++] = &job;
-        if (waiting == kSingleLanes) {
-            PredictSingleNormals(singles);
-            waiting = 0;
-        }
-    }
-    if (waiting) PredictSingleNormals(std::span(singles.data(), waiting));
-    for (size_t i = 0; i < heldNormals_.size(); ++i) {
-        Vec3f& normal = heldNormals_[i];
-        if (heldTurned_[i]) normal = {-normal[0], -normal[1], -normal[2]};
-    }
-    data_.normals.insert(data_.normals.end(), heldNormals_.begin(), heldNormals_.end());
     return true;
 }
 
 // The stream of one position's normals: how many it takes, their coded differences, and
-// which of them each face's corner takes. The face normals around it are gathered for the
-// prediction, which comes later (PredictNormals).
+// which of them each face's corner takes. The face normals around it are kept for the
+// prediction, which is made once the load is complete (PendingNormals).
 bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
     std::span<const uint32_t> stored;
     if (!adjacency_.GetFaceSet(position, stored)) return FailFor("Failed to get normal face set");
@@ -719,118 +606,42 @@ bool UpdateDecoder::ReadNormalsAt(uint32_t position) {
         return FailFor("Invalid normal count");
     attributesLeft_ -= count;
 
-    // Face normals, valid ones packed to the front; the rest stay zero and take part.
-    NormalJob job{};
-    job.firstFaceNormal = static_cast<uint32_t>(faceNormalsUsed_);
-    job.faceCount = static_cast<uint32_t>(faces.size());
-    job.count = count;
-    job.firstHeld = static_cast<uint32_t>(heldNormals_.size());
-    faceNormalsUsed_ += faces.size();
-    if (faceNormals_.size() < faceNormalsUsed_) faceNormals_.resize(faceNormalsUsed_);
-    Vec3f* normals = faceNormals_.data() + job.firstFaceNormal;
-    for (uint32_t faceIndex : faces)
-        if (FaceNormal(faceIndex, normals[job.valid])) ++job.valid;
-    std::fill(normals + job.valid, normals + job.faceCount, Vec3f{0, 0, 0});
-    normalJobs_.push_back(job);
+    // Face normals, valid ones packed to the front; the rest stay zero and take part. A
+    // position that takes no normal needs no prediction.
+    const uint32_t base = static_cast<uint32_t>(data_.normals.size());
+    if (count > 0) {
+        const uint32_t faceCount = static_cast<uint32_t>(faces.size());
+        Vec3f* normals = normals_.FaceNormalRoom(faceCount);
+        uint32_t valid = 0;
+        for (uint32_t faceIndex : faces)
+            if (FaceNormal(faceIndex, normals[valid])) ++valid;
+        std::fill(normals + valid, normals + faceCount, Vec3f{0, 0, 0});
+        normals_.AddStep(faceCount, valid, base, count);
+    }
 
     // The coded differences only keep the stream in step; the prediction is the normal,
     // turned round when the third difference is odd.
-    const uint32_t base = static_cast<uint32_t>(data_.normals.size() + heldNormals_.size());
     for (uint32_t i = 0; i < count; ++i) {
         reader_.ReadCompressedU8(Ctx::NormalSign);
         reader_.ReadCompressedU32(Ctx::NormalValue0);
         reader_.ReadCompressedU32(Ctx::NormalValue0 + 1);
         const uint32_t third = reader_.ReadCompressedU32(Ctx::NormalValue0 + 2);
-        heldNormals_.push_back(Vec3f{0, 0, 0});
-        heldTurned_.push_back(third & 1);
+        normals_.AddNormal(third & 1);
     }
+    data_.normals.resize(data_.normals.size() + count, Vec3f{0, 0, 0});
     if (observer_) {
         observedCorners_.clear();
         for (uint32_t faceIndex : faces) observedCorners_.push_back(data_.faceCorners[faceIndex].positions);
-        (*observer_)(mesh_, NormalStepView{position, base, observedCorners_,
-                                           std::span(heldTurned_).subspan(job.firstHeld, count)});
+        (*observer_)(mesh_, NormalStepView{position, base, observedCorners_, normals_.Turned(base, count)});
     }
     for (uint32_t faceIndex : faces) {
         const uint32_t local = reader_.ReadCompressedU32(Ctx::NormalIndex);
         if (local >= count) return FailIn("Invalid normal index for normal-face");
         const int corner = data_.CornerOf(faceIndex, position);
-        if (corner < 0) return FailIn("Invalid update corner for normal-face");
-        NormalCorners& written = normalCorners_[faceIndex];
-        written.index[corner] = base + local;
-        written.written |= 1u << corner;
+        if (corner < 0 || faceIndex >= normals_.FaceCount()) return FailIn("Invalid update corner for normal-face");
+        normals_.SetCorner(faceIndex, corner, base + local);
     }
     return true;
-}
-
-// The normals of a position that takes several: clustered from its face normals.
-void UpdateDecoder::PredictNormals(const NormalJob& job) {
-    const std::span<const Vec3f> faceNormals(faceNormals_.data() + job.firstFaceNormal, job.faceCount);
-    const uint32_t count = job.count;
-    // Start from the first face normal, then keep adding the face normal least like any
-    // chosen so far.
-    predicted_.clear();
-    if (job.valid > 0) predicted_.push_back(faceNormals[0]);
-    bestDot_.assign(faceNormals.size(), -2.0f);
-    for (const Vec3f& chosen : predicted_)
-        for (size_t j = 0; j < faceNormals.size(); ++j)
-            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals[j], chosen));
-    while (predicted_.size() < count) {
-        if (faceNormals.empty()) {
-            predicted_.push_back(Vec3f{0, 0, 0});
-            continue;
-        }
-        float bound = 1.0f;
-        size_t pick = 0;
-        for (size_t j = 0; j < faceNormals.size(); ++j)
-            if (bestDot_[j] < bound) {
-                bound = bestDot_[j];
-                pick = j;
-            }
-        const Vec3f chosen = faceNormals[pick];
-        predicted_.push_back(chosen);
-        for (size_t j = 0; j < faceNormals.size(); ++j)
-            bestDot_[j] = std::max(bestDot_[j], Dot(faceNormals[j], chosen));
-    }
-    // Merge: each face normal pulls its closest prediction towards itself, as a running
-    // spherical mean.
-    mergeCounts_.assign(predicted_.size(), 0);
-    for (const Vec3f& normal : faceNormals) {
-        size_t closest = 0;
-        float best = Dot(normal, predicted_[0]);
-        for (size_t k = 1; k < predicted_.size(); ++k) {
-            const float d = Dot(normal, predicted_[k]);
-            if (d > best) {
-                best = d;
-                closest = k;
-            }
-        }
-        const float t = 1.0f / static_cast<float>(mergeCounts_[closest] + 1);
-        predicted_[closest] = Slerp(normal, predicted_[closest], t);
-        ++mergeCounts_[closest];
-    }
-    std::copy_n(predicted_.begin(), count, heldNormals_.begin() + job.firstHeld);
-}
-
-// The normals of positions that take a single one. With one prediction there is nothing to
-// choose: it starts as the first face normal (zero if there is none, or none that is valid:
-// the zero ones are packed behind) and every face normal is merged into it.
-void UpdateDecoder::PredictSingleNormals(std::span<const NormalJob* const> jobs) {
-    std::array<const Vec3f*, kSingleLanes> normals{};
-    std::array<uint32_t, kSingleLanes> counts{};
-    std::array<Vec3f, kSingleLanes> means{};
-    uint32_t longest = 0;
-    for (size_t lane = 0; lane < jobs.size(); ++lane) {
-        normals[lane] = faceNormals_.data() + jobs[lane]->firstFaceNormal;
-        counts[lane] = jobs[lane]->faceCount;
-        if (counts[lane] > 0) means[lane] = normals[lane][0];
-        longest = std::max(longest, counts[lane]);
-    }
-    for (uint32_t j = 0; j < longest; ++j) {
-        const float t = 1.0f / static_cast<float>(j + 1);
-        for (size_t lane = 0; lane < jobs.size(); ++lane)
-            if (j < counts[lane]) means[lane] = Slerp(normals[lane][j], means[lane], t);
-    }
-    for (size_t lane = 0; lane < jobs.size(); ++lane) heldNormals_[jobs[lane]->firstHeld] = means[lane];
 }
 
 // A face normal is the cross product of the normalised edges p1 - p0 and p2 - p0,
@@ -858,18 +669,16 @@ bool UpdateDecoder::FaceNormal(uint32_t faceIndex, Vec3f& out) {
     return true;
 }
 
-PendingChange& UpdateDecoder::Pending(uint32_t face) {
-    uint32_t& slot = pendingSlot_[face];
-    if (slot == kNone) {
-        slot = pendingCount_++;
-        if (slot == pending_.size()) pending_.emplace_back();
-        pending_[slot].face = face;
-        pending_[slot].marks = 0;
-        // The change is written into the full face record at the end of the update; asking
-        // for its line now keeps that write from waiting on memory.
-        __builtin_prefetch(data_.primitives.data() + face, 1);
-    }
-    return pending_[slot];
+PendingChange& UpdateDecoder::NewPending(uint32_t face) {
+    const uint32_t slot = pendingCount_++;
+    if (slot == pending_.size()) pending_.emplace_back();
+    PendingChange& change = pending_[slot];
+    change.face = face;
+    change.marks = 0;
+    // The change is written into the full face record at the end of the update; asking
+    // for its line now keeps that write from waiting on memory.
+    __builtin_prefetch(data_.primitives.data() + face, 1);
+    return change;
 }
 
 void UpdateDecoder::ApplyPending() {
@@ -889,7 +698,6 @@ void UpdateDecoder::ApplyPending() {
             else
                 face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
         }
-        pendingSlot_[change.face] = kNone;
     }
     pendingCount_ = 0;
 }
