@@ -39,8 +39,9 @@ constexpr int kAnswerTimeoutMs = 60000;
 // Channel difference and share of pixels that still count as the same picture.
 constexpr int kPixelTolerance = 4;
 constexpr double kDifferentShareLimit = 0.002;
-// Log levels of the collected text: everything while the suite runs, warnings and errors only
-// in a soak. Verbose text of a few hundred cycles runs to megabytes; the string that collects it
+// Log levels of the collected text: everything while the suite runs, up to level 2 in a soak
+// (errors, warnings, and the scene statistics and load timings each load reports there, some
+// 25 lines). Verbose text of a few hundred cycles runs to megabytes; the string that collects it
 // lives on the library's log thread, and the free memory it leaves at the top of that thread's
 // allocator arena is not handed back by malloc_trim, so it would pass for growth of the library.
 constexpr int32_t kSuiteLogLevel = 4;
