@@ -51,13 +51,19 @@ const EncodeTriangles& Head() {
     return head;
 }
 
-void BM_EncodeHead(benchmark::State& state) {
+// The mesh with the log quiet, or null with the benchmark marked skipped.
+const EncodeTriangles* LoadedHead(benchmark::State& state) {
     Velmora::Utility::Logger::Instance().SetMaxLevel(0);
     const EncodeTriangles& head = Head();
-    if (head.faces.empty()) {
-        state.SkipWithError("head.obj did not load");
-        return;
-    }
+    if (!head.faces.empty()) return &head;
+    state.SkipWithError("head.obj did not load");
+    return nullptr;
+}
+
+void BM_EncodeHead(benchmark::State& state) {
+    const EncodeTriangles* loaded = LoadedHead(state);
+    if (!loaded) return;
+    const EncodeTriangles& head = *loaded;
     MeshTraversalEncode encoder(kNormalBits);
     for (auto _ : state) {
         HighlyCompressed3DTess tess;
@@ -68,12 +74,9 @@ void BM_EncodeHead(benchmark::State& state) {
 }
 
 void BM_EncodeAndDecodeHead(benchmark::State& state) {
-    Velmora::Utility::Logger::Instance().SetMaxLevel(0);
-    const EncodeTriangles& head = Head();
-    if (head.faces.empty()) {
-        state.SkipWithError("head.obj did not load");
-        return;
-    }
+    const EncodeTriangles* loaded = LoadedHead(state);
+    if (!loaded) return;
+    const EncodeTriangles& head = *loaded;
     MeshTraversalEncode encoder(kNormalBits);
     for (auto _ : state) {
         HighlyCompressed3DTess tess;

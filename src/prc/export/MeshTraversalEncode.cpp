@@ -19,6 +19,7 @@ namespace Velmora::PRC {
 using FileStructure::HighlyCompressed3DTess;
 using Traversal::Face;
 using Traversal::kCorners;
+using Traversal::kEdgeCorners;
 using Traversal::kNone;
 using Utility::Logger;
 using Utility::LogLevel;
@@ -26,7 +27,6 @@ using Utility::LogLevel;
 namespace {
 
 // The corner pairs of a triangle's three edges.
-constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
 constexpr uint8_t kFirstFreeEdge = 1;
 constexpr uint8_t kSecondFreeEdge = 2;
 constexpr uint32_t kRootOpenEdges = 2;

@@ -13,12 +13,12 @@ namespace Velmora::PRC {
 
 using Traversal::Face;
 using Traversal::kCorners;
+using Traversal::kRightAngle;
 using Utility::Logger;
 using Utility::LogLevel;
 
 namespace {
 
-constexpr double kRightAngle = 1.5707963267948966;
 constexpr uint8_t kNewNormal = 0;
 // Reconstructed angles further than this above the source angle take the next step.
 constexpr double kRoundingLimit = 0.5;
@@ -27,8 +27,7 @@ constexpr double kRoundingLimit = 0.5;
 
 bool MeshTraversalEncode::CreateTriangleFrame(const Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const {
     switch (MakeTriangleFrame(face, sX, sY, sZ)) {
-        case Traversal::FrameFault::None:
-            return true;
+        case Traversal::FrameFault::None: return true;
         case Traversal::FrameFault::NoNormal:
             Logger::Log(LogLevel::Error,
                         "MeshTraversalEncode::CreateTriangleNormals() - Failed to unitize, invalid input triangle!");

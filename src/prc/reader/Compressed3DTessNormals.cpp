@@ -5,7 +5,6 @@
 // needs.
 
 #include <cmath>
-#include <numbers>
 
 #include "prc/reader/Compressed3DTessDecoder.h"
 #include "util/Logger.h"
@@ -16,6 +15,7 @@ using namespace FileStructure;
 using Traversal::Face;
 using Traversal::kCorners;
 using Traversal::kNone;
+using Traversal::kRightAngle;
 using Utility::Logger;
 using Utility::LogLevel;
 
@@ -24,7 +24,6 @@ namespace {
 constexpr uint32_t kSignFlags = 3;
 // Below this many candidates a reference takes one bit fewer than their number.
 constexpr size_t kNarrowReferenceLimit = 4;
-constexpr double kRightAngle = std::numbers::pi / 2.0;
 
 }  // namespace
 
@@ -36,8 +35,7 @@ bool Compressed3DTessDecoder::TakeFlag(uint8_t& flag) {
 
 bool Compressed3DTessDecoder::CalculateTriangleFrame(const Face& face, PrcPt& sX, PrcPt& sY, PrcPt& sZ) const {
     switch (MakeTriangleFrame(face, sX, sY, sZ)) {
-        case Traversal::FrameFault::None:
-            return true;
+        case Traversal::FrameFault::None: return true;
         case Traversal::FrameFault::NoNormal:
             Logger::Log(LogLevel::Error,
                         "MeshTraversalDecode::CalculateTriangleNormalWithNormals() - Failed to unitize, invalid input "

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <utility>
 
 #include "util/Logger.h"
@@ -11,18 +10,17 @@ namespace Velmora::PRC {
 
 using Traversal::Face;
 using Traversal::kCorners;
+using Traversal::kEdgeCorners;
 using Traversal::kNone;
+using Traversal::kRightAngle;
 using Utility::Logger;
 using Utility::LogLevel;
 
 namespace {
 constexpr uint32_t kKeyShift = 32;
 constexpr double kHalves = 2.0;
-constexpr double kRightAngle = std::numbers::pi / 2.0;
 // How far from a right angle a triangle frame's axes may stand.
 constexpr double kFrameAngleTolerance = 1e-6;
-// The corner pairs of a triangle's three edges.
-constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
 
 constexpr uint32_t kFirstCorner = 0, kSecondCorner = 1, kApex = 2;
 // A plain triangle hands its first free edge on from its first corner to the apex and its

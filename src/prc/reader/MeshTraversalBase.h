@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <numbers>
 #include <vector>
 
 #include "prc/reader/EdgeUseTable.h"
@@ -19,6 +20,10 @@ namespace Traversal {
 
 inline constexpr uint32_t kCorners = 3;
 inline constexpr int32_t kNone = -1;
+// A triangle's edges by their corners, in the order connectivity and the walk take them.
+inline constexpr uint32_t kEdgeCorners[kCorners][2] = {{0, 1}, {0, 2}, {1, 2}};
+// Stored normal angles are steps of a right angle; frames are checked against it too.
+inline constexpr double kRightAngle = std::numbers::pi / 2.0;
 
 struct Corner {
     int32_t point = kNone;
