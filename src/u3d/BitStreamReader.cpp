@@ -15,6 +15,9 @@ BitStreamReader::BitStreamReader(const uint8_t* data, uint32_t size, bool noComp
                                  std::shared_ptr<RawDataBlock> block)
     : noCompression_(noCompression), byteSize_(size), block_(std::move(block)) {
     if (data == nullptr) byteSize_ = 0;
+#ifdef KESTRUM_SYMBOL_TRACE
+    SymbolTrace::AddReader(data, byteSize_, noCompression);
+#endif
     try {
         // Five zero words behind the data: the coder looks up to 16 + underflow bits ahead.
         words_.assign((size_t(byteSize_) + 3) / 4 + 5, 0u);
@@ -52,6 +55,7 @@ uint32_t BitStreamReader::ReadBits(uint32_t count) {
 }
 
 uint8_t BitStreamReader::ReadU8() {
+    KESTRUM_TRACE_READ(SymbolTrace::U8);
     if (AtRest()) return static_cast<uint8_t>(ReadBits(8));
     // Coder not at rest: the byte is a uniform 256-symbol read whose bits come out in the
     // opposite order of the raw path.
@@ -60,6 +64,7 @@ uint8_t BitStreamReader::ReadU8() {
 }
 
 uint16_t BitStreamReader::ReadU16() {
+    KESTRUM_TRACE_READ(SymbolTrace::U16);
     if (AtRest()) return static_cast<uint16_t>(ReadBits(16));
     const uint32_t b0 = ReadU8();
     const uint32_t b1 = ReadU8();
@@ -67,6 +72,7 @@ uint16_t BitStreamReader::ReadU16() {
 }
 
 uint32_t BitStreamReader::ReadU32() {
+    KESTRUM_TRACE_READ(SymbolTrace::U32);
     if (AtRest()) return ReadBits(32);
     uint32_t value = 0;
     for (uint32_t i = 0; i < 4; ++i) value |= uint32_t(ReadU8()) << (8 * i);
@@ -74,12 +80,14 @@ uint32_t BitStreamReader::ReadU32() {
 }
 
 uint64_t BitStreamReader::ReadU64() {
+    KESTRUM_TRACE_READ(SymbolTrace::U64);
     const uint64_t lo = ReadU32();
     const uint64_t hi = ReadU32();
     return lo | (hi << 32);
 }
 
 float BitStreamReader::ReadF32() {
+    KESTRUM_TRACE_READ(SymbolTrace::F32);
     const uint32_t bits = ReadU32();
     float value;
     std::memcpy(&value, &bits, sizeof value);
@@ -87,6 +95,7 @@ float BitStreamReader::ReadF32() {
 }
 
 double BitStreamReader::ReadF64() {
+    KESTRUM_TRACE_READ(SymbolTrace::F64);
     const uint64_t bits = ReadU64();
     double value;
     std::memcpy(&value, &bits, sizeof value);
@@ -94,6 +103,7 @@ double BitStreamReader::ReadF64() {
 }
 
 void BitStreamReader::ReadString(std::string& out) {
+    KESTRUM_TRACE_READ(SymbolTrace::String);
     const uint32_t length = ReadU16();
     try {
         out.resize(length);

@@ -25,6 +25,13 @@
 #include "u3d/CoderDivision.h"
 #include "u3d/ContextManager.h"
 
+#ifdef KESTRUM_SYMBOL_TRACE
+#include "u3d/SymbolTrace.h"
+#define KESTRUM_TRACE_READ(...) SymbolTrace::Guard traceGuard(traceDepth_, __VA_ARGS__)
+#else
+#define KESTRUM_TRACE_READ(...) ((void)0)
+#endif
+
 namespace Velmora::U3D {
 
 struct RawDataBlock;
@@ -62,6 +69,7 @@ public:
     // A large progressive mesh codes millions of values on dynamic contexts, almost all of
     // them symbols rather than escapes; that case is decoded inline, the rest out of line.
     uint8_t ReadCompressedU8(uint32_t context) {
+        KESTRUM_TRACE_READ(SymbolTrace::CodedU8, context);
         if (ContextManager* manager = ExistingDynamic(context)) {
             const uint32_t symbol = ReadDynamicSymbol(*manager);
             if (symbol != 0) return static_cast<uint8_t>(symbol - 1);
@@ -70,6 +78,7 @@ public:
         return ReadCompressedU8Slow(context);
     }
     uint16_t ReadCompressedU16(uint32_t context) {
+        KESTRUM_TRACE_READ(SymbolTrace::CodedU16, context);
         if (ContextManager* manager = ExistingDynamic(context)) {
             const uint32_t symbol = ReadDynamicSymbol(*manager);
             if (symbol != 0) return static_cast<uint16_t>(symbol - 1);
@@ -78,6 +87,7 @@ public:
         return ReadCompressedU16Slow(context);
     }
     uint32_t ReadCompressedU32(uint32_t context) {
+        KESTRUM_TRACE_READ(SymbolTrace::CodedU32, context);
         if (ContextManager* manager = ExistingDynamic(context)) {
             const uint32_t symbol = ReadDynamicSymbol(*manager);
             if (symbol != 0) return symbol - 1;
@@ -233,6 +243,9 @@ private:
     uint32_t underflow_ = 0;
     std::vector<std::unique_ptr<ContextManager>> contexts_;
     std::shared_ptr<RawDataBlock> block_;
+#ifdef KESTRUM_SYMBOL_TRACE
+    uint32_t traceDepth_ = 0;
+#endif
 };
 
 }  // namespace Velmora::U3D
