@@ -254,7 +254,7 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
         switch (attribute) {
             case Attribute::Diffuse: setOut.Append(face.diffuse[corner]); break;
             case Attribute::Specular: setOut.Append(face.specular[corner]); break;
-            case Attribute::TexCoord: setOut.Append(face.texCoords[layer][corner]); break;
+            case Attribute::TexCoord: setOut.Append(continuation_->TexCoords(faceIndex, layer)[corner]); break;
         }
     }
     setOut.Normalize();

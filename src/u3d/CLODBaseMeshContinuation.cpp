@@ -1,5 +1,7 @@
 #include "u3d/CLODBaseMeshContinuation.h"
 
+#include <array>
+
 #include "u3d/BitStreamReader.h"
 #include "u3d/CLODMeshData.h"
 #include "util/Logger.h"
@@ -72,10 +74,10 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
 
     const bool hasNormals = declaration->HasNormals();
     const auto& descriptions = declaration->shadingDescriptions;
-    continuation->primitives.reserve(faceCount);
-    continuation->faceCorners.reserve(faceCount);
+    continuation->ReserveFaces(faceCount);
     for (uint32_t i = 0; i < faceCount; ++i) {
         CLODFace face;
+        std::array<CornerIndices, ShadingDescription::kMaxLayers> layers{};
         face.shadingId = reader.ReadCompressedU32(1);
         if (face.shadingId >= declaration->shadingCount || face.shadingId >= descriptions.size()) {
             Logger::Log(LogLevel::Error, "Invalid shading ID for AuthorMesh '%s'", name);
@@ -91,7 +93,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
                 uint32_t index = 0;
                 ok = ReadIndex(reader, texCoordCount, index) && ok;
-                if (layer < ShadingDescription::kMaxLayers) face.texCoords[layer][c] = index;
+                if (layer < ShadingDescription::kMaxLayers) layers[layer][c] = index;
             }
         }
         if (!ok || reader.Exhausted()) {
@@ -100,7 +102,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             return false;
         }
         const uint32_t faceIndex = continuation->primitiveCount;
-        continuation->AddFace(face);
+        continuation->AddFace(face, layers);
         for (uint32_t p : face.positions) mesh.adjacencySet.AddFace(p, faceIndex);
     }
     return true;

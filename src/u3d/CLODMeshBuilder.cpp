@@ -194,7 +194,7 @@ void FillCLODRows(CLODPlan& plan, const MeshCreationInfo& info, float* const* ro
             if (layout.diffuse >= 0) CopyOr0(out + layout.diffuse, diffuse, face.diffuse[c], 4);
             if (layout.specular >= 0) CopyOr0(out + layout.specular, specular, face.specular[c], 4);
             for (uint32_t layer = 0; layer < layout.layers; ++layer)
-                CopyOr0(out + layout.texCoord + 2 * layer, texCoords, face.texCoords[layer][c], 2);
+                CopyOr0(out + layout.texCoord + 2 * layer, texCoords, cont.TexCoords(f, layer)[c], 2);
         }
     }
     for (uint32_t id = 0; id < shadingCount; ++id) {

@@ -11,6 +11,7 @@ using Utility::LogLevel;
 
 namespace {
 constexpr LogLevel kDumpLevel = LogLevel::ExtraVerbose;
+constexpr uint32_t kPrintedLayers = 4;  // the dump shows the first four tex coord layers
 
 uint32_t Capped(uint64_t count) { return static_cast<uint32_t>(std::min<uint64_t>(count, kMaxReservedEntries)); }
 }  // namespace
@@ -27,12 +28,34 @@ bool CLODMeshContinuationData::Prepare(const AuthorMeshData& declaration) {
         // Normals come per position and face, so three per position is the usual need,
         // whatever normalCount says.
         normals.reserve(Capped(uint64_t(clod->positionCount) * 3));
-        primitives.reserve(Capped(clod->faceCount));
-        faceCorners.reserve(Capped(clod->faceCount));
+        KeepLayersOf(*clod);
+        ReserveFaces(Capped(clod->faceCount));
     } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
+}
+
+void CLODMeshContinuationData::KeepLayersOf(const AuthorMeshData& declaration) {
+    // The faces stored so far are laid out for the present count.
+    if (!primitives.empty()) return;
+    uint32_t layers = 0;
+    for (const ShadingDescription& shading : declaration.shadingDescriptions)
+        layers = std::max(layers, std::min(shading.layerCount, ShadingDescription::kMaxLayers));
+    keptLayers_ = layers;
+}
+
+void CLODMeshContinuationData::ReserveFaces(size_t faces) {
+    if (primitives.capacity() < faces) primitives.reserve(faces);
+    if (faceCorners.capacity() < faces) faceCorners.reserve(faces);
+    const size_t layerEntries = faces * keptLayers_;
+    if (faceTexCoords_.capacity() < layerEntries) faceTexCoords_.reserve(layerEntries);
+}
+
+void CLODMeshContinuationData::AddFaceLayers(std::span<const CornerIndices> layers) {
+    const size_t given = std::min<size_t>(layers.size(), keptLayers_);
+    faceTexCoords_.insert(faceTexCoords_.end(), layers.begin(), layers.begin() + given);
+    faceTexCoords_.resize(faceTexCoords_.size() + (keptLayers_ - given));
 }
 
 void CLODMeshContinuationData::Print() const {
@@ -41,7 +64,8 @@ void CLODMeshContinuationData::Print() const {
     Logger::Log(kDumpLevel, "Available Faces: ");
     for (uint32_t i = 0; i < primitiveCount && i < primitives.size(); ++i) {
         const CLODFace& f = primitives[i];
-        const auto& t = f.texCoords;
+        std::array<CornerIndices, kPrintedLayers> t{};
+        for (uint32_t layer = 0; layer < kPrintedLayers; ++layer) t[layer] = TexCoords(i, layer);
         Logger::Log(kDumpLevel,
                     "[%04u] P{%u/%u/%u} Sd{%u} N{%u/%u/%u} D{%u/%u/%u} S{%u/%u/%u} "
                     "T{%u/%u/%u}{%u/%u/%u}{%u/%u/%u}{%u/%u/%u}",

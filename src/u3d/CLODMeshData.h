@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "u3d/AuthorMeshData.h"
@@ -37,12 +38,16 @@ public:
     float normalTolerance = 0.0f;
 };
 
+// Attribute indices at the three corners of a face.
+using CornerIndices = std::array<uint32_t, 3>;
+
+// A face's indices other than its tex coords, which the continuation keeps apart (only as
+// many layers as the mesh's shadings use, usually none).
 struct CLODFace {
-    std::array<uint32_t, 3> positions{};
-    std::array<uint32_t, 3> normals{};
-    std::array<uint32_t, 3> diffuse{};
-    std::array<uint32_t, 3> specular{};
-    std::array<std::array<uint32_t, 3>, ShadingDescription::kMaxLayers> texCoords{};
+    CornerIndices positions{};
+    CornerIndices normals{};
+    CornerIndices diffuse{};
+    CornerIndices specular{};
     uint32_t shadingId = 0;
 
     // Corner (0..2) at which `position` stands, or -1.
@@ -56,7 +61,7 @@ struct CLODFace {
 // What the progressive updates consult for every face around a position: its corners, its
 // shading, and its unit normal once computed. Those walks touch faces all over the mesh, so
 // the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, where the
-// 148-byte CLODFace would take up to three.
+// 52-byte CLODFace would often straddle two.
 struct alignas(32) FaceCorners {
     static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
     static constexpr uint32_t kNormalValid = 1;
@@ -82,12 +87,36 @@ public:
     // forgets the face's normal.
     std::vector<FaceCorners> faceCorners;
 
-    void AddFace(const CLODFace& face) {
+    // Tex coord layers kept per face: the most any shading of the declaration uses, capped
+    // at kMaxLayers. Most meshes have no texture layer at all, and eight layers for every
+    // face would then be two thirds of the face storage, all zeros. Takes effect only before
+    // the first face (Prepare sets it).
+    void KeepLayersOf(const AuthorMeshData& declaration);
+    uint32_t KeptLayers() const { return keptLayers_; }
+    // Room for `faces` faces in all per-face records, tex coords included.
+    void ReserveFaces(size_t faces);
+
+    // Appends a face; `layers` holds its tex coords by layer, those beyond what the mesh
+    // keeps are dropped and those missing are zero.
+    void AddFace(const CLODFace& face, std::span<const CornerIndices> layers = {}) {
         primitives.push_back(face);
         FaceCorners& corners = faceCorners.emplace_back();
         corners.positions = face.positions;
         corners.shadingId = face.shadingId;
+        if (keptLayers_ != 0) AddFaceLayers(layers);
         ++primitiveCount;
+    }
+    // A face's tex coord indices of one layer; a layer the mesh does not keep reads as index 0.
+    CornerIndices TexCoords(uint32_t face, uint32_t layer) const {
+        const size_t at = size_t(face) * keptLayers_ + layer;
+        if (layer >= keptLayers_ || at >= faceTexCoords_.size()) return {};
+        return faceTexCoords_[at];
+    }
+    // Where a face's layer is stored, or null for a layer the mesh does not keep.
+    CornerIndices* TexCoordsOf(uint32_t face, uint32_t layer) {
+        const size_t at = size_t(face) * keptLayers_ + layer;
+        if (layer >= keptLayers_ || at >= faceTexCoords_.size()) return nullptr;
+        return &faceTexCoords_[at];
     }
     void SetFacePosition(uint32_t face, int corner, uint32_t position) {
         primitives[face].positions[corner] = position;
@@ -110,6 +139,12 @@ public:
     // the load is complete. Before that, the normals they stand for are zero.
     PendingNormals pendingNormals;
     void ResolveNormals() { pendingNormals.Resolve(primitives, normals); }
+
+private:
+    void AddFaceLayers(std::span<const CornerIndices> layers);
+
+    uint32_t keptLayers_ = 0;
+    std::vector<CornerIndices> faceTexCoords_;  // keptLayers_ entries per face, in face order
 };
 
 }  // namespace Velmora::U3D

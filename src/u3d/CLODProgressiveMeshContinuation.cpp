@@ -219,8 +219,7 @@ bool UpdateDecoder::Run() {
     // what this block can carry.
     const uint64_t faceRoom =
         std::min<uint64_t>(declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
-    if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
-    if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
+    data_.ReserveFaces(faceRoom);
     normals_.BeginBlock(data_.primitives, data_.normals);
     marks_.assign(size_t(end) + 1, 0);
 
@@ -495,8 +494,9 @@ bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
                             corners, third, 1, 0, face.specular, kSpecularLocal))
             return false;
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
-            std::array<uint32_t, 3> scratch{};
-            auto& out = layer < ShadingDescription::kMaxLayers ? face.texCoords[layer] : scratch;
+            CornerIndices scratch{};
+            CornerIndices* kept = data_.TexCoordsOf(faceIndex, layer);
+            CornerIndices& out = kept ? *kept : scratch;
             if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType, Ctx::NewCornerTexLocal,
                                 Ctx::NewCornerTexGlobal, SplitTexCoords(layer), data_.texCoords.size(),
                                 data_.lastTexCoord, corners, third, 2, layer, out, kTexLocal))
@@ -695,8 +695,8 @@ void UpdateDecoder::ApplyPending() {
                 face.diffuse[field - Field::Diffuse] = value;
             else if (field < Field::TexCoord)
                 face.specular[field - Field::Specular] = value;
-            else
-                face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
+            else if (CornerIndices* layer = data_.TexCoordsOf(change.face, (field - Field::TexCoord) / 3))
+                (*layer)[(field - Field::TexCoord) % 3] = value;
         }
     }
     pendingCount_ = 0;

@@ -1,6 +1,7 @@
 #include "u3d/RHCMeshBuilder.h"
 
 #include <new>
+#include <span>
 
 #include "u3d/CLODMeshBuilder.h"
 #include "u3d/CLODMeshData.h"
@@ -30,8 +31,8 @@ bool ToCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData
     cont.texCoords = std::move(rhCont->texCoords);
     const uint32_t faces =
         rhCont->primitiveCount < rhCont->faces.size() ? rhCont->primitiveCount : uint32_t(rhCont->faces.size());
-    cont.primitives.reserve(faces);
-    cont.faceCorners.reserve(faces);
+    cont.KeepLayersOf(decl);
+    cont.ReserveFaces(faces);
     for (uint32_t i = 0; i < faces; ++i) {
         const RHCFace& rh = rhCont->faces[i];
         CLODFace face;
@@ -39,9 +40,8 @@ bool ToCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData
         face.normals = rh.normals;
         face.diffuse = rh.diffuse;
         face.specular = rh.specular;
-        face.texCoords[0] = rh.texCoords;
         face.shadingId = i < rhCont->faceGroups.size() ? rhCont->faceGroups[i] : 0;
-        cont.AddFace(face);
+        cont.AddFace(face, std::span(&rh.texCoords, 1));
     }
     rhCont->faces = {};
     rhCont->faceGroups = {};

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <random>
 #include <set>
+#include <span>
 #include <vector>
 
 #include "mesh_support.h"
@@ -411,15 +412,15 @@ TEST(Adjacency, AttributeSetsTakeTheCornerOfThePositionAndRankFromTheTop) {
     CLODFace f0, f1, f2;
     f0.positions = {0, 1, 2};
     f0.diffuse = {7, 3, 9};
-    f0.texCoords[0] = {4, 5, 6};
     f1.positions = {2, 1, 3};
     f1.diffuse = {1, 8, 2};
     f2.positions = {1, 0, 3};
     f2.shadingId = 1;  // no diffuse: not part of the colour set
     f2.diffuse = {11, 11, 11};
+    const CornerIndices f0Layer[] = {{4, 5, 6}};
     for (const CLODFace& f : {f0, f1, f2}) {
         const uint32_t index = data->primitiveCount;
-        data->AddFace(f);
+        data->AddFace(f, index == 0 ? std::span<const CornerIndices>(f0Layer) : std::span<const CornerIndices>{});
         for (uint32_t p : f.positions) mesh->adjacencySet.AddFace(p, index);
     }
     IndexSet set;
