@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "u3d/AuthorMeshData.h"
+#include "u3d/FaceCornerTable.h"
 #include "u3d/PendingNormals.h"
 
 namespace Velmora::U3D {
@@ -38,16 +39,11 @@ public:
     float normalTolerance = 0.0f;
 };
 
-// Attribute indices at the three corners of a face.
-using CornerIndices = std::array<uint32_t, 3>;
-
-// A face's indices other than its tex coords, which the continuation keeps apart (only as
-// many layers as the mesh's shadings use, usually none).
+// The indices every face has. Colour and tex coord indices, which only some meshes have,
+// the continuation keeps apart.
 struct CLODFace {
     CornerIndices positions{};
     CornerIndices normals{};
-    CornerIndices diffuse{};
-    CornerIndices specular{};
     uint32_t shadingId = 0;
 
     // Corner (0..2) at which `position` stands, or -1.
@@ -61,7 +57,7 @@ struct CLODFace {
 // What the progressive updates consult for every face around a position: its corners, its
 // shading, and its unit normal once computed. Those walks touch faces all over the mesh, so
 // the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, where the
-// 52-byte CLODFace would often straddle two.
+// full face with its colours and tex coords would take up to three.
 struct alignas(32) FaceCorners {
     static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
     static constexpr uint32_t kNormalValid = 1;
@@ -73,6 +69,14 @@ struct alignas(32) FaceCorners {
     uint32_t normalState = kNormalStale;
 };
 static_assert(sizeof(FaceCorners) == 32);
+
+// A face's colour and tex coord indices as read, before the continuation keeps those the
+// mesh can use.
+struct CLODFaceAttributes {
+    CornerIndices diffuse{};
+    CornerIndices specular{};
+    std::array<CornerIndices, ShadingDescription::kMaxLayers> texCoords{};
+};
 
 class CLODMeshContinuationData : public AuthorMeshContinuationData {
 public:
@@ -87,37 +91,34 @@ public:
     // forgets the face's normal.
     std::vector<FaceCorners> faceCorners;
 
-    // Tex coord layers kept per face: the most any shading of the declaration uses, capped
-    // at kMaxLayers. Most meshes have no texture layer at all, and eight layers for every
-    // face would then be two thirds of the face storage, all zeros. Takes effect only before
+    // Which colour and tex coord indices the faces keep: a colour when the declaration has
+    // colours of that kind, as many tex coord layers as any of its shadings uses (capped at
+    // kMaxLayers) when it has tex coords. Any other index can only be 0, and room for all
+    // of them was two thirds of the face storage on a plain mesh. Takes effect only before
     // the first face (Prepare sets it).
-    void KeepLayersOf(const AuthorMeshData& declaration);
-    uint32_t KeptLayers() const { return keptLayers_; }
-    // Room for `faces` faces in all per-face records, tex coords included.
+    void KeepAttributesOf(const AuthorMeshData& declaration);
+    uint32_t KeptLayers() const { return texCoords_.Slots(); }
+    // Room for `faces` faces in all per-face records.
     void ReserveFaces(size_t faces);
 
-    // Appends a face; `layers` holds its tex coords by layer, those beyond what the mesh
-    // keeps are dropped and those missing are zero.
-    void AddFace(const CLODFace& face, std::span<const CornerIndices> layers = {}) {
+    // Appends a face with the colour and tex coord indices the mesh keeps of `attributes`
+    // (all zero without).
+    void AddFace(const CLODFace& face, const CLODFaceAttributes* attributes = nullptr) {
         primitives.push_back(face);
         FaceCorners& corners = faceCorners.emplace_back();
         corners.positions = face.positions;
         corners.shadingId = face.shadingId;
-        if (keptLayers_ != 0) AddFaceLayers(layers);
+        AddFaceAttributes(attributes);
         ++primitiveCount;
     }
-    // A face's tex coord indices of one layer; a layer the mesh does not keep reads as index 0.
-    CornerIndices TexCoords(uint32_t face, uint32_t layer) const {
-        const size_t at = size_t(face) * keptLayers_ + layer;
-        if (layer >= keptLayers_ || at >= faceTexCoords_.size()) return {};
-        return faceTexCoords_[at];
-    }
-    // Where a face's layer is stored, or null for a layer the mesh does not keep.
-    CornerIndices* TexCoordsOf(uint32_t face, uint32_t layer) {
-        const size_t at = size_t(face) * keptLayers_ + layer;
-        if (layer >= keptLayers_ || at >= faceTexCoords_.size()) return nullptr;
-        return &faceTexCoords_[at];
-    }
+    // A face's colour or tex coord indices; those the mesh does not keep read as index 0.
+    CornerIndices Diffuse(uint32_t face) const { return diffuse_.Get(face, 0); }
+    CornerIndices Specular(uint32_t face) const { return specular_.Get(face, 0); }
+    CornerIndices TexCoords(uint32_t face, uint32_t layer) const { return texCoords_.Get(face, layer); }
+    // Where they are stored, or null for those the mesh does not keep.
+    CornerIndices* DiffuseOf(uint32_t face) { return diffuse_.Find(face, 0); }
+    CornerIndices* SpecularOf(uint32_t face) { return specular_.Find(face, 0); }
+    CornerIndices* TexCoordsOf(uint32_t face, uint32_t layer) { return texCoords_.Find(face, layer); }
     void SetFacePosition(uint32_t face, int corner, uint32_t position) {
         primitives[face].positions[corner] = position;
         faceCorners[face].positions[corner] = position;
@@ -141,10 +142,11 @@ public:
     void ResolveNormals() { pendingNormals.Resolve(primitives, normals); }
 
 private:
-    void AddFaceLayers(std::span<const CornerIndices> layers);
+    void AddFaceAttributes(const CLODFaceAttributes* attributes);
 
-    uint32_t keptLayers_ = 0;
-    std::vector<CornerIndices> faceTexCoords_;  // keptLayers_ entries per face, in face order
+    FaceCornerTable diffuse_;
+    FaceCornerTable specular_;
+    FaceCornerTable texCoords_;  // slot per layer
 };
 
 }  // namespace Velmora::U3D

@@ -62,6 +62,11 @@ struct PendingChange {
     }
 };
 
+// A corner of indices the mesh keeps; nothing for those it does not (null).
+void SetKept(CornerIndices* indices, uint32_t corner, uint32_t value) {
+    if (indices) (*indices)[corner] = value;
+}
+
 Vec3f Sub(const Vec3f& a, const Vec3f& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 float Dot(const Vec3f& a, const Vec3f& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 Vec3f Cross(const Vec3f& a, const Vec3f& b) {
@@ -483,19 +488,22 @@ bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
         const uint32_t third = face.positions[corners[2]];
         if (face.shadingId >= descriptions.size()) return FailFor("Invalid shading ID in new face");
         const ShadingDescription& shading = descriptions[face.shadingId];
+        // Indices the mesh does not keep are read into scratch: they keep the stream in step.
+        CornerIndices scratch{};
+        CornerIndices* kept = data_.DiffuseOf(faceIndex);
         if (shading.HasDiffuse() &&
             !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
                             Ctx::NewCornerColorGlobal, SplitDiffuse(), data_.diffuseColors.size(), data_.lastDiffuse,
-                            corners, third, 0, 0, face.diffuse, kDiffuseLocal))
+                            corners, third, 0, 0, kept ? *kept : scratch, kDiffuseLocal))
             return false;
+        kept = data_.SpecularOf(faceIndex);
         if (shading.HasSpecular() &&
             !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
                             Ctx::NewCornerColorGlobal, SplitSpecular(), data_.specularColors.size(), data_.lastSpecular,
-                            corners, third, 1, 0, face.specular, kSpecularLocal))
+                            corners, third, 1, 0, kept ? *kept : scratch, kSpecularLocal))
             return false;
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
-            CornerIndices scratch{};
-            CornerIndices* kept = data_.TexCoordsOf(faceIndex, layer);
+            kept = data_.TexCoordsOf(faceIndex, layer);
             CornerIndices& out = kept ? *kept : scratch;
             if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType, Ctx::NewCornerTexLocal,
                                 Ctx::NewCornerTexGlobal, SplitTexCoords(layer), data_.texCoords.size(),
@@ -692,11 +700,12 @@ void UpdateDecoder::ApplyPending() {
             else if (field < Field::Diffuse)
                 face.normals[field - Field::Normal] = value;
             else if (field < Field::Specular)
-                face.diffuse[field - Field::Diffuse] = value;
+                SetKept(data_.DiffuseOf(change.face), field - Field::Diffuse, value);
             else if (field < Field::TexCoord)
-                face.specular[field - Field::Specular] = value;
-            else if (CornerIndices* layer = data_.TexCoordsOf(change.face, (field - Field::TexCoord) / 3))
-                (*layer)[(field - Field::TexCoord) % 3] = value;
+                SetKept(data_.SpecularOf(change.face), field - Field::Specular, value);
+            else
+                SetKept(data_.TexCoordsOf(change.face, (field - Field::TexCoord) / 3), (field - Field::TexCoord) % 3,
+                        value);
         }
     }
     pendingCount_ = 0;

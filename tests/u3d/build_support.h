@@ -59,10 +59,12 @@ struct MeshMaker {
         CLODFace face;
         face.positions = {a, b, c};
         face.normals = {a, b, c};
-        face.diffuse = {a, b, c};
         face.shadingId = shadingId;
-        const CornerIndices layers[] = {{a, b, c}, {c, b, a}};
-        Data().AddFace(face, layers);
+        CLODFaceAttributes attributes;
+        attributes.diffuse = {a, b, c};
+        attributes.texCoords[0] = {a, b, c};
+        attributes.texCoords[1] = {c, b, a};
+        Data().AddFace(face, &attributes);
     }
 };
 

@@ -48,14 +48,16 @@ private:
     uint64_t value_ = 0xcbf29ce484222325ull;
 };
 
-// A face as one record with all eight tex coord layers, zeros for layers the mesh does not
-// keep: the stored hashes were taken of faces in that form.
+// A face as one record with its colours and all eight tex coord layers, zeros for what the
+// mesh does not keep: the stored hashes were taken of faces in that form.
 void HashFace(Fnv1a& hash, const CLODMeshContinuationData& data, uint32_t index) {
     const CLODFace& face = data.primitives[index];
     hash.Bytes(face.positions.data(), sizeof face.positions);
     hash.Bytes(face.normals.data(), sizeof face.normals);
-    hash.Bytes(face.diffuse.data(), sizeof face.diffuse);
-    hash.Bytes(face.specular.data(), sizeof face.specular);
+    const CornerIndices diffuse = data.Diffuse(index);
+    const CornerIndices specular = data.Specular(index);
+    hash.Bytes(diffuse.data(), sizeof diffuse);
+    hash.Bytes(specular.data(), sizeof specular);
     std::array<CornerIndices, ShadingDescription::kMaxLayers> layers{};
     for (uint32_t layer = 0; layer < layers.size(); ++layer) layers[layer] = data.TexCoords(index, layer);
     hash.Bytes(layers.data(), sizeof layers);

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <random>
 #include <set>
-#include <span>
 #include <vector>
 
 #include "mesh_support.h"
@@ -347,6 +346,9 @@ TEST_F(MeshBlocks, RandomBlocksNeverCrashOrOverrunTheDeclaration) {
     }
 }
 
+// Colours and tex coords the meshes of these tests declare, enough for every index they use.
+constexpr uint32_t kAttributeCount = 16;
+
 std::shared_ptr<AuthorMesh> MakeMesh(const std::string& name, uint32_t positions, uint32_t faces,
                                      std::vector<ShadingDescription> shadings) {
     auto data = std::make_shared<CLODMeshData>();
@@ -356,6 +358,7 @@ std::shared_ptr<AuthorMesh> MakeMesh(const std::string& name, uint32_t positions
     data->faceCount = faces;
     data->shadingCount = static_cast<uint32_t>(shadings.size());
     data->shadingDescriptions = std::move(shadings);
+    data->diffuseCount = data->texCoordCount = kAttributeCount;
     return AuthorMesh::Create(data);
 }
 
@@ -409,19 +412,19 @@ TEST(Adjacency, AttributeSetsTakeTheCornerOfThePositionAndRankFromTheTop) {
     auto mesh = MakeMesh("C", 4, 10, {colored, ShadingDescription{}});
     ASSERT_TRUE(mesh);
     auto* data = mesh->ContinuationAs<CLODMeshContinuationData>();
-    CLODFace f0, f1, f2;
-    f0.positions = {0, 1, 2};
-    f0.diffuse = {7, 3, 9};
-    f1.positions = {2, 1, 3};
-    f1.diffuse = {1, 8, 2};
-    f2.positions = {1, 0, 3};
-    f2.shadingId = 1;  // no diffuse: not part of the colour set
-    f2.diffuse = {11, 11, 11};
-    const CornerIndices f0Layer[] = {{4, 5, 6}};
-    for (const CLODFace& f : {f0, f1, f2}) {
-        const uint32_t index = data->primitiveCount;
-        data->AddFace(f, index == 0 ? std::span<const CornerIndices>(f0Layer) : std::span<const CornerIndices>{});
-        for (uint32_t p : f.positions) mesh->adjacencySet.AddFace(p, index);
+    CLODFace added[3];
+    CLODFaceAttributes attributes[3];
+    added[0].positions = {0, 1, 2};
+    attributes[0].diffuse = {7, 3, 9};
+    attributes[0].texCoords[0] = {4, 5, 6};
+    added[1].positions = {2, 1, 3};
+    attributes[1].diffuse = {1, 8, 2};
+    added[2].positions = {1, 0, 3};
+    added[2].shadingId = 1;  // no diffuse: not part of the colour set
+    attributes[2].diffuse = {11, 11, 11};
+    for (uint32_t index = 0; index < 3; ++index) {
+        data->AddFace(added[index], &attributes[index]);
+        for (uint32_t p : added[index].positions) mesh->adjacencySet.AddFace(p, index);
     }
     IndexSet set;
     ASSERT_TRUE(mesh->adjacencySet.GetDiffuseColorSet(1, set));
