@@ -446,6 +446,46 @@ std::vector<uint32_t> Members(const IndexSet& set) { return {set.begin(), set.en
 
 // Sizes on both sides of the small-set path, with few distinct values (the corners around
 // one position) and with many (mostly distinct), plus values at the ends of the u32 range.
+TEST(FaceAttributes, FacesKeepWhatTheirDeclarationCanGiveAndReadZerosBeyond) {
+    ShadingDescription twoLayers, fourLayers;
+    twoLayers.layerCount = 2;
+    fourLayers.layerCount = 4;
+    auto mesh = MakeMesh("K", 4, 10, {twoLayers, fourLayers});  // diffuse and tex coords, no specular
+    ASSERT_TRUE(mesh);
+    auto* data = mesh->ContinuationAs<CLODMeshContinuationData>();
+    EXPECT_EQ(data->KeptLayers(), 4u);
+    constexpr uint32_t kFaces = 3;
+    for (uint32_t face = 0; face < kFaces; ++face) {
+        CLODFaceAttributes attributes;
+        attributes.diffuse = {face, face + 1, face + 2};
+        attributes.specular = {9, 9, 9};
+        for (uint32_t layer = 0; layer < ShadingDescription::kMaxLayers; ++layer)
+            attributes.texCoords[layer] = {face, layer, 7};
+        data->AddFace(CLODFace{}, &attributes);
+    }
+    for (uint32_t face = 0; face < kFaces; ++face) {
+        EXPECT_EQ(data->Diffuse(face), (CornerIndices{face, face + 1, face + 2}));
+        EXPECT_EQ(data->TexCoords(face, 3), (CornerIndices{face, 3, 7}));
+        EXPECT_EQ(data->TexCoords(face, 4), CornerIndices{});
+        EXPECT_EQ(data->Specular(face), CornerIndices{});
+    }
+    EXPECT_EQ(data->SpecularOf(0), nullptr);
+    EXPECT_EQ(data->TexCoordsOf(0, 4), nullptr);
+    EXPECT_EQ(data->TexCoordsOf(kFaces, 0), nullptr);
+
+    // Layers need tex coords to index, and no shading indexes more than kMaxLayers.
+    CLODMeshData declaration;
+    declaration.shadingDescriptions = {fourLayers};
+    CLODMeshContinuationData untextured;
+    untextured.KeepAttributesOf(declaration);
+    EXPECT_EQ(untextured.KeptLayers(), 0u);
+    declaration.texCoordCount = 1;
+    declaration.shadingDescriptions[0].layerCount = ShadingDescription::kMaxLayers + 4;
+    CLODMeshContinuationData layered;
+    layered.KeepAttributesOf(declaration);
+    EXPECT_EQ(layered.KeptLayers(), ShadingDescription::kMaxLayers);
+}
+
 TEST(IndexSet, NormalizeGivesDistinctMembersInDescendingOrder) {
     std::mt19937 random(7);
     IndexSet set;
