@@ -1,6 +1,7 @@
 #include "u3d/CLODMeshData.h"
 
 #include <algorithm>
+#include <span>
 
 #include "util/Logger.h"
 

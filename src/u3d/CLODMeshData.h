@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <vector>
 
 #include "u3d/AuthorMeshData.h"
@@ -56,8 +55,7 @@ struct CLODFace {
 
 // What the progressive updates consult for every face around a position: its corners, its
 // shading, and its unit normal once computed. Those walks touch faces all over the mesh, so
-// the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, where the
-// full face with its colours and tex coords would take up to three.
+// the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, never two.
 struct alignas(32) FaceCorners {
     static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
     static constexpr uint32_t kNormalValid = 1;
@@ -94,7 +92,7 @@ public:
     // Which colour and tex coord indices the faces keep: a colour when the declaration has
     // colours of that kind, as many tex coord layers as any of its shadings uses (capped at
     // kMaxLayers) when it has tex coords. Any other index can only be 0, and room for all
-    // of them was two thirds of the face storage on a plain mesh. Takes effect only before
+    // of them was four fifths of the face storage on a plain mesh. Takes effect only before
     // the first face (Prepare sets it).
     void KeepAttributesOf(const AuthorMeshData& declaration);
     uint32_t KeptLayers() const { return texCoords_.Slots(); }
