@@ -232,7 +232,6 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
         return false;
     }
     const auto& descriptions = declaration_->shadingDescriptions;
-    const auto& faces = continuation_->primitives;
     const auto& records = continuation_->faceCorners;
     for (uint32_t faceIndex : faceSet) {
         // The shading and the corner come from the compact record; the full face is read
@@ -250,11 +249,10 @@ bool AdjacencySet::GetAttributeSet(Attribute attribute, uint32_t layer, uint32_t
             Logger::Log(LogLevel::Error, "AdjacencySet::%s: bad position index", name);
             continue;
         }
-        const CLODFace& face = faces[faceIndex];
         switch (attribute) {
-            case Attribute::Diffuse: setOut.Append(face.diffuse[corner]); break;
-            case Attribute::Specular: setOut.Append(face.specular[corner]); break;
-            case Attribute::TexCoord: setOut.Append(face.texCoords[layer][corner]); break;
+            case Attribute::Diffuse: setOut.Append(continuation_->Diffuse(faceIndex)[corner]); break;
+            case Attribute::Specular: setOut.Append(continuation_->Specular(faceIndex)[corner]); break;
+            case Attribute::TexCoord: setOut.Append(continuation_->TexCoords(faceIndex, layer)[corner]); break;
         }
     }
     setOut.Normalize();

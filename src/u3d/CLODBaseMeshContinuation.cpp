@@ -72,10 +72,10 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
 
     const bool hasNormals = declaration->HasNormals();
     const auto& descriptions = declaration->shadingDescriptions;
-    continuation->primitives.reserve(faceCount);
-    continuation->faceCorners.reserve(faceCount);
+    continuation->ReserveFaces(faceCount);
     for (uint32_t i = 0; i < faceCount; ++i) {
         CLODFace face;
+        CLODFaceAttributes attributes;
         face.shadingId = reader.ReadCompressedU32(1);
         if (face.shadingId >= declaration->shadingCount || face.shadingId >= descriptions.size()) {
             Logger::Log(LogLevel::Error, "Invalid shading ID for AuthorMesh '%s'", name);
@@ -86,12 +86,12 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
         for (int c = 0; c < 3 && ok; ++c) {
             ok = ReadIndex(reader, positionCount, face.positions[c]);
             if (hasNormals) ok = ReadIndex(reader, normalCount, face.normals[c]) && ok;
-            if (shading.HasDiffuse()) ok = ReadIndex(reader, diffuseCount, face.diffuse[c]) && ok;
-            if (shading.HasSpecular()) ok = ReadIndex(reader, specularCount, face.specular[c]) && ok;
+            if (shading.HasDiffuse()) ok = ReadIndex(reader, diffuseCount, attributes.diffuse[c]) && ok;
+            if (shading.HasSpecular()) ok = ReadIndex(reader, specularCount, attributes.specular[c]) && ok;
             for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
                 uint32_t index = 0;
                 ok = ReadIndex(reader, texCoordCount, index) && ok;
-                if (layer < ShadingDescription::kMaxLayers) face.texCoords[layer][c] = index;
+                if (layer < ShadingDescription::kMaxLayers) attributes.texCoords[layer][c] = index;
             }
         }
         if (!ok || reader.Exhausted()) {
@@ -100,7 +100,7 @@ bool CLODBaseMeshContinuation::ReadMeshSpecificData(BitStreamReader& reader, Aut
             return false;
         }
         const uint32_t faceIndex = continuation->primitiveCount;
-        continuation->AddFace(face);
+        continuation->AddFace(face, &attributes);
         for (uint32_t p : face.positions) mesh.adjacencySet.AddFace(p, faceIndex);
     }
     return true;

@@ -164,6 +164,8 @@ void FillCLODRows(CLODPlan& plan, const MeshCreationInfo& info, float* const* ro
         float* out = cursors[id];
         cursors[id] += size_t(layout.stride) * 3;
 
+        const CornerIndices faceDiffuse = cont.Diffuse(f);
+        const CornerIndices faceSpecular = cont.Specular(f);
         float flat[3] = {0.0f, 0.0f, 0.0f};
         if (generateNormals) {
             float p[3][3];
@@ -191,10 +193,10 @@ void FillCLODRows(CLODPlan& plan, const MeshCreationInfo& info, float* const* ro
                     CopyOr0(n, normals, face.normals[c], 3);
                 }
             }
-            if (layout.diffuse >= 0) CopyOr0(out + layout.diffuse, diffuse, face.diffuse[c], 4);
-            if (layout.specular >= 0) CopyOr0(out + layout.specular, specular, face.specular[c], 4);
+            if (layout.diffuse >= 0) CopyOr0(out + layout.diffuse, diffuse, faceDiffuse[c], 4);
+            if (layout.specular >= 0) CopyOr0(out + layout.specular, specular, faceSpecular[c], 4);
             for (uint32_t layer = 0; layer < layout.layers; ++layer)
-                CopyOr0(out + layout.texCoord + 2 * layer, texCoords, face.texCoords[layer][c], 2);
+                CopyOr0(out + layout.texCoord + 2 * layer, texCoords, cont.TexCoords(f, layer)[c], 2);
         }
     }
     for (uint32_t id = 0; id < shadingCount; ++id) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "u3d/AuthorMeshData.h"
+#include "u3d/FaceCornerTable.h"
 #include "u3d/PendingNormals.h"
 
 namespace Velmora::U3D {
@@ -37,12 +38,11 @@ public:
     float normalTolerance = 0.0f;
 };
 
+// The indices every face has. Colour and tex coord indices, which only some meshes have,
+// the continuation keeps apart.
 struct CLODFace {
-    std::array<uint32_t, 3> positions{};
-    std::array<uint32_t, 3> normals{};
-    std::array<uint32_t, 3> diffuse{};
-    std::array<uint32_t, 3> specular{};
-    std::array<std::array<uint32_t, 3>, ShadingDescription::kMaxLayers> texCoords{};
+    CornerIndices positions{};
+    CornerIndices normals{};
     uint32_t shadingId = 0;
 
     // Corner (0..2) at which `position` stands, or -1.
@@ -55,8 +55,7 @@ struct CLODFace {
 
 // What the progressive updates consult for every face around a position: its corners, its
 // shading, and its unit normal once computed. Those walks touch faces all over the mesh, so
-// the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, where the
-// 148-byte CLODFace would take up to three.
+// the record is kept to 32 bytes on a 32-byte boundary: one cache line per face, never two.
 struct alignas(32) FaceCorners {
     static constexpr uint32_t kNormalStale = 0;  // not computed since the corners last changed
     static constexpr uint32_t kNormalValid = 1;
@@ -68,6 +67,14 @@ struct alignas(32) FaceCorners {
     uint32_t normalState = kNormalStale;
 };
 static_assert(sizeof(FaceCorners) == 32);
+
+// A face's colour and tex coord indices as read, before the continuation keeps those the
+// mesh can use.
+struct CLODFaceAttributes {
+    CornerIndices diffuse{};
+    CornerIndices specular{};
+    std::array<CornerIndices, ShadingDescription::kMaxLayers> texCoords{};
+};
 
 class CLODMeshContinuationData : public AuthorMeshContinuationData {
 public:
@@ -82,13 +89,34 @@ public:
     // forgets the face's normal.
     std::vector<FaceCorners> faceCorners;
 
-    void AddFace(const CLODFace& face) {
+    // Which colour and tex coord indices the faces keep: a colour when the declaration has
+    // colours of that kind, as many tex coord layers as any of its shadings uses (capped at
+    // kMaxLayers) when it has tex coords. Any other index can only be 0, and room for all
+    // of them was four fifths of the face storage on a plain mesh. Takes effect only before
+    // the first face (Prepare sets it).
+    void KeepAttributesOf(const AuthorMeshData& declaration);
+    uint32_t KeptLayers() const { return texCoords_.Slots(); }
+    // Room for `faces` faces in all per-face records.
+    void ReserveFaces(size_t faces);
+
+    // Appends a face with the colour and tex coord indices the mesh keeps of `attributes`
+    // (all zero without).
+    void AddFace(const CLODFace& face, const CLODFaceAttributes* attributes = nullptr) {
         primitives.push_back(face);
         FaceCorners& corners = faceCorners.emplace_back();
         corners.positions = face.positions;
         corners.shadingId = face.shadingId;
+        AddFaceAttributes(attributes);
         ++primitiveCount;
     }
+    // A face's colour or tex coord indices; those the mesh does not keep read as index 0.
+    CornerIndices Diffuse(uint32_t face) const { return diffuse_.Get(face, 0); }
+    CornerIndices Specular(uint32_t face) const { return specular_.Get(face, 0); }
+    CornerIndices TexCoords(uint32_t face, uint32_t layer) const { return texCoords_.Get(face, layer); }
+    // Where they are stored, or null for those the mesh does not keep.
+    CornerIndices* DiffuseOf(uint32_t face) { return diffuse_.Find(face, 0); }
+    CornerIndices* SpecularOf(uint32_t face) { return specular_.Find(face, 0); }
+    CornerIndices* TexCoordsOf(uint32_t face, uint32_t layer) { return texCoords_.Find(face, layer); }
     void SetFacePosition(uint32_t face, int corner, uint32_t position) {
         primitives[face].positions[corner] = position;
         faceCorners[face].positions[corner] = position;
@@ -110,6 +138,13 @@ public:
     // the load is complete. Before that, the normals they stand for are zero.
     PendingNormals pendingNormals;
     void ResolveNormals() { pendingNormals.Resolve(primitives, normals); }
+
+private:
+    void AddFaceAttributes(const CLODFaceAttributes* attributes);
+
+    FaceCornerTable diffuse_;
+    FaceCornerTable specular_;
+    FaceCornerTable texCoords_;  // slot per layer
 };
 
 }  // namespace Velmora::U3D

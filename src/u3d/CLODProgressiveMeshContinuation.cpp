@@ -62,6 +62,11 @@ struct PendingChange {
     }
 };
 
+// A corner of indices the mesh keeps; nothing for those it does not (null).
+void SetKept(CornerIndices* indices, uint32_t corner, uint32_t value) {
+    if (indices) (*indices)[corner] = value;
+}
+
 Vec3f Sub(const Vec3f& a, const Vec3f& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 float Dot(const Vec3f& a, const Vec3f& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 Vec3f Cross(const Vec3f& a, const Vec3f& b) {
@@ -219,8 +224,7 @@ bool UpdateDecoder::Run() {
     // what this block can carry.
     const uint64_t faceRoom =
         std::min<uint64_t>(declaration_.faceCount, data_.primitiveCount + MaxFacesForBlock(reader_.ByteSize()));
-    if (data_.primitives.capacity() < faceRoom) data_.primitives.reserve(faceRoom);
-    if (data_.faceCorners.capacity() < faceRoom) data_.faceCorners.reserve(faceRoom);
+    data_.ReserveFaces(faceRoom);
     normals_.BeginBlock(data_.primitives, data_.normals);
     marks_.assign(size_t(end) + 1, 0);
 
@@ -484,19 +488,23 @@ bool UpdateDecoder::ReadNewFaceAttributes(uint32_t count) {
         const uint32_t third = face.positions[corners[2]];
         if (face.shadingId >= descriptions.size()) return FailFor("Invalid shading ID in new face");
         const ShadingDescription& shading = descriptions[face.shadingId];
+        // Indices the mesh does not keep are read into scratch: they keep the stream in step.
+        CornerIndices scratch{};
+        CornerIndices* kept = data_.DiffuseOf(faceIndex);
         if (shading.HasDiffuse() &&
             !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
                             Ctx::NewCornerColorGlobal, SplitDiffuse(), data_.diffuseColors.size(), data_.lastDiffuse,
-                            corners, third, 0, 0, face.diffuse, kDiffuseLocal))
+                            corners, third, 0, 0, kept ? *kept : scratch, kDiffuseLocal))
             return false;
+        kept = data_.SpecularOf(faceIndex);
         if (shading.HasSpecular() &&
             !ReadNewCorners(Ctx::NewFaceColorFlags, Ctx::NewCornerColorType, Ctx::NewCornerColorLocal,
                             Ctx::NewCornerColorGlobal, SplitSpecular(), data_.specularColors.size(), data_.lastSpecular,
-                            corners, third, 1, 0, face.specular, kSpecularLocal))
+                            corners, third, 1, 0, kept ? *kept : scratch, kSpecularLocal))
             return false;
         for (uint32_t layer = 0; layer < shading.layerCount; ++layer) {
-            std::array<uint32_t, 3> scratch{};
-            auto& out = layer < ShadingDescription::kMaxLayers ? face.texCoords[layer] : scratch;
+            kept = data_.TexCoordsOf(faceIndex, layer);
+            CornerIndices& out = kept ? *kept : scratch;
             if (!ReadNewCorners(Ctx::NewFaceTexFlags, Ctx::NewCornerTexType, Ctx::NewCornerTexLocal,
                                 Ctx::NewCornerTexGlobal, SplitTexCoords(layer), data_.texCoords.size(),
                                 data_.lastTexCoord, corners, third, 2, layer, out, kTexLocal))
@@ -692,11 +700,12 @@ void UpdateDecoder::ApplyPending() {
             else if (field < Field::Diffuse)
                 face.normals[field - Field::Normal] = value;
             else if (field < Field::Specular)
-                face.diffuse[field - Field::Diffuse] = value;
+                SetKept(data_.DiffuseOf(change.face), field - Field::Diffuse, value);
             else if (field < Field::TexCoord)
-                face.specular[field - Field::Specular] = value;
+                SetKept(data_.SpecularOf(change.face), field - Field::Specular, value);
             else
-                face.texCoords[(field - Field::TexCoord) / 3][(field - Field::TexCoord) % 3] = value;
+                SetKept(data_.TexCoordsOf(change.face, (field - Field::TexCoord) / 3), (field - Field::TexCoord) % 3,
+                        value);
         }
     }
     pendingCount_ = 0;

@@ -30,18 +30,19 @@ bool ToCLOD(const AuthorMesh& mesh, CLODMeshData& decl, CLODMeshContinuationData
     cont.texCoords = std::move(rhCont->texCoords);
     const uint32_t faces =
         rhCont->primitiveCount < rhCont->faces.size() ? rhCont->primitiveCount : uint32_t(rhCont->faces.size());
-    cont.primitives.reserve(faces);
-    cont.faceCorners.reserve(faces);
+    cont.KeepAttributesOf(decl);
+    cont.ReserveFaces(faces);
     for (uint32_t i = 0; i < faces; ++i) {
         const RHCFace& rh = rhCont->faces[i];
         CLODFace face;
         face.positions = rh.positions;
         face.normals = rh.normals;
-        face.diffuse = rh.diffuse;
-        face.specular = rh.specular;
-        face.texCoords[0] = rh.texCoords;
         face.shadingId = i < rhCont->faceGroups.size() ? rhCont->faceGroups[i] : 0;
-        cont.AddFace(face);
+        CLODFaceAttributes attributes;
+        attributes.diffuse = rh.diffuse;
+        attributes.specular = rh.specular;
+        attributes.texCoords[0] = rh.texCoords;
+        cont.AddFace(face, &attributes);
     }
     rhCont->faces = {};
     rhCont->faceGroups = {};

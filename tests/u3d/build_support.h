@@ -34,7 +34,7 @@ inline std::string TestFile(const std::string& name) { return std::string(KESTRU
 
 // A CLOD mesh whose positions are given, with one shading description per entry of `layers`
 // (its tex coord layer count). Faces are added with AddFace (which bypasses the reader's
-// bookkeeping: only the face records matter to the builder).
+// adjacency bookkeeping: only the face records matter to the builder).
 struct MeshMaker {
     std::shared_ptr<CLODMeshData> decl = std::make_shared<CLODMeshData>();
     std::shared_ptr<AuthorMesh> mesh;
@@ -59,12 +59,12 @@ struct MeshMaker {
         CLODFace face;
         face.positions = {a, b, c};
         face.normals = {a, b, c};
-        face.diffuse = {a, b, c};
-        face.texCoords[0] = {a, b, c};
-        face.texCoords[1] = {c, b, a};
         face.shadingId = shadingId;
-        Data().primitives.push_back(face);
-        ++Data().primitiveCount;
+        CLODFaceAttributes attributes;
+        attributes.diffuse = {a, b, c};
+        attributes.texCoords[0] = {a, b, c};
+        attributes.texCoords[1] = {c, b, a};
+        Data().AddFace(face, &attributes);
     }
 };
 

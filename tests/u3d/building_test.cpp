@@ -78,10 +78,10 @@ TEST(CLODMeshBuild, SingleShadingIdIsSizedForDeclaredFacesWithZeroTail) {
 
 TEST(CLODMeshBuild, SeveralShadingIdsGetOneBufferEachWithTheirOwnLayout) {
     MeshMaker maker("multi", 2, {0, 2});
-    AddSquare(maker, 1);
-    auto& data = maker.Data();
     maker.decl->diffuseCount = 4;
     maker.decl->texCoordCount = 4;
+    AddSquare(maker, 1);
+    auto& data = maker.Data();
     data.diffuseColors = {{1, 0, 0, 1}, {0, 1, 0, 1}, {0, 0, 1, 1}, {1, 1, 1, 1}};
     data.texCoords = {{0, 0, 0, 0}, {0.5f, 0, 0, 0}, {0.5f, 0.5f, 0, 0}, {0, 0.5f, 0, 0}};
     MeshCreationInfo info;

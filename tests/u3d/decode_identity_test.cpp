@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -47,12 +48,19 @@ private:
     uint64_t value_ = 0xcbf29ce484222325ull;
 };
 
-void HashFace(Fnv1a& hash, const CLODFace& face) {
+// A face as one record with its colours and all eight tex coord layers, zeros for what the
+// mesh does not keep: the stored hashes were taken of faces in that form.
+void HashFace(Fnv1a& hash, const CLODMeshContinuationData& data, uint32_t index) {
+    const CLODFace& face = data.primitives[index];
     hash.Bytes(face.positions.data(), sizeof face.positions);
     hash.Bytes(face.normals.data(), sizeof face.normals);
-    hash.Bytes(face.diffuse.data(), sizeof face.diffuse);
-    hash.Bytes(face.specular.data(), sizeof face.specular);
-    hash.Bytes(face.texCoords.data(), sizeof face.texCoords);
+    const CornerIndices diffuse = data.Diffuse(index);
+    const CornerIndices specular = data.Specular(index);
+    hash.Bytes(diffuse.data(), sizeof diffuse);
+    hash.Bytes(specular.data(), sizeof specular);
+    std::array<CornerIndices, ShadingDescription::kMaxLayers> layers{};
+    for (uint32_t layer = 0; layer < layers.size(); ++layer) layers[layer] = data.TexCoords(index, layer);
+    hash.Bytes(layers.data(), sizeof layers);
     hash.U64(face.shadingId);
 }
 
@@ -72,7 +80,7 @@ uint64_t HashMeshes(const AuthorMeshPool& pool) {
         hash.U64(data->primitiveCount);
         if (const auto* clod = mesh->ContinuationAs<CLODMeshContinuationData>()) {
             hash.U64(clod->primitives.size());
-            for (const CLODFace& face : clod->primitives) HashFace(hash, face);
+            for (uint32_t face = 0; face < clod->primitives.size(); ++face) HashFace(hash, *clod, face);
         }
     }
     for (const auto& [name, mesh] : pool.removedMeshes) hash.Bytes(name.data(), name.size());

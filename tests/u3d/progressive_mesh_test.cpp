@@ -346,6 +346,9 @@ TEST_F(MeshBlocks, RandomBlocksNeverCrashOrOverrunTheDeclaration) {
     }
 }
 
+// Colours and tex coords the meshes of these tests declare, enough for every index they use.
+constexpr uint32_t kAttributeCount = 16;
+
 std::shared_ptr<AuthorMesh> MakeMesh(const std::string& name, uint32_t positions, uint32_t faces,
                                      std::vector<ShadingDescription> shadings) {
     auto data = std::make_shared<CLODMeshData>();
@@ -355,6 +358,7 @@ std::shared_ptr<AuthorMesh> MakeMesh(const std::string& name, uint32_t positions
     data->faceCount = faces;
     data->shadingCount = static_cast<uint32_t>(shadings.size());
     data->shadingDescriptions = std::move(shadings);
+    data->diffuseCount = data->texCoordCount = kAttributeCount;
     return AuthorMesh::Create(data);
 }
 
@@ -408,19 +412,19 @@ TEST(Adjacency, AttributeSetsTakeTheCornerOfThePositionAndRankFromTheTop) {
     auto mesh = MakeMesh("C", 4, 10, {colored, ShadingDescription{}});
     ASSERT_TRUE(mesh);
     auto* data = mesh->ContinuationAs<CLODMeshContinuationData>();
-    CLODFace f0, f1, f2;
-    f0.positions = {0, 1, 2};
-    f0.diffuse = {7, 3, 9};
-    f0.texCoords[0] = {4, 5, 6};
-    f1.positions = {2, 1, 3};
-    f1.diffuse = {1, 8, 2};
-    f2.positions = {1, 0, 3};
-    f2.shadingId = 1;  // no diffuse: not part of the colour set
-    f2.diffuse = {11, 11, 11};
-    for (const CLODFace& f : {f0, f1, f2}) {
-        const uint32_t index = data->primitiveCount;
-        data->AddFace(f);
-        for (uint32_t p : f.positions) mesh->adjacencySet.AddFace(p, index);
+    CLODFace added[3];
+    CLODFaceAttributes attributes[3];
+    added[0].positions = {0, 1, 2};
+    attributes[0].diffuse = {7, 3, 9};
+    attributes[0].texCoords[0] = {4, 5, 6};
+    added[1].positions = {2, 1, 3};
+    attributes[1].diffuse = {1, 8, 2};
+    added[2].positions = {1, 0, 3};
+    added[2].shadingId = 1;  // no diffuse: not part of the colour set
+    attributes[2].diffuse = {11, 11, 11};
+    for (uint32_t index = 0; index < 3; ++index) {
+        data->AddFace(added[index], &attributes[index]);
+        for (uint32_t p : added[index].positions) mesh->adjacencySet.AddFace(p, index);
     }
     IndexSet set;
     ASSERT_TRUE(mesh->adjacencySet.GetDiffuseColorSet(1, set));
@@ -442,6 +446,46 @@ std::vector<uint32_t> Members(const IndexSet& set) { return {set.begin(), set.en
 
 // Sizes on both sides of the small-set path, with few distinct values (the corners around
 // one position) and with many (mostly distinct), plus values at the ends of the u32 range.
+TEST(FaceAttributes, FacesKeepWhatTheirDeclarationCanGiveAndReadZerosBeyond) {
+    ShadingDescription twoLayers, fourLayers;
+    twoLayers.layerCount = 2;
+    fourLayers.layerCount = 4;
+    auto mesh = MakeMesh("K", 4, 10, {twoLayers, fourLayers});  // diffuse and tex coords, no specular
+    ASSERT_TRUE(mesh);
+    auto* data = mesh->ContinuationAs<CLODMeshContinuationData>();
+    EXPECT_EQ(data->KeptLayers(), 4u);
+    constexpr uint32_t kFaces = 3;
+    for (uint32_t face = 0; face < kFaces; ++face) {
+        CLODFaceAttributes attributes;
+        attributes.diffuse = {face, face + 1, face + 2};
+        attributes.specular = {9, 9, 9};
+        for (uint32_t layer = 0; layer < ShadingDescription::kMaxLayers; ++layer)
+            attributes.texCoords[layer] = {face, layer, 7};
+        data->AddFace(CLODFace{}, &attributes);
+    }
+    for (uint32_t face = 0; face < kFaces; ++face) {
+        EXPECT_EQ(data->Diffuse(face), (CornerIndices{face, face + 1, face + 2}));
+        EXPECT_EQ(data->TexCoords(face, 3), (CornerIndices{face, 3, 7}));
+        EXPECT_EQ(data->TexCoords(face, 4), CornerIndices{});
+        EXPECT_EQ(data->Specular(face), CornerIndices{});
+    }
+    EXPECT_EQ(data->SpecularOf(0), nullptr);
+    EXPECT_EQ(data->TexCoordsOf(0, 4), nullptr);
+    EXPECT_EQ(data->TexCoordsOf(kFaces, 0), nullptr);
+
+    // Layers need tex coords to index, and no shading indexes more than kMaxLayers.
+    CLODMeshData declaration;
+    declaration.shadingDescriptions = {fourLayers};
+    CLODMeshContinuationData untextured;
+    untextured.KeepAttributesOf(declaration);
+    EXPECT_EQ(untextured.KeptLayers(), 0u);
+    declaration.texCoordCount = 1;
+    declaration.shadingDescriptions[0].layerCount = ShadingDescription::kMaxLayers + 4;
+    CLODMeshContinuationData layered;
+    layered.KeepAttributesOf(declaration);
+    EXPECT_EQ(layered.KeptLayers(), ShadingDescription::kMaxLayers);
+}
+
 TEST(IndexSet, NormalizeGivesDistinctMembersInDescendingOrder) {
     std::mt19937 random(7);
     IndexSet set;
