@@ -155,9 +155,12 @@ const char* StreamTypeName(SceneStreamType type) { return type == SceneStreamTyp
 
 struct PdfDocument::Impl {
     QPDF pdf;
+    std::string memory;  // the document's bytes when it was opened from memory
     std::vector<QPDFObjectHandle> annotations;
     std::vector<PdfAnnotationInfo> infos;
 
+    template <typename Process>
+    bool Load(Process process, std::string& error);
     void FindAnnotations();
     bool Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error);
 };
@@ -209,11 +212,12 @@ bool PdfDocument::IsPdf(const std::string& path) {
     return head.find(kPdfHeader) != std::string::npos;
 }
 
-bool PdfDocument::Open(const std::string& path, std::string& error) {
+template <typename Process>
+bool PdfDocument::Impl::Load(Process process, std::string& error) {
     try {
-        impl_->pdf.setSuppressWarnings(true);
-        impl_->pdf.processFile(path.c_str());
-        impl_->FindAnnotations();
+        pdf.setSuppressWarnings(true);
+        process(pdf);
+        FindAnnotations();
     } catch (const QPDFExc& e) {
         error = e.getErrorCode() == qpdf_e_password ? "the document is encrypted and needs a password"
                                                     : "not a readable PDF: " + e.getMessageDetail();
@@ -222,11 +226,21 @@ bool PdfDocument::Open(const std::string& path, std::string& error) {
         error = std::string("not a readable PDF: ") + e.what();
         return false;
     }
-    if (impl_->infos.empty()) {
+    if (infos.empty()) {
         error = "the document has no 3D annotations";
         return false;
     }
     return true;
+}
+
+bool PdfDocument::Open(const std::string& path, std::string& error) {
+    return impl_->Load([&path](QPDF& pdf) { pdf.processFile(path.c_str()); }, error);
+}
+
+bool PdfDocument::OpenBytes(std::string bytes, std::string& error) {
+    impl_->memory = std::move(bytes);
+    const std::string& memory = impl_->memory;
+    return impl_->Load([&memory](QPDF& pdf) { pdf.processMemoryFile("memory", memory.data(), memory.size()); }, error);
 }
 
 const std::vector<PdfAnnotationInfo>& PdfDocument::Annotations() const { return impl_->infos; }
