@@ -21,6 +21,13 @@ constexpr int kMaxReferenceDepth = 8;
 // The library takes at most a 32-bit byte count; a stream that inflates beyond it is refused
 // before it can exhaust memory.
 constexpr size_t kMaxSceneBytes = std::numeric_limits<uint32_t>::max();
+// Real documents hold a few 3D annotations with tens of views each. Pages may share one
+// /Annots array and views one long name, so what a small document lists can grow as the
+// square of its size; beyond these bounds a document is refused before the listing does.
+constexpr size_t kMaxAnnotationEntries = size_t(1) << 20;  // of all /Annots arrays together
+constexpr size_t kMaxAnnotations = 256;                    // 3D ones
+constexpr size_t kMaxViews = 256;                          // of one 3D stream
+constexpr size_t kMaxListedBytes = size_t(16) << 20;       // all annotation and view names
 constexpr char kPdfHeader[] = "%PDF-";
 constexpr size_t kHeaderSearchBytes = 1024;
 
@@ -161,34 +168,65 @@ struct PdfDocument::Impl {
 
     template <typename Process>
     bool Load(Process process, std::string& error);
-    void FindAnnotations();
+    bool FindAnnotations(std::string& error);
+    bool ListAnnotation(QPDFObjectHandle annotation, int pageNumber, size_t& listedBytes, std::string& error);
     bool Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error);
 };
 
-void PdfDocument::Impl::FindAnnotations() {
+bool PdfDocument::Impl::FindAnnotations(std::string& error) {
+    size_t entries = 0;
+    size_t listedBytes = 0;
     int pageNumber = 0;
     for (QPDFPageObjectHelper& page : QPDFPageDocumentHelper(pdf).getAllPages()) {
         ++pageNumber;
         QPDFObjectHandle list = page.getObjectHandle().getKey("/Annots");
         if (!list.isArray()) continue;
+        entries += static_cast<size_t>(list.getArrayNItems());
+        if (entries > kMaxAnnotationEntries) {
+            error = "the document has more than " + std::to_string(kMaxAnnotationEntries) + " annotations";
+            return false;
+        }
         for (QPDFObjectHandle annotation : list.aitems()) {
             if (!annotation.isDictionary()) continue;
             QPDFObjectHandle subtype = annotation.getKey("/Subtype");
             if (!subtype.isName() || subtype.getName() != "/3D") continue;
-            QPDFObjectHandle stream = SceneStream(annotation);
-            PdfAnnotationInfo info;
-            info.page = pageNumber;
-            info.name = AnnotationName(annotation);
-            info.streamType = StreamTypeText(stream);
-            QPDFObjectHandle views = Views(stream);
-            for (int i = 0; i < views.getArrayNItems(); ++i)
-                info.viewNames.push_back(ViewName(views.getArrayItem(i), size_t(i)));
-            if (std::optional<ChosenView> chosen = DefaultView(annotation, stream))
-                info.defaultView = ViewName(chosen->view, chosen->index.value_or(0));
-            annotations.push_back(annotation);
-            infos.push_back(std::move(info));
+            if (infos.size() == kMaxAnnotations) {
+                error = "the document has more than " + std::to_string(kMaxAnnotations) + " 3D annotations";
+                return false;
+            }
+            if (!ListAnnotation(annotation, pageNumber, listedBytes, error)) return false;
         }
     }
+    return true;
+}
+
+bool PdfDocument::Impl::ListAnnotation(QPDFObjectHandle annotation, int pageNumber, size_t& listedBytes,
+                                       std::string& error) {
+    QPDFObjectHandle stream = SceneStream(annotation);
+    QPDFObjectHandle views = Views(stream);
+    if (static_cast<size_t>(views.getArrayNItems()) > kMaxViews) {
+        error = "a 3D stream has more than " + std::to_string(kMaxViews) + " views";
+        return false;
+    }
+    PdfAnnotationInfo info;
+    info.page = pageNumber;
+    info.name = AnnotationName(annotation);
+    info.streamType = StreamTypeText(stream);
+    listedBytes += info.name.size();
+    for (int i = 0; i < views.getArrayNItems() && listedBytes <= kMaxListedBytes; ++i) {
+        info.viewNames.push_back(ViewName(views.getArrayItem(i), size_t(i)));
+        listedBytes += info.viewNames.back().size();
+    }
+    if (listedBytes > kMaxListedBytes) {
+        error = "the names of the document's 3D annotations and views exceed " + std::to_string(kMaxListedBytes >> 20) +
+                " MiB";
+        return false;
+    }
+    if (std::optional<ChosenView> chosen = DefaultView(annotation, stream))
+        info.defaultView = ViewName(chosen->view, chosen->index.value_or(0));
+    annotations.push_back(annotation);
+    infos.push_back(std::move(info));
+    return true;
 }
 
 bool PdfDocument::Impl::Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error) {
@@ -217,7 +255,7 @@ bool PdfDocument::Impl::Load(Process process, std::string& error) {
     try {
         pdf.setSuppressWarnings(true);
         process(pdf);
-        FindAnnotations();
+        if (!FindAnnotations(error)) return false;
     } catch (const QPDFExc& e) {
         error = e.getErrorCode() == qpdf_e_password ? "the document is encrypted and needs a password"
                                                     : "not a readable PDF: " + e.getMessageDetail();
