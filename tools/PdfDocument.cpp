@@ -1,11 +1,14 @@
 #include "PdfDocument.h"
 
 #include <qpdf/Pipeline.hh>
+#include <qpdf/Pl_Count.hh>
+#include <qpdf/Pl_Discard.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <limits>
@@ -21,6 +24,12 @@ constexpr int kMaxReferenceDepth = 8;
 // The library takes at most a 32-bit byte count; a stream that inflates beyond it is refused
 // before it can exhaust memory.
 constexpr size_t kMaxSceneBytes = std::numeric_limits<uint32_t>::max();
+// One deflate pass expands its input at most 1032 times. Chained filters can go far beyond:
+// a few kilobytes of twice-deflated zeros fill gigabytes. No scene compresses that well, so a
+// stream may decode to this many times its stored size and no more.
+constexpr size_t kMaxInflation = 1032;
+// Below this many stored bytes the ratio is not applied, so that tiny streams stay readable.
+constexpr size_t kInflationFloorBytes = 4096;
 // Real documents hold a few 3D annotations with tens of views each. Pages may share one
 // /Annots array and views one long name, so what a small document lists can grow as the
 // square of its size; beyond these bounds a document is refused before the listing does.
@@ -46,6 +55,15 @@ private:
     std::vector<uint8_t>& out_;
     size_t limit_;
 };
+
+// The decoded size a stream may reach, after its stored size.
+size_t DecodedLimit(QPDFObjectHandle stream) {
+    Pl_Discard discard;
+    Pl_Count counter("kestrum stored size", &discard);
+    stream.pipeStreamData(&counter, 0, qpdf_dl_none, true);
+    const size_t stored = std::max(static_cast<size_t>(counter.getCount()), kInflationFloorBytes);
+    return stored > kMaxSceneBytes / kMaxInflation ? kMaxSceneBytes : stored * kMaxInflation;
+}
 
 QPDFObjectHandle SceneStream(QPDFObjectHandle annotation) {
     QPDFObjectHandle target = annotation.getKey("/3DD");
@@ -230,7 +248,7 @@ bool PdfDocument::Impl::ListAnnotation(QPDFObjectHandle annotation, int pageNumb
 }
 
 bool PdfDocument::Impl::Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error) {
-    LimitedBuffer buffer(bytes, kMaxSceneBytes);
+    LimitedBuffer buffer(bytes, DecodedLimit(stream));
     bool filtered = false;
     if (!stream.pipeStreamData(&buffer, &filtered, 0, qpdf_dl_all, true) || !filtered) {
         error = "its 3D stream cannot be decoded";

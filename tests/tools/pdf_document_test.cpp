@@ -3,12 +3,15 @@
 // document's count.
 
 #include <gtest/gtest.h>
+#include <qpdf/Pl_Flate.hh>
+#include <qpdf/Pl_String.hh>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "PdfDocument.h"
@@ -42,28 +45,38 @@ std::string Repeated(const std::string& text, size_t count) {
     return out;
 }
 
-// One page whose /Annots is `annots`; object 4 is a 3D annotation of the U3D stream 5 with the
-// views `views`; further objects follow from 6.
-std::string SceneDocument(const std::string& annots, const std::string& views,
-                          const std::vector<std::string>& more = {}, const std::string& box = "/Rect [0 0 400 300]") {
-    const std::string scene = std::string("U3D") + '\0' + "scene";
+// One page whose /Annots is `annots`; object 4 is a 3D annotation with the view box `box` of
+// the U3D stream 5, which holds `data` under `filter` and the views `views`; `more` objects
+// follow from 6.
+struct SceneParts {
+    std::string annots = "[4 0 R]";
+    std::string views = "[]";
+    std::vector<std::string> more;
+    std::string box = "/Rect [0 0 400 300]";
+    std::string filter;
+    std::string data = std::string("U3D") + '\0' + "scene";
+};
+
+std::string SceneDocument(const SceneParts& parts) {
     std::vector<std::string> objects{
         "<< /Type /Catalog /Pages 2 0 R >>",
         "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 400 300] /Annots " + annots + " >>",
-        "<< /Type /Annot /Subtype /3D " + box + " /NM (Scene) /3DD 5 0 R /3DV /F >>",
-        "<< /Type /3D /Subtype /U3D /VA " + views + " /Length " + std::to_string(scene.size()) + " >>\nstream\n" +
-            scene + "\nendstream",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 400 300] /Annots " + parts.annots + " >>",
+        "<< /Type /Annot /Subtype /3D " + parts.box + " /NM (Scene) /3DD 5 0 R /3DV /F >>",
+        "<< /Type /3D /Subtype /U3D /VA " + parts.views + parts.filter + " /Length " +
+            std::to_string(parts.data.size()) + " >>\nstream\n" + parts.data + "\nendstream",
     };
-    objects.insert(objects.end(), more.begin(), more.end());
+    objects.insert(objects.end(), parts.more.begin(), parts.more.end());
     return MakePdf(objects);
 }
 
 TEST(PdfDocument, ReadsAnnotationsAndViewsFromMemory) {
+    SceneParts parts;
+    parts.views = "[<< /XN (Front) >> 6 0 R]";
+    parts.more = {"<< /IN (back) >>"};
     PdfDocument document;
     std::string error;
-    ASSERT_TRUE(document.OpenBytes(SceneDocument("[4 0 R]", "[<< /XN (Front) >> 6 0 R]", {"<< /IN (back) >>"}), error))
-        << error;
+    ASSERT_TRUE(document.OpenBytes(SceneDocument(parts), error)) << error;
     ASSERT_EQ(document.Annotations().size(), 1u);
     EXPECT_EQ(document.Annotations()[0].name, "Scene");
     EXPECT_EQ(document.Annotations()[0].viewNames, (std::vector<std::string>{"Front", "back"}));
@@ -76,12 +89,12 @@ TEST(PdfDocument, ReadsAnnotationsAndViewsFromMemory) {
 
 TEST(PdfDocument, SelfReferencingViewValuesWriteABoundedText) {
     // Every level of the array holds it three times: unfolded to the depth cut, 3^12 values.
+    SceneParts parts;
+    parts.views = "[<< /XN (Loop) /SA 6 0 R /BG << /C 6 0 R >> >>]";
+    parts.more = {"[" + Repeated(" 6 0 R", 3) + " ]"};
     PdfDocument document;
     std::string error;
-    ASSERT_TRUE(document.OpenBytes(SceneDocument("[4 0 R]", "[<< /XN (Loop) /SA 6 0 R /BG << /C 6 0 R >> >>]",
-                                                 {"[" + Repeated(" 6 0 R", 3) + " ]"}),
-                                   error))
-        << error;
+    ASSERT_TRUE(document.OpenBytes(SceneDocument(parts), error)) << error;
     PdfScene scene;
     ASSERT_TRUE(document.ExtractScene(0, "", scene, error)) << error;
     ASSERT_EQ(scene.viewTexts.size(), 1u);
@@ -92,21 +105,18 @@ TEST(PdfDocument, SelfReferencingViewValuesWriteABoundedText) {
 }
 
 TEST(PdfDocument, DocumentsBeyondTheListingBoundsAreRefusedWithAReason) {
-    struct Case {
-        std::string pdf;
-        const char* reason;
-    };
-    const std::string longName = "(" + std::string(100000, 'n') + ")";
-    const Case cases[] = {
-        {SceneDocument("[" + Repeated("4 0 R ", 1000) + "]", "[]"), "3D annotations"},
-        {SceneDocument("[4 0 R]", "[" + Repeated("<< >> ", 1000) + "]"), "views"},
-        {SceneDocument("[4 0 R]", "[" + Repeated("6 0 R ", 200) + "]", {"<< /XN 7 0 R >>", longName}), "names"},
-    };
-    for (const Case& c : cases) {
+    SceneParts annotations, views, names;
+    annotations.annots = "[" + Repeated("4 0 R ", 1000) + "]";
+    views.views = "[" + Repeated("<< >> ", 1000) + "]";
+    names.views = "[" + Repeated("6 0 R ", 200) + "]";
+    names.more = {"<< /XN 7 0 R >>", "(" + std::string(100000, 'n') + ")"};
+    const std::pair<const SceneParts*, const char*> cases[] = {
+        {&annotations, "3D annotations"}, {&views, "views"}, {&names, "names"}};
+    for (const auto& [parts, reason] : cases) {
         PdfDocument document;
         std::string error;
-        EXPECT_FALSE(document.OpenBytes(c.pdf, error));
-        EXPECT_NE(error.find(c.reason), std::string::npos) << error;
+        EXPECT_FALSE(document.OpenBytes(SceneDocument(*parts), error));
+        EXPECT_NE(error.find(reason), std::string::npos) << error;
     }
 }
 
@@ -114,17 +124,56 @@ TEST(PdfDocument, ViewBoxSidesFarApartInSizeFallBackToAUsableBox) {
     // Bound to the width, the height of this box is too small for a float.
     const std::string huge = "1" + std::string(38, '0') + ".0";
     const std::string tiny = "0." + std::string(29, '0') + "1";
+    SceneParts parts;
+    parts.views = "[<< /XN (Wide) /P << /Subtype /O /OB /W >> >>]";
+    parts.box = "/3DB [0 0 " + huge + " " + tiny + "]";
     PdfDocument document;
     std::string error;
-    ASSERT_TRUE(document.OpenBytes(SceneDocument("[4 0 R]", "[<< /XN (Wide) /P << /Subtype /O /OB /W >> >>]", {},
-                                                 "/3DB [0 0 " + huge + " " + tiny + "]"),
-                                   error))
-        << error;
+    ASSERT_TRUE(document.OpenBytes(SceneDocument(parts), error)) << error;
     PdfScene scene;
     ASSERT_TRUE(document.ExtractScene(0, "", scene, error)) << error;
     ASSERT_TRUE(scene.hasView);
     EXPECT_TRUE(std::isfinite(scene.view.box.width) && scene.view.box.width > 0.0f) << scene.view.box.width;
     EXPECT_TRUE(std::isfinite(scene.view.box.height) && scene.view.box.height > 0.0f) << scene.view.box.height;
+}
+
+// A U3D signature and `bytes` zeros, deflated twice over: a few hundred stored bytes.
+std::string TwiceDeflated(size_t bytes) {
+    std::string out;
+    Pl_String sink("test sink", nullptr, out);
+    Pl_Flate outer("test outer", &sink, Pl_Flate::a_deflate);
+    Pl_Flate inner("test inner", &outer, Pl_Flate::a_deflate);
+    const std::string header = std::string("U3D") + '\0';
+    inner.write(reinterpret_cast<const unsigned char*>(header.data()), header.size());
+    const std::vector<unsigned char> zeros(size_t(1) << 20);
+    for (size_t written = 0; written < bytes; written += zeros.size()) inner.write(zeros.data(), zeros.size());
+    inner.finish();
+    return out;
+}
+
+TEST(PdfDocument, StreamsThatInflateFarBeyondTheirSizeAreRefused) {
+    SceneParts parts;
+    parts.filter = " /Filter [/FlateDecode /FlateDecode]";
+    parts.data = TwiceDeflated(size_t(64) << 20);
+    PdfDocument document;
+    std::string error;
+    ASSERT_TRUE(document.OpenBytes(SceneDocument(parts), error)) << error;
+    PdfScene scene;
+    EXPECT_FALSE(document.ExtractScene(0, "", scene, error));
+    EXPECT_LT(scene.bytes.size(), size_t(64) << 20);
+    // Deflated once, a scene of the same size is an ordinary stream.
+    std::string data = std::string("U3D") + '\0';
+    for (size_t i = 0; i < 100000; ++i) data += static_cast<char>(i * i % 251);
+    Pl_String sink("test sink", nullptr, parts.data);
+    Pl_Flate flate("test flate", &sink, Pl_Flate::a_deflate);
+    parts.data.clear();
+    flate.write(reinterpret_cast<const unsigned char*>(data.data()), data.size());
+    flate.finish();
+    parts.filter = " /Filter /FlateDecode";
+    PdfDocument plain;
+    ASSERT_TRUE(plain.OpenBytes(SceneDocument(parts), error)) << error;
+    ASSERT_TRUE(plain.ExtractScene(0, "", scene, error)) << error;
+    EXPECT_EQ(scene.bytes, std::vector<uint8_t>(data.begin(), data.end()));
 }
 
 // Inputs that once hung or exhausted the reading stay here and must keep reading cleanly.
