@@ -24,9 +24,9 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 cmake --build "$build" --target "$target" -j"$(nproc)"
 corpus="$build/corpus/$format"
 mkdir -p "$corpus" "$build/crashes"
-# Seeds: the third-party files of the format (copied into the build tree, never the repo)
-# and the project's own regression inputs.
-for seeds in "$root/../shared/testdata/$format" "$root/tests/$format/regressions"; do
+# Seeds: the third-party files of the format (copied into the build tree, never the repo),
+# the project's own seeds, and its regression inputs.
+for seeds in "$root/../shared/testdata/$format" "$root/fuzz/seeds/$format" "$root/tests/$format/regressions"; do
   if [ -d "$seeds" ]; then
     find "$seeds" -maxdepth 1 -type f ! -name '*.md' ! -name '*.py' -exec cp -n {} "$corpus/" \;
   fi

@@ -1,11 +1,14 @@
 #include "PdfDocument.h"
 
 #include <qpdf/Pipeline.hh>
+#include <qpdf/Pl_Count.hh>
+#include <qpdf/Pl_Discard.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <limits>
@@ -21,6 +24,19 @@ constexpr int kMaxReferenceDepth = 8;
 // The library takes at most a 32-bit byte count; a stream that inflates beyond it is refused
 // before it can exhaust memory.
 constexpr size_t kMaxSceneBytes = std::numeric_limits<uint32_t>::max();
+// One deflate pass expands its input at most 1032 times. Chained filters can go far beyond:
+// a few kilobytes of twice-deflated zeros fill gigabytes. No scene compresses that well, so a
+// stream may decode to this many times its stored size and no more.
+constexpr size_t kMaxInflation = 1032;
+// Below this many stored bytes the ratio is not applied, so that tiny streams stay readable.
+constexpr size_t kInflationFloorBytes = 4096;
+// Real documents hold a few 3D annotations with tens of views each. Pages may share one
+// /Annots array and views one long name, so what a small document lists can grow as the
+// square of its size; beyond these bounds a document is refused before the listing does.
+constexpr size_t kMaxAnnotationEntries = size_t(1) << 20;  // of all /Annots arrays together
+constexpr size_t kMaxAnnotations = 256;                    // 3D ones
+constexpr size_t kMaxViews = 256;                          // of one 3D stream
+constexpr size_t kMaxListedBytes = size_t(16) << 20;       // all annotation and view names
 constexpr char kPdfHeader[] = "%PDF-";
 constexpr size_t kHeaderSearchBytes = 1024;
 
@@ -39,6 +55,15 @@ private:
     std::vector<uint8_t>& out_;
     size_t limit_;
 };
+
+// The decoded size a stream may reach, after its stored size.
+size_t DecodedLimit(QPDFObjectHandle stream) {
+    Pl_Discard discard;
+    Pl_Count counter("kestrum stored size", &discard);
+    stream.pipeStreamData(&counter, 0, qpdf_dl_none, true);
+    const size_t stored = std::max(static_cast<size_t>(counter.getCount()), kInflationFloorBytes);
+    return stored > kMaxSceneBytes / kMaxInflation ? kMaxSceneBytes : stored * kMaxInflation;
+}
 
 QPDFObjectHandle SceneStream(QPDFObjectHandle annotation) {
     QPDFObjectHandle target = annotation.getKey("/3DD");
@@ -155,41 +180,75 @@ const char* StreamTypeName(SceneStreamType type) { return type == SceneStreamTyp
 
 struct PdfDocument::Impl {
     QPDF pdf;
+    std::string memory;  // the document's bytes when it was opened from memory
     std::vector<QPDFObjectHandle> annotations;
     std::vector<PdfAnnotationInfo> infos;
 
-    void FindAnnotations();
+    template <typename Process>
+    bool Load(Process process, std::string& error);
+    bool FindAnnotations(std::string& error);
+    bool ListAnnotation(QPDFObjectHandle annotation, int pageNumber, size_t& listedBytes, std::string& error);
     bool Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error);
 };
 
-void PdfDocument::Impl::FindAnnotations() {
+bool PdfDocument::Impl::FindAnnotations(std::string& error) {
+    size_t entries = 0;
+    size_t listedBytes = 0;
     int pageNumber = 0;
     for (QPDFPageObjectHelper& page : QPDFPageDocumentHelper(pdf).getAllPages()) {
         ++pageNumber;
         QPDFObjectHandle list = page.getObjectHandle().getKey("/Annots");
         if (!list.isArray()) continue;
+        entries += static_cast<size_t>(list.getArrayNItems());
+        if (entries > kMaxAnnotationEntries) {
+            error = "the document has more than " + std::to_string(kMaxAnnotationEntries) + " annotations";
+            return false;
+        }
         for (QPDFObjectHandle annotation : list.aitems()) {
             if (!annotation.isDictionary()) continue;
             QPDFObjectHandle subtype = annotation.getKey("/Subtype");
             if (!subtype.isName() || subtype.getName() != "/3D") continue;
-            QPDFObjectHandle stream = SceneStream(annotation);
-            PdfAnnotationInfo info;
-            info.page = pageNumber;
-            info.name = AnnotationName(annotation);
-            info.streamType = StreamTypeText(stream);
-            QPDFObjectHandle views = Views(stream);
-            for (int i = 0; i < views.getArrayNItems(); ++i)
-                info.viewNames.push_back(ViewName(views.getArrayItem(i), size_t(i)));
-            if (std::optional<ChosenView> chosen = DefaultView(annotation, stream))
-                info.defaultView = ViewName(chosen->view, chosen->index.value_or(0));
-            annotations.push_back(annotation);
-            infos.push_back(std::move(info));
+            if (infos.size() == kMaxAnnotations) {
+                error = "the document has more than " + std::to_string(kMaxAnnotations) + " 3D annotations";
+                return false;
+            }
+            if (!ListAnnotation(annotation, pageNumber, listedBytes, error)) return false;
         }
     }
+    return true;
+}
+
+bool PdfDocument::Impl::ListAnnotation(QPDFObjectHandle annotation, int pageNumber, size_t& listedBytes,
+                                       std::string& error) {
+    QPDFObjectHandle stream = SceneStream(annotation);
+    QPDFObjectHandle views = Views(stream);
+    if (static_cast<size_t>(views.getArrayNItems()) > kMaxViews) {
+        error = "a 3D stream has more than " + std::to_string(kMaxViews) + " views";
+        return false;
+    }
+    PdfAnnotationInfo info;
+    info.page = pageNumber;
+    info.name = AnnotationName(annotation);
+    info.streamType = StreamTypeText(stream);
+    listedBytes += info.name.size();
+    for (int i = 0; i < views.getArrayNItems() && listedBytes <= kMaxListedBytes; ++i) {
+        info.viewNames.push_back(ViewName(views.getArrayItem(i), size_t(i)));
+        listedBytes += info.viewNames.back().size();
+    }
+    if (listedBytes > kMaxListedBytes) {
+        error = "the names of the document's 3D annotations and views exceed " + std::to_string(kMaxListedBytes >> 20) +
+                " MiB";
+        return false;
+    }
+    if (std::optional<ChosenView> chosen = DefaultView(annotation, stream))
+        info.defaultView = ViewName(chosen->view, chosen->index.value_or(0));
+    annotations.push_back(annotation);
+    infos.push_back(std::move(info));
+    return true;
 }
 
 bool PdfDocument::Impl::Decode(QPDFObjectHandle stream, std::vector<uint8_t>& bytes, std::string& error) {
-    LimitedBuffer buffer(bytes, kMaxSceneBytes);
+    LimitedBuffer buffer(bytes, DecodedLimit(stream));
     bool filtered = false;
     if (!stream.pipeStreamData(&buffer, &filtered, 0, qpdf_dl_all, true) || !filtered) {
         error = "its 3D stream cannot be decoded";
@@ -209,11 +268,12 @@ bool PdfDocument::IsPdf(const std::string& path) {
     return head.find(kPdfHeader) != std::string::npos;
 }
 
-bool PdfDocument::Open(const std::string& path, std::string& error) {
+template <typename Process>
+bool PdfDocument::Impl::Load(Process process, std::string& error) {
     try {
-        impl_->pdf.setSuppressWarnings(true);
-        impl_->pdf.processFile(path.c_str());
-        impl_->FindAnnotations();
+        pdf.setSuppressWarnings(true);
+        process(pdf);
+        if (!FindAnnotations(error)) return false;
     } catch (const QPDFExc& e) {
         error = e.getErrorCode() == qpdf_e_password ? "the document is encrypted and needs a password"
                                                     : "not a readable PDF: " + e.getMessageDetail();
@@ -222,11 +282,21 @@ bool PdfDocument::Open(const std::string& path, std::string& error) {
         error = std::string("not a readable PDF: ") + e.what();
         return false;
     }
-    if (impl_->infos.empty()) {
+    if (infos.empty()) {
         error = "the document has no 3D annotations";
         return false;
     }
     return true;
+}
+
+bool PdfDocument::Open(const std::string& path, std::string& error) {
+    return impl_->Load([&path](QPDF& pdf) { pdf.processFile(path.c_str()); }, error);
+}
+
+bool PdfDocument::OpenBytes(std::string bytes, std::string& error) {
+    impl_->memory = std::move(bytes);
+    const std::string& memory = impl_->memory;
+    return impl_->Load([&memory](QPDF& pdf) { pdf.processMemoryFile("memory", memory.data(), memory.size()); }, error);
 }
 
 const std::vector<PdfAnnotationInfo>& PdfDocument::Annotations() const { return impl_->infos; }

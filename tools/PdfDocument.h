@@ -46,6 +46,9 @@ public:
     // Opens the document and finds its 3D annotations. False with a reason for unreadable or
     // encrypted documents and for those without 3D annotations.
     bool Open(const std::string& path, std::string& error);
+    // The same for a document held in memory; the document keeps the bytes, as its streams
+    // are read from them only when extracted.
+    bool OpenBytes(std::string bytes, std::string& error);
 
     const std::vector<PdfAnnotationInfo>& Annotations() const;
 

@@ -13,6 +13,8 @@ namespace {
 
 // Nesting beyond this is cut: resolved references may loop.
 constexpr int kMaxDepth = 12;
+// A view text takes a few hundred bytes; its values stop far beyond that.
+constexpr size_t kMaxViewTextBytes = 64 * 1024;
 constexpr size_t kMatrixValues = 12;
 constexpr size_t kRectangleValues = 4;
 constexpr size_t kColorChannels = 3;
@@ -88,49 +90,70 @@ const std::vector<std::string_view>* NestedKeys(std::string_view key) {
 
 bool Writable(QPDFObjectHandle value) { return !value.isNull() && !value.isStream(); }
 
-void WriteValue(QPDFObjectHandle value, const std::vector<std::string_view>* keys, int depth, std::string& out);
+// Writes values as view text within a size budget. Shared references can make a small
+// document's objects unfold into an exponential tree of values; past the budget every further
+// value is written as null, and arrays and dictionaries stop early, so the text stays well
+// formed and bounded.
+class ValueWriter {
+public:
+    explicit ValueWriter(std::string& out) : out_(out) {}
 
-void WriteDictionary(QPDFObjectHandle dictionary, const std::vector<std::string_view>* keys, int depth,
-                     std::string& out) {
-    out += "<<";
-    for (auto& [key, value] : dictionary.ditems()) {
-        if (!Writable(value)) continue;
-        if (keys && std::find(keys->begin(), keys->end(), key) == keys->end()) continue;
-        out += " " + Name(key) + " ";
-        WriteValue(value, nullptr, depth + 1, out);
+    void Value(QPDFObjectHandle value, const std::vector<std::string_view>* keys, int depth);
+
+private:
+    bool Spent() const { return out_.size() >= kMaxViewTextBytes; }
+    void Array(QPDFObjectHandle array, int depth);
+    void Dictionary(QPDFObjectHandle dictionary, const std::vector<std::string_view>* keys, int depth);
+
+    std::string& out_;
+};
+
+void ValueWriter::Value(QPDFObjectHandle value, const std::vector<std::string_view>* keys, int depth) {
+    if (Spent() || depth > kMaxDepth || value.isNull() || value.isStream()) {
+        out_ += "null";
+    } else if (value.isBool()) {
+        out_ += value.getBoolValue() ? "true" : "false";
+    } else if (value.isInteger()) {
+        out_ += std::to_string(value.getIntValue());
+    } else if (value.isNumber()) {
+        out_ += Number(value.getNumericValue());
+    } else if (value.isName()) {
+        out_ += Name(value.getName());
+    } else if (value.isString()) {
+        out_ += String(value.getUTF8Value());
+    } else if (value.isArray()) {
+        Array(value, depth);
+    } else if (value.isDictionary()) {
+        Dictionary(value, keys, depth);
+    } else {
+        out_ += "null";
     }
-    out += " >>";
 }
 
-void WriteValue(QPDFObjectHandle value, const std::vector<std::string_view>* keys, int depth, std::string& out) {
-    if (depth > kMaxDepth || value.isNull() || value.isStream()) {
-        out += "null";
-    } else if (value.isBool()) {
-        out += value.getBoolValue() ? "true" : "false";
-    } else if (value.isInteger()) {
-        out += std::to_string(value.getIntValue());
-    } else if (value.isNumber()) {
-        out += Number(value.getNumericValue());
-    } else if (value.isName()) {
-        out += Name(value.getName());
-    } else if (value.isString()) {
-        out += String(value.getUTF8Value());
-    } else if (value.isArray()) {
-        if (value.getArrayNItems() == 0) {
-            out += "[]";
-            return;
-        }
-        out += "[";
-        for (QPDFObjectHandle item : value.aitems()) {
-            out += " ";
-            WriteValue(item, nullptr, depth + 1, out);
-        }
-        out += " ]";
-    } else if (value.isDictionary()) {
-        WriteDictionary(value, keys, depth, out);
-    } else {
-        out += "null";
+void ValueWriter::Array(QPDFObjectHandle array, int depth) {
+    if (array.getArrayNItems() == 0) {
+        out_ += "[]";
+        return;
     }
+    out_ += "[";
+    for (QPDFObjectHandle item : array.aitems()) {
+        if (Spent()) break;
+        out_ += " ";
+        Value(item, nullptr, depth + 1);
+    }
+    out_ += " ]";
+}
+
+void ValueWriter::Dictionary(QPDFObjectHandle dictionary, const std::vector<std::string_view>* keys, int depth) {
+    out_ += "<<";
+    for (auto& [key, value] : dictionary.ditems()) {
+        if (Spent()) break;
+        if (!Writable(value)) continue;
+        if (keys && std::find(keys->begin(), keys->end(), key) == keys->end()) continue;
+        out_ += " " + Name(key) + " ";
+        Value(value, nullptr, depth + 1);
+    }
+    out_ += " >>";
 }
 
 // Numbers of an array of exactly `count` numbers; false for anything else.
@@ -211,6 +234,10 @@ void ReadLighting(QPDFObjectHandle lighting, PdfViewSettings& settings) {
         }
 }
 
+bool Usable(const ViewBox& box) {
+    return box.width > 0.0f && box.height > 0.0f && std::isfinite(box.width) && std::isfinite(box.height);
+}
+
 void ReadCamera(QPDFObjectHandle view, PdfViewSettings& settings) {
     const std::string mode = NameOf(view, "/MS");
     QPDFObjectHandle path = view.getKey("/U3DPath");
@@ -230,8 +257,7 @@ ViewBox AnnotationViewBox(QPDFObjectHandle annotation, QPDFObjectHandle view) {
         box.width = std::fabs(rect[2] - rect[0]);
         box.height = std::fabs(rect[3] - rect[1]);
     }
-    if (!(box.width > 0.0f) || !(box.height > 0.0f) || !std::isfinite(box.width) || !std::isfinite(box.height))
-        box = ViewBox{};
+    if (!Usable(box)) box = ViewBox{};
     // A bound projection maps one unit of its picture onto the side it is bound to.
     const std::string binding = NameOf(DictionaryOf(view, "/P"), "/OB");
     float unit = 1.0f;
@@ -245,7 +271,8 @@ ViewBox AnnotationViewBox(QPDFObjectHandle annotation, QPDFObjectHandle view) {
         unit = std::max(box.width, box.height);
     box.width /= unit;
     box.height /= unit;
-    return box;
+    // Sides far apart in size can leave one of them zero or infinite after the scaling.
+    return Usable(box) ? box : ViewBox{};
 }
 
 std::string ViewName(QPDFObjectHandle view, size_t index) {
@@ -259,13 +286,14 @@ std::string ViewName(QPDFObjectHandle view, size_t index) {
 std::string WriteViewText(QPDFObjectHandle view, size_t index, const ViewBox& box) {
     std::string out = "<<";
     if (!view.isDictionary()) return out + " /XN " + String(ViewName(view, index)) + " >>";
+    ValueWriter writer(out);
     for (std::string_view key : kRootKeys) {
         const std::string k(key);
         QPDFObjectHandle value = view.getKey(k);
         if (key == "/XN") value = QPDFObjectHandle::newUnicodeString(ViewName(view, index));
         if (!Writable(value)) continue;
         out += " " + k + " ";
-        WriteValue(value, NestedKeys(key), 0, out);
+        writer.Value(value, NestedKeys(key), 0);
         // The box goes right behind the name, as the reader needs both.
         if (key == "/XN") out += " /3DB [ 0 0 " + Number(box.width) + " " + Number(box.height) + " ]";
     }
@@ -274,7 +302,7 @@ std::string WriteViewText(QPDFObjectHandle view, size_t index, const ViewBox& bo
     QPDFObjectHandle sections = view.getKey("/SA");
     if (sections.isArray()) {
         out += " /SA ";
-        WriteValue(sections, nullptr, 0, out);
+        writer.Value(sections, nullptr, 0);
     }
     return out + " >>";
 }
