@@ -30,12 +30,13 @@ constexpr size_t kMaxSceneBytes = std::numeric_limits<uint32_t>::max();
 constexpr size_t kMaxInflation = 1032;
 // Below this many stored bytes the ratio is not applied, so that tiny streams stay readable.
 constexpr size_t kInflationFloorBytes = 4096;
-// Real documents hold a few 3D annotations with tens of views each. Pages may share one
-// /Annots array and views one long name, so what a small document lists can grow as the
-// square of its size; beyond these bounds a document is refused before the listing does.
+// Real documents hold a few 3D annotations with tens of views each; a catalogue may have one
+// on each of its pages. Pages may share one /Annots array and views one long name, so what a
+// small document lists can grow as the square of its size; beyond these bounds a document is
+// refused before the listing does.
 constexpr size_t kMaxAnnotationEntries = size_t(1) << 20;  // of all /Annots arrays together
-constexpr size_t kMaxAnnotations = 256;                    // 3D ones
-constexpr size_t kMaxViews = 256;                          // of one 3D stream
+constexpr size_t kMaxAnnotations = 4096;                   // 3D ones
+constexpr size_t kMaxViews = 1024;                         // of one 3D stream
 constexpr size_t kMaxListedBytes = size_t(16) << 20;       // all annotation and view names
 constexpr char kPdfHeader[] = "%PDF-";
 constexpr size_t kHeaderSearchBytes = 1024;

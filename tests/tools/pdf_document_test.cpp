@@ -106,8 +106,8 @@ TEST(PdfDocument, SelfReferencingViewValuesWriteABoundedText) {
 
 TEST(PdfDocument, DocumentsBeyondTheListingBoundsAreRefusedWithAReason) {
     SceneParts annotations, views, names;
-    annotations.annots = "[" + Repeated("4 0 R ", 1000) + "]";
-    views.views = "[" + Repeated("<< >> ", 1000) + "]";
+    annotations.annots = "[" + Repeated("4 0 R ", 5000) + "]";
+    views.views = "[" + Repeated("<< >> ", 2000) + "]";
     names.views = "[" + Repeated("6 0 R ", 200) + "]";
     names.more = {"<< /XN 7 0 R >>", "(" + std::string(100000, 'n') + ")"};
     const std::pair<const SceneParts*, const char*> cases[] = {
