@@ -47,8 +47,6 @@ inline std::vector<uint8_t> ReadBytes(const std::string& path) {
 
 using Library = Velmora::Test::ExportedLibrary;
 
-// ---- one answer at a time ------------------------------------------------------------------
-
 struct Answer {
     bool answered = false;
     int success = -1;
@@ -145,8 +143,6 @@ inline void OnDone() {
     a.success = 1;
     Pending::Get().Deliver(std::move(a));
 }
-
-// ---- requests ------------------------------------------------------------------------------
 
 struct Request {
     uint32_t loadFlags = Kestrum::KESTRUM_LOAD_FROM_FILE;
@@ -285,8 +281,6 @@ protected:
     void TearDown() override { UnloadAll(300); }
     Library& lib = Library::Get();
 };
-
-// ---- pictures ------------------------------------------------------------------------------
 
 struct Picture {
     int32_t width = 0;

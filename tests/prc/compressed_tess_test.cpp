@@ -190,8 +190,6 @@ TEST(CompressedFiles, PropellerPointsBeforeItsSliverLieOnTheSourceMesh) {
     }
 }
 
-// ---- hand-made arrays ---------------------------------------------------------------------
-
 constexpr double kTolerance = 0.5;
 
 // A tessellation with recalculated normals and one face; points are raw triples.

@@ -15,15 +15,8 @@ namespace {
 using Velmora::Test::LogCapture;
 using Velmora::Test::PrcBitWriter;
 
-std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) {
-    auto copy = new uint8_t[bytes.size() + 1]();
-    std::copy(bytes.begin(), bytes.end(), copy);
-    auto reader = std::make_unique<BitstreamReader>();
-    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(bytes.size() + 1)));
-    return reader;
-}
-
-size_t BitsRead(const BitstreamReader& reader) { return reader.Position() * 8 + reader.BitOffset(); }
+using Velmora::Test::BitsRead;
+std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) { return Test::ReaderOver(bytes, 1); }
 
 std::shared_ptr<Schema::Executable> Make(const std::vector<uint32_t>& tokens) {
     return Schema::Executable::Create(tokens);

@@ -5,6 +5,8 @@
 // Tests must not keep GL objects from one test case to the next: a test of the start-up path
 // may shut the renderer down and start it again.
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 namespace kestrum_test {
@@ -20,5 +22,15 @@ std::string TakeGLError();
 
 // A linked program of the two stages, or 0; compile and link logs become test failures.
 unsigned LinkProgram(const std::string& vertexSource, const std::string& fragmentSource);
+
+// A test on the shared context that must leave no GL error behind.
+class GLTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(EnsureGLContext());
+        TakeGLError();
+    }
+    void TearDown() override { EXPECT_EQ(TakeGLError(), ""); }
+};
 
 }  // namespace kestrum_test

@@ -238,14 +238,8 @@ TextureCreationInfo BytesInfo(const std::vector<uint8_t>& bytes, uint32_t w, uin
     return info;
 }
 
-class TextureTest : public ::testing::Test {
+class TextureTest : public kestrum_test::GLTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(kestrum_test::EnsureGLContext());
-        kestrum_test::TakeGLError();
-    }
-    void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
-
     static std::vector<uint8_t> Pixels(const TextureData& data) {
         return {data.pixels.get(), data.pixels.get() + data.size};
     }

@@ -175,7 +175,6 @@ TEST_F(ShaderProgramTest, DescriptionsDifferingInUniformValuesShareOneProgram) {
     EXPECT_EQ(other->GetName(), "0_0_03_101_0_a");
 }
 
-// ---------------------------------------------------------------------------------------------
 // Drawing: a full-viewport triangle into a small framebuffer, read back.
 
 class ShaderDrawTest : public ShaderProgramTest {

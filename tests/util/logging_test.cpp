@@ -12,12 +12,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/Polling.h"
 #include "util/Clock.h"
 #include "util/LogManager.h"
 #include "util/Logger.h"
 #include "util/Strings.h"
 
 using namespace Velmora::Utility;
+using Velmora::Test::WaitFor;
 namespace fs = std::filesystem;
 
 namespace {
@@ -60,14 +62,6 @@ void TestHook(void* userData, int32_t level, char16_t* message) {
 size_t HookedCount() {
     std::lock_guard<std::mutex> lock(g_hookMutex);
     return g_hooked.size();
-}
-
-bool WaitFor(const std::function<bool()>& condition, int ms = 3000) {
-    for (int waited = 0; waited < ms; waited += 5) {
-        if (condition()) return true;
-        Sleep(5);
-    }
-    return condition();
 }
 
 std::string ReadAll(const fs::path& path) {

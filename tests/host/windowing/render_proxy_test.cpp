@@ -26,6 +26,7 @@
 #include "rendering/Renderer.h"
 #include "support/ExportedLibrary.h"
 #include "support/LogCapture.h"
+#include "support/Polling.h"
 
 namespace {
 
@@ -143,23 +144,11 @@ TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
 
 using namespace Kestrum;
 
-std::u16string Utf16(const std::string& text) { return std::u16string(text.begin(), text.end()); }
-std::string TestFile(const std::string& name) { return std::string(KESTRUM_TESTDATA) + "/u3d/" + name; }
-std::string SampleScene() { return std::string(KESTRUM_SOURCE_DIR) + "/scenes/sample.u3d"; }
-
-// Polls `done` every few milliseconds for up to `timeoutMs`.
-bool WaitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-using Library = Velmora::Test::ExportedLibrary;
-
-// ---- answers ---------------------------------------------------------------------------------
+using KestrumCaptureTest::Library;
+using KestrumCaptureTest::TestFile;
+using KestrumCaptureTest::Utf16;
+using Velmora::Test::WaitFor;
+std::string SampleScene() { return KestrumCaptureTest::SourceFile("scenes/sample.u3d"); }
 
 struct Answer {
     bool answered = false;
@@ -224,8 +213,6 @@ bool Contains(const std::vector<std::string>& list, const std::string& name) {
         if (entry == name) return true;
     return false;
 }
-
-// ---- fixture ---------------------------------------------------------------------------------
 
 class RenderProxyTest : public ::testing::Test {
 protected:
@@ -325,8 +312,6 @@ protected:
     std::vector<std::string> files_;
 };
 
-// ---- creation --------------------------------------------------------------------------------
-
 TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
     g_capabilityKinds.clear();
     g_anisotropyLevels.clear();
@@ -348,8 +333,6 @@ TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
     EXPECT_GE(lib.GetProperty_Int32(proxy_, KESTRUM_PROPERTY_GL_MAJOR), 3);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 0);
 }
-
-// ---- loading ---------------------------------------------------------------------------------
 
 TEST_F(RenderProxyTest, LoadReportsTheSceneCamerasWithTheBuiltInCameraRenamed) {
     proxy_ = MakeProxy();
@@ -397,8 +380,6 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     EXPECT_EQ(Pending::Get().Wait().handle, 0u) << "nothing left to close";
 }
 
-// ---- cameras ---------------------------------------------------------------------------------
-
 TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
     proxy_ = MakeProxy();
     ASSERT_NE(proxy_, nullptr);
@@ -424,8 +405,6 @@ TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
     EXPECT_EQ(Activate(KESTRUM_CAMERA_BY_NAME, "NoSuchCamera").success, 0);
     EXPECT_EQ(Activate(7).success, 0);
 }
-
-// ---- properties ------------------------------------------------------------------------------
 
 TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     proxy_ = MakeProxy();

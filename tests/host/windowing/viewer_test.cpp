@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "host/capture_library.h"
+#include "support/Polling.h"
 
 namespace {
 
@@ -41,12 +42,7 @@ std::string KestrumPath() {
 std::string BoxScene() { return std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d"; }
 
 bool WaitFor(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return condition();
+    return Velmora::Test::WaitFor(condition, int(std::chrono::milliseconds(kPatience).count()), 50);
 }
 
 std::string ReadText(const fs::path& path) {
