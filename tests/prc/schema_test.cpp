@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 #include "prc/PrcBitWriter.h"
 #include "prc/reader/BitstreamReader.h"
@@ -143,22 +144,15 @@ TEST(PrcSchema, GlobalSetAndGet) {
     EXPECT_EQ(executable->GlobalValues().at(1)->unsignedValue, 4u);
 }
 
-TEST(PrcSchema, DivisionByZeroIsTrue) {
-    // if (1 / 0) read a double (01: two bits) else read one bit.
-    auto executable = Make({19, 17, 30, 26, 1, 26, 0, 1, 18, 0, 21});
-    ASSERT_TRUE(executable);
-    auto reader = ReaderOver({0b01000000});
-    EXPECT_TRUE(executable->Run(*reader));
-    EXPECT_EQ(BitsRead(*reader), 2u);
-}
-
-TEST(PrcSchema, ComparisonSelectsTheBranch) {
-    // if (2 < 1) read a double else read one bit.
-    auto executable = Make({19, 17, 33, 26, 2, 26, 1, 1, 18, 0, 21});
-    ASSERT_TRUE(executable);
-    auto reader = ReaderOver({0b01000000});
-    EXPECT_TRUE(executable->Run(*reader));
-    EXPECT_EQ(BitsRead(*reader), 1u);
+TEST(PrcSchema, ConditionSelectsTheBranchAndDivisionByZeroIsTrue) {
+    // if (1 / 0) or if (2 < 1): read a double (01: two bits), else read one bit.
+    for (auto [op, a, b, bits] : {std::tuple{30u, 1u, 0u, 2u}, std::tuple{33u, 2u, 1u, 1u}}) {
+        auto executable = Make({19, 17, op, 26, a, 26, b, 1, 18, 0, 21});
+        ASSERT_TRUE(executable);
+        auto reader = ReaderOver({0b01000000});
+        EXPECT_TRUE(executable->Run(*reader));
+        EXPECT_EQ(BitsRead(*reader), bits) << op;
+    }
 }
 
 TEST(PrcSchema, ArithmeticOnTextFails) {

@@ -117,28 +117,14 @@ TEST_F(FilesTest, FindFilesInFolder) {
     EXPECT_EQ(log_.Lines()[0].text.rfind("FindFilesInFolder - exception: ", 0), 0u);
 }
 
-namespace {
-bool AllDigits(const std::string& s) { return !s.empty() && s.find_first_not_of("0123456789") == std::string::npos; }
-// The counter of a name "<prefix>_<14-digit time>_<4-digit counter>.png", or -1.
-int NameCounter(const std::string& name, const std::string& prefix) {
-    constexpr size_t kStampDigits = 14, kCounterDigits = 4;
-    const std::string suffix = ".png";
-    if (name.size() != prefix.size() + 1 + kStampDigits + 1 + kCounterDigits + suffix.size()) return -1;
-    if (name.compare(0, prefix.size() + 1, prefix + "_") != 0) return -1;
-    const std::string stamp = name.substr(prefix.size() + 1, kStampDigits);
-    const std::string counter = name.substr(prefix.size() + 2 + kStampDigits, kCounterDigits);
-    if (name[prefix.size() + 1 + kStampDigits] != '_' || !AllDigits(stamp) || !AllDigits(counter)) return -1;
-    if (name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) return -1;
-    return std::stoi(counter);
-}
-}  // namespace
-
 TEST_F(FilesTest, UniqueFileNamesAndTimeStamp) {
     const std::string ts = TimeStamp();
-    EXPECT_TRUE(ts.size() == 14 && AllDigits(ts)) << ts;
+    EXPECT_TRUE(ts.size() == 14 && ts.find_first_not_of("0123456789") == std::string::npos) << ts;
+    // "<prefix>_<time stamp>_<counter>.png": the counter goes on from one name to the next.
     const std::string a = GetUniqueFileName("capture", ".png", "/tmp/out");
     const std::string b = GetUniqueFileName("capture", ".png", "");
-    const int first = NameCounter(a, "/tmp/out/capture");
-    EXPECT_GE(first, 1) << a;
-    EXPECT_EQ(NameCounter(b, "capture"), first + 1) << b;
+    ASSERT_EQ(a.rfind("/tmp/out/capture_", 0), 0u) << a;
+    ASSERT_EQ(b.size(), a.size() - 9) << b;
+    EXPECT_EQ(b.substr(b.size() - 4), ".png");
+    EXPECT_EQ(std::stoi(b.substr(b.size() - 8, 4)), std::stoi(a.substr(a.size() - 8, 4)) + 1) << a << " " << b;
 }
