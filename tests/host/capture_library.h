@@ -380,4 +380,20 @@ inline bool WritePng(const std::string& path, const Picture& picture) {
     return png_image_write_to_file(&image, path.c_str(), 0, picture.bgra.data(), 0, nullptr) != 0;
 }
 
+// Compares a capture by tolerance with the kept picture tests/<folder>/images/<stem>.png, or
+// keeps the capture there with KESTRUM_WRITE_REFERENCE_IMAGES=1. A mismatch is left in /tmp.
+inline void ExpectKeptPicture(const Picture& captured, const std::string& folder, const std::string& stem) {
+    const std::string path = SourceFile("tests/" + folder + "/images/" + stem + ".png");
+    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
+    if (write && *write == '1') {
+        ASSERT_TRUE(WritePng(path, captured)) << path;
+        GTEST_SKIP() << "wrote " << path;
+    }
+    Picture kept;
+    ASSERT_TRUE(ReadPng(path, kept)) << path;
+    const double share = DifferentShare(captured, kept, 12);
+    EXPECT_LT(share, 0.01) << stem;
+    if (share >= 0.01) WritePng("/tmp/" + stem + "_actual.png", captured);
+}
+
 }  // namespace KestrumCaptureTest

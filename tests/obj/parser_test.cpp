@@ -35,13 +35,6 @@ TEST(ObjParser, FaceOfSixVerticesIsReportedAndAddsNothing) {
     EXPECT_TRUE(log.HasLine("ObjParser::Parse() - NO GEOMETRY FOUND", 1));
 }
 
-TEST(ObjParser, FaceOfTwoVerticesFailsItsCheck) {
-    LogCapture log;
-    Parsed p(std::string(kSquare) + "f 1 2\nf 1 2 3\n");
-    ASSERT_TRUE(p.ok);
-    EXPECT_EQ(p.Find("default", kDefaultMaterial)->faces.size(), 1u);
-}
-
 TEST(ObjParser, RelativeIndicesAreRefused) {
     LogCapture log;
     Parsed p(std::string(kSquare) + "f -3 -2 -1\n");
@@ -90,11 +83,11 @@ TEST(ObjParser, TheFirstFaceDecidesTheLayoutOfItsGeometry) {
     EXPECT_TRUE(log.Has("ObjParser::ParseFace() - expected tex coord, but not found!", 1));
 }
 
-TEST(ObjParser, FaceChecksRefuseRepeatsFlatFacesAndFarIndices) {
+TEST(ObjParser, FaceChecksRefuseRepeatsFlatFacesFarIndicesAndTwoCorners) {
     LogCapture log;
     Parsed p(
         "v 0 0 0\nv 1 0 0\nv 2 0 0\nv 0 1 0\n"
-        "f 1 1 2\nf 1 2 3\nf 1 2 9\nf 2 4 5\nf 1 2 4\n");
+        "f 1 1 2\nf 1 2 3\nf 1 2 9\nf 2 4 5\nf 1 2\nf 1 2 4\n");
     ASSERT_TRUE(p.ok);
     EXPECT_TRUE(log.Has("FACE WITH DUPLICATE VERTICES"));
     EXPECT_TRUE(log.Has("FACE WITH BAD GEOMETRY"));

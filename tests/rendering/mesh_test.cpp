@@ -343,19 +343,11 @@ TEST_F(MeshInPlaceTest, AFailingWriterOrMissingRowsLeaveNoMesh) {
     MeshCreationInfo info;
     info.name = "refused";
     info.subObjects.push_back(InPlace(VA::Position | VA::Normal, 3));
-    {
-        Velmora::Test::LogCapture log;
-        EXPECT_EQ(Mesh::Create(info, [](float* const*) { return false; }), nullptr);
-    }
-    {
-        Velmora::Test::LogCapture log;
-        EXPECT_EQ(Mesh::Create(info), nullptr);
-    }
-    {
-        info.subObjects[0].vertexCount = 0xFFFFFFFFu;
-        Velmora::Test::LogCapture log;
-        bool called = false;
-        EXPECT_EQ(Mesh::Create(info, [&](float* const*) { return called = true; }), nullptr);
-        EXPECT_FALSE(called);
-    }
+    Velmora::Test::LogCapture log;
+    EXPECT_EQ(Mesh::Create(info, [](float* const*) { return false; }), nullptr);
+    EXPECT_EQ(Mesh::Create(info), nullptr);
+    info.subObjects[0].vertexCount = 0xFFFFFFFFu;
+    bool called = false;
+    EXPECT_EQ(Mesh::Create(info, [&](float* const*) { return called = true; }), nullptr);
+    EXPECT_FALSE(called);
 }

@@ -262,14 +262,3 @@ TEST_F(DebugChannelTest, StandardErrorOnlyWhileTheVariableAsks) {
     ::setenv(kDebugChannelVariable, "1", 1);
     EXPECT_NE(StderrOfOneMessage().find("debug channel probe"), std::string::npos);
 }
-
-TEST_F(DebugChannelTest, FileSessionStaysOffStandardError) {
-    ::unsetenv(kDebugChannelVariable);
-    const fs::path file = dir_ / "quiet.log";
-    ::testing::internal::CaptureStderr();
-    ASSERT_TRUE(LogManager::Instance().StartDefault(file.string(), false, 2));
-    Logger::Log(LogLevel::Error, "to the file only");
-    LogManager::Instance().StopDefault();
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-    EXPECT_NE(ReadAll(file).find("to the file only"), std::string::npos);
-}

@@ -1,5 +1,6 @@
 // Live views under a virtual X server: windows, the render proxy and the tool's camera listing.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
@@ -158,8 +159,6 @@ struct Answer {
     std::vector<std::string> cameras;
     bool hasActive = false;
     std::string active;
-    uint32_t projectionType = 0;
-    uint32_t renderMode = 0;
 };
 
 using Pending = KestrumCaptureTest::BasicPending<Answer>;
@@ -168,7 +167,6 @@ void TakeActive(const ActiveCameraInfo* info, Answer& a) {
     if (info == nullptr) return;
     a.hasActive = true;
     a.active.assign(info->name, info->nameLength);
-    a.projectionType = info->projectionType;
 }
 
 void OnLoad(LoadSceneResult* result, int success) {
@@ -176,7 +174,6 @@ void OnLoad(LoadSceneResult* result, int success) {
     a.success = success;
     a.handle = result->sceneHandle;
     a.userTag = result->userTag;
-    a.renderMode = result->renderMode;
     for (uint32_t i = 0; result->cameraNames && i < result->cameraCount; ++i)
         a.cameras.emplace_back(result->cameraNames[i], size_t(result->cameraNameLengths[i]));
     TakeActive(result->activeCamera, a);
@@ -201,17 +198,9 @@ void OnHandle(uint32_t handle) {
     Pending::Get().Deliver(std::move(a));
 }
 
-std::vector<uint32_t> g_capabilityKinds;
 std::vector<uint32_t> g_anisotropyLevels;
 void OnCapability(uint32_t kind, const uint32_t* values, uint32_t count) {
-    g_capabilityKinds.push_back(kind);
     if (kind == 1) g_anisotropyLevels.assign(values, values + count);
-}
-
-bool Contains(const std::vector<std::string>& list, const std::string& name) {
-    for (const std::string& entry : list)
-        if (entry == name) return true;
-    return false;
 }
 
 class RenderProxyTest : public ::testing::Test {
@@ -313,7 +302,6 @@ protected:
 };
 
 TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
-    g_capabilityKinds.clear();
     g_anisotropyLevels.clear();
     proxy_ = MakeProxy();
     ASSERT_NE(proxy_, nullptr);
@@ -341,10 +329,10 @@ TEST_F(RenderProxyTest, LoadReportsTheSceneCamerasWithTheBuiltInCameraRenamed) {
     ASSERT_EQ(load.success, 1);
     EXPECT_NE(load.handle, 0u);
     EXPECT_EQ(load.userTag, 77u);
-    EXPECT_TRUE(Contains(load.cameras, "<Built-In-Camera>"));
-    EXPECT_TRUE(Contains(load.cameras, "Front"));
-    EXPECT_TRUE(Contains(load.cameras, "Top"));
-    EXPECT_FALSE(Contains(load.cameras, "___DefaultCamera"));
+    EXPECT_THAT(load.cameras, testing::Contains("<Built-In-Camera>"));
+    EXPECT_THAT(load.cameras, testing::Contains("Front"));
+    EXPECT_THAT(load.cameras, testing::Contains("Top"));
+    EXPECT_THAT(load.cameras, testing::Not(testing::Contains("___DefaultCamera")));
     EXPECT_TRUE(load.hasActive);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 1);
     const Answer listed = Cameras();
@@ -356,7 +344,7 @@ TEST_F(RenderProxyTest, NamedViewsOfAThirdPartyFileAreListed) {
     ASSERT_NE(proxy_, nullptr);
     const Answer load = Load(TestFile("views.u3d"));
     ASSERT_EQ(load.success, 1);
-    EXPECT_TRUE(Contains(load.cameras, "<Built-In-Camera>"));
+    EXPECT_THAT(load.cameras, testing::Contains("<Built-In-Camera>"));
     EXPECT_GE(load.cameras.size(), 2u) << "views.u3d holds named views besides the built-in camera";
 }
 
@@ -370,7 +358,7 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     EXPECT_EQ(bad.handle, 0u);
     EXPECT_EQ(bad.userTag, 5u);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 1);
-    EXPECT_TRUE(Contains(Cameras().cameras, "Front"));
+    EXPECT_THAT(Cameras().cameras, testing::Contains("Front"));
     Pending::Get().Reset();
     lib.CloseScene(proxy_, OnHandle);
     EXPECT_EQ(Pending::Get().Wait().handle, good.handle);
@@ -400,8 +388,8 @@ TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
         seen.push_back(a.active);
     }
     EXPECT_EQ(seen.back(), "<Built-In-Camera>");
-    EXPECT_TRUE(Contains(seen, "Front"));
-    EXPECT_TRUE(Contains(seen, "Top"));
+    EXPECT_THAT(seen, testing::Contains("Front"));
+    EXPECT_THAT(seen, testing::Contains("Top"));
     EXPECT_EQ(Activate(KESTRUM_CAMERA_BY_NAME, "NoSuchCamera").success, 0);
     EXPECT_EQ(Activate(7).success, 0);
 }
