@@ -224,9 +224,8 @@ struct StressRun {
     std::unique_ptr<std::barrier<>> sampleBarrier;  // where the host threads meet for a sample
 };
 
-// One host thread: load, capture (memory and file taking turns), unload; the file changes
-// from cycle to cycle and no two neighbouring threads start on the same one, so scenes of all
-// files are loaded and drawn side by side.
+// One host thread: load, capture (to memory and file in turn), unload, a different file each
+// cycle and for each neighbouring thread, so scenes of all files are drawn side by side.
 inline void HostThread(int thread, int cycles, StressRun& run) {
     const std::string folder = testing::TempDir();
     const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
@@ -292,9 +291,8 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
     }
 }
 
-// The side activity runs on its own thread until run.hostsDone is set; it counts the
-// requests it makes in run.sideRequests, keys them with kSideKeyBit and has them answered
-// through Answers.
+// The side activity runs on its own thread until run.hostsDone, counting its requests in
+// run.sideRequests, keyed with kSideKeyBit and answered through Answers.
 using SideActivity = std::function<void(StressRun& run)>;
 
 // Takes the lone picture of each file, runs the host threads (and the side activity), then

@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -130,8 +129,6 @@ TEST_F(ShaderProgramTest, EveryKindOfDescriptionCompilesAndLinks) {
         }
     }
     EXPECT_GT(built, 600u);
-    std::printf("[ sweep    ] %zu descriptions, %zu programs\n", built,
-                Manager(0).ProgramCount() + Manager(1).ProgramCount() + Manager(2).ProgramCount());
 }
 
 TEST_F(ShaderProgramTest, EachGeometryModeLinksWithItsStages) {

@@ -1,7 +1,5 @@
-// Point lights shine from where the scene shows them: a plane far from the origin, lit by a
-// point light just above one corner, is brightest under the light's marker wherever the
-// whole scene is moved to, and a plane seen from the side away from its light shows only
-// its own emissive colour.
+// Point lights shine from where the scene shows them, wherever the scene is moved to; a plane
+// seen from the side away from its light shows only its own emissive colour.
 
 #include <gtest/gtest.h>
 

@@ -49,13 +49,12 @@ public:
     std::vector<std::string> events;
 };
 
-// The library's connection plus a host connection with a mapped top-level window.
-class WindowTest : public ::testing::Test {
+// A host connection with a mapped top-level window, as the host gives the library.
+class HostWindowTest : public ::testing::Test {
 protected:
     void SetUp() override {
         host_ = XOpenDisplay(nullptr);
         if (!host_) GTEST_SKIP() << "no X server";
-        ASSERT_NE(X11Connection::Instance().Open(), nullptr);
         hostWindow_ = XCreateSimpleWindow(host_, DefaultRootWindow(host_), 0, 0, 400, 300, 0, 0, 0);
         XMapWindow(host_, hostWindow_);
         XSync(host_, False);
@@ -65,6 +64,18 @@ protected:
             XDestroyWindow(host_, hostWindow_);
             XCloseDisplay(host_);
         }
+    }
+    Display* host_ = nullptr;
+    Window hostWindow_ = 0;
+};
+
+// The library's own connection beside the host's.
+class WindowTest : public HostWindowTest {
+protected:
+    void SetUp() override {
+        HostWindowTest::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_NE(X11Connection::Instance().Open(), nullptr);
     }
     // Reads the library's connection until `done` holds or a second has passed.
     template <typename Done>
@@ -108,8 +119,6 @@ protected:
     }
 
     Velmora::Test::LogCapture log_;
-    Display* host_ = nullptr;
-    Window hostWindow_ = 0;
 };
 
 TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
@@ -203,23 +212,16 @@ void OnCapability(uint32_t kind, const uint32_t* values, uint32_t count) {
     if (kind == 1) g_anisotropyLevels.assign(values, values + count);
 }
 
-class RenderProxyTest : public ::testing::Test {
+class RenderProxyTest : public HostWindowTest {
 protected:
     void SetUp() override {
         ASSERT_TRUE(lib.Loaded()) << KESTRUM_LIBRARY_PATH << ": " << dlerror();
-        host_ = XOpenDisplay(nullptr);
-        if (!host_) GTEST_SKIP() << "no X server";
-        hostWindow_ = XCreateSimpleWindow(host_, DefaultRootWindow(host_), 0, 0, 400, 300, 0, 0, 0);
-        XMapWindow(host_, hostWindow_);
-        XSync(host_, False);
+        HostWindowTest::SetUp();
         lib.ClearLog();
     }
     void TearDown() override {
         if (proxy_) lib.DestroyRenderProxy(proxy_);
-        if (host_) {
-            XDestroyWindow(host_, hostWindow_);
-            XCloseDisplay(host_);
-        }
+        HostWindowTest::TearDown();
         for (const std::string& file : files_) std::remove(file.c_str());
     }
 
@@ -294,8 +296,6 @@ protected:
     }
 
     Library& lib = Library::Get();
-    Display* host_ = nullptr;
-    Window hostWindow_ = 0;
     RenderProxy3D* proxy_ = nullptr;
     RenderProxyInfo info_{};
     std::vector<std::string> files_;

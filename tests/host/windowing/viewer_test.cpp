@@ -92,17 +92,6 @@ Coverage MeasureModel(const Picture& picture) {
     return coverage;
 }
 
-double ChangedShare(const Picture& a, const Picture& b) {
-    constexpr int kNoise = 24;
-    size_t changed = 0;
-    for (size_t i = 0; i + 3 < a.bgra.size(); i += 4) {
-        int delta = 0;
-        for (size_t c = 0; c < 3; ++c) delta += std::abs(int(a.bgra[i + c]) - int(b.bgra[i + c]));
-        if (delta > kNoise) ++changed;
-    }
-    return double(changed) / double(a.bgra.size() / 4);
-}
-
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
 
 // One run of the tool in the background with its output in files, KESTRUM_DEBUG unset unless
@@ -221,7 +210,7 @@ TEST_F(ViewerTest, OrbitTurnsTheModelResizeFollowsAndCloseExitsCleanly) {
     EXPECT_GT(turned.share, 0.2);
     EXPECT_NEAR(turned.centreX, 0.5, 0.2);
     EXPECT_NEAR(turned.centreY, 0.5, 0.2);
-    EXPECT_GT(ChangedShare(before, after), 0.04);
+    EXPECT_GT(KestrumCaptureTest::DifferentShare(before, after, 8), 0.04);
 
     // The view follows the window's size.
     Shell("xdotool windowsize " + window + " 300 200");
