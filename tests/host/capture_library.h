@@ -47,8 +47,6 @@ inline std::vector<uint8_t> ReadBytes(const std::string& path) {
 
 using Library = Velmora::Test::ExportedLibrary;
 
-// ---- one answer at a time ------------------------------------------------------------------
-
 struct Answer {
     bool answered = false;
     int success = -1;
@@ -145,8 +143,6 @@ inline void OnDone() {
     a.success = 1;
     Pending::Get().Deliver(std::move(a));
 }
-
-// ---- requests ------------------------------------------------------------------------------
 
 struct Request {
     uint32_t loadFlags = Kestrum::KESTRUM_LOAD_FROM_FILE;
@@ -286,8 +282,6 @@ protected:
     Library& lib = Library::Get();
 };
 
-// ---- pictures ------------------------------------------------------------------------------
-
 struct Picture {
     int32_t width = 0;
     int32_t height = 0;
@@ -384,6 +378,22 @@ inline bool WritePng(const std::string& path, const Picture& picture) {
     image.height = static_cast<png_uint_32>(picture.height);
     image.format = PNG_FORMAT_BGRA;
     return png_image_write_to_file(&image, path.c_str(), 0, picture.bgra.data(), 0, nullptr) != 0;
+}
+
+// Compares a capture by tolerance with the kept picture tests/<folder>/images/<stem>.png, or
+// keeps the capture there with KESTRUM_WRITE_REFERENCE_IMAGES=1. A mismatch is left in /tmp.
+inline void ExpectKeptPicture(const Picture& captured, const std::string& folder, const std::string& stem) {
+    const std::string path = SourceFile("tests/" + folder + "/images/" + stem + ".png");
+    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
+    if (write && *write == '1') {
+        ASSERT_TRUE(WritePng(path, captured)) << path;
+        GTEST_SKIP() << "wrote " << path;
+    }
+    Picture kept;
+    ASSERT_TRUE(ReadPng(path, kept)) << path;
+    const double share = DifferentShare(captured, kept, 12);
+    EXPECT_LT(share, 0.01) << stem;
+    if (share >= 0.01) WritePng("/tmp/" + stem + "_actual.png", captured);
 }
 
 }  // namespace KestrumCaptureTest

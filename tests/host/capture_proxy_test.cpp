@@ -46,20 +46,7 @@ TEST_P(CaptureImages, MatchesTheKeptPicture) {
     r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
     const Answer a = Capture(r);
     ASSERT_EQ(a.success, 1);
-    const Picture captured = FromAnswer(a);
-    const std::string path = SourceFile(std::string("tests/host/images/") + ref.name + ".png");
-    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
-    if (write && *write == '1') {
-        ASSERT_TRUE(WritePng(path, captured)) << path;
-        GTEST_SKIP() << "wrote " << path;
-    }
-    Picture kept;
-    ASSERT_TRUE(ReadPng(path, kept)) << path;
-    ASSERT_EQ(kept.width, ref.width);
-    ASSERT_EQ(kept.height, ref.height);
-    const double share = DifferentShare(captured, kept, 12);
-    EXPECT_LT(share, 0.01) << ref.name;
-    if (share >= 0.01) WritePng("/tmp/" + std::string(ref.name) + "_actual.png", captured);
+    ExpectKeptPicture(FromAnswer(a), "host", ref.name);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, CaptureImages, testing::ValuesIn(References()),

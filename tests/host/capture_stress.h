@@ -1,15 +1,10 @@
 #pragma once
-// Several host threads loading, capturing and unloading capture scenes of different files at
-// once: every request is answered exactly once, none is refused, and each picture is the one
-// a lone host gets of its file. A test may run one more activity beside the hosts (render
-// proxies coming and going, under an X server).
-//
-// KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change the load; with KESTRUM_STRESS_RSS_EVERY
-// the host threads meet every that many cycles, with no scene loaded, and the first prints the
-// resident set size, the same after the allocator gave back its free memory, and the heap in
-// use (the soak script); the collected log then keeps warnings and errors only. The heap figure
-// counts live allocations only, so it tells memory that is held from memory the allocator keeps
-// in its arenas after it was freed.
+// Host threads loading, capturing and unloading scenes of different files at once: every
+// request is answered exactly once and each picture is the one a lone host gets. A test may run
+// one more activity beside the hosts. KESTRUM_STRESS_THREADS and KESTRUM_STRESS_CYCLES change
+// the load; with KESTRUM_STRESS_RSS_EVERY the hosts meet every that many cycles, with nothing
+// loaded, and the first prints the resident set (before and after trimming) and the live heap,
+// which tells held memory from memory the allocator keeps after it was freed (the soak script).
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -39,11 +34,9 @@ constexpr int kAnswerTimeoutMs = 60000;
 // Channel difference and share of pixels that still count as the same picture.
 constexpr int kPixelTolerance = 4;
 constexpr double kDifferentShareLimit = 0.002;
-// Log levels of the collected text: everything while the suite runs, up to level 2 in a soak
-// (errors, warnings, and the scene statistics and load timings each load reports there, some
-// 25 lines). Verbose text of a few hundred cycles runs to megabytes; the string that collects it
-// lives on the library's log thread, and the free memory it leaves at the top of that thread's
-// allocator arena is not handed back by malloc_trim, so it would pass for growth of the library.
+// Log levels collected: everything in the suite, up to level 2 in a soak. Verbose text of a few
+// hundred cycles runs to megabytes on the log thread, whose arena malloc_trim does not hand
+// back, so it would pass for growth of the library.
 constexpr int32_t kSuiteLogLevel = 4;
 constexpr int32_t kSoakLogLevel = 2;
 // Longer than the library waits, idle, before it gives freed memory back.
@@ -231,9 +224,8 @@ struct StressRun {
     std::unique_ptr<std::barrier<>> sampleBarrier;  // where the host threads meet for a sample
 };
 
-// One host thread: load, capture (memory and file taking turns), unload; the file changes
-// from cycle to cycle and no two neighbouring threads start on the same one, so scenes of all
-// files are loaded and drawn side by side.
+// One host thread: load, capture (to memory and file in turn), unload, a different file each
+// cycle and for each neighbouring thread, so scenes of all files are drawn side by side.
 inline void HostThread(int thread, int cycles, StressRun& run) {
     const std::string folder = testing::TempDir();
     const int rssEvery = EnvironmentCount("KESTRUM_STRESS_RSS_EVERY", 0);
@@ -299,9 +291,8 @@ inline void HostThread(int thread, int cycles, StressRun& run) {
     }
 }
 
-// The side activity runs on its own thread until run.hostsDone is set; it counts the
-// requests it makes in run.sideRequests, keys them with kSideKeyBit and has them answered
-// through Answers.
+// The side activity runs on its own thread until run.hostsDone, counting its requests in
+// run.sideRequests, keyed with kSideKeyBit and answered through Answers.
 using SideActivity = std::function<void(StressRun& run)>;
 
 // Takes the lone picture of each file, runs the host threads (and the side activity), then

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -162,9 +161,6 @@ TEST_F(CaptureExports, FileFormatFollowsTheExtension) {
     EXPECT_EQ(p.height, 120);
     EXPECT_GT(SolidCoverage(p, 0xFFFFFF), 160 * 120 / 10);
 }
-
-std::mutex g_progressMutex;
-std::vector<std::pair<float, uint32_t>> g_progress;
 
 TEST_F(CaptureExports, LoadFailuresAnswerWithTheirMessages) {
     Answer a = Load(Request::File("/nonexistent/scene.u3d"));

@@ -11,25 +11,17 @@
 
 #include "host/RenderThread.h"
 #include "support/LogCapture.h"
+#include "support/Polling.h"
 #include "util/ThreadManager.h"
 
 namespace {
 
 using Velmora::RenderThread;
 using Velmora::RenderThreadListener;
+using Velmora::Test::WaitFor;
 using Velmora::Utility::MakeCaller;
 using Velmora::Utility::MakeFunctionCaller;
 using Velmora::Utility::ThreadManager;
-
-// Waits up to five seconds for `condition`.
-template <typename F>
-bool WaitFor(F condition) {
-    for (int i = 0; i < 500; ++i) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
-}
 
 class CountingListener : public RenderThreadListener {
 public:

@@ -51,18 +51,7 @@ TEST_F(ObjCapture, HeadMatchesTheKeptPicture) {
     const Picture captured = FromAnswer(a);
     ExpectCentredAndLit(captured, 0.08);
     EXPECT_TRUE(lib.LogSaw("Primitives: 117694 (Points: 0, Lines: 0, Triangles: 117694)"));
-
-    const std::string path = SourceFile("tests/obj/images/head_default.png");
-    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
-    if (write && *write == '1') {
-        ASSERT_TRUE(WritePng(path, captured)) << path;
-        GTEST_SKIP() << "wrote " << path;
-    }
-    Picture kept;
-    ASSERT_TRUE(ReadPng(path, kept)) << path;
-    const double share = DifferentShare(captured, kept, 12);
-    EXPECT_LT(share, 0.01);
-    if (share >= 0.01) WritePng("/tmp/head_default_actual.png", captured);
+    ExpectKeptPicture(captured, "obj", "head_default");
 }
 
 class ObjFileCapture : public CaptureTest, public testing::WithParamInterface<const char*> {};

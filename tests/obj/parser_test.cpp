@@ -25,7 +25,7 @@ TEST(ObjParser, QuadSplitsIntoTwoTrianglesSharingTheDiagonal) {
     EXPECT_EQ(FilePositions(g->faces[1]), (std::array<int, 3>{4, 2, 3}));
 }
 
-TEST(ObjParser, FaceOfSixVerticesIsReportedAndAddsNothing) {
+TEST(ObjParser, FacesOfSixVerticesOrRelativeIndicesFailTheParse) {
     LogCapture log;
     Parsed p("v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 2 0\nf 1 2 3 4 5\n");
     EXPECT_FALSE(p.ok);
@@ -33,19 +33,8 @@ TEST(ObjParser, FaceOfSixVerticesIsReportedAndAddsNothing) {
     EXPECT_TRUE(log.Has("FAILED TO PARSE LINE 'f 1 2 3 4 5'", 1));
     // Positions alone are no geometry.
     EXPECT_TRUE(log.HasLine("ObjParser::Parse() - NO GEOMETRY FOUND", 1));
-}
-
-TEST(ObjParser, FaceOfTwoVerticesFailsItsCheck) {
-    LogCapture log;
-    Parsed p(std::string(kSquare) + "f 1 2\nf 1 2 3\n");
-    ASSERT_TRUE(p.ok);
-    EXPECT_EQ(p.Find("default", kDefaultMaterial)->faces.size(), 1u);
-}
-
-TEST(ObjParser, RelativeIndicesAreRefused) {
-    LogCapture log;
-    Parsed p(std::string(kSquare) + "f -3 -2 -1\n");
-    EXPECT_FALSE(p.ok);
+    Parsed relative(std::string(kSquare) + "f -3 -2 -1\n");  // relative indices are refused
+    EXPECT_FALSE(relative.ok);
     EXPECT_TRUE(log.Has("ObjParser::ParseFace() - invalid index in face!", 1));
 }
 
@@ -90,11 +79,11 @@ TEST(ObjParser, TheFirstFaceDecidesTheLayoutOfItsGeometry) {
     EXPECT_TRUE(log.Has("ObjParser::ParseFace() - expected tex coord, but not found!", 1));
 }
 
-TEST(ObjParser, FaceChecksRefuseRepeatsFlatFacesAndFarIndices) {
+TEST(ObjParser, FaceChecksRefuseRepeatsFlatFacesFarIndicesAndTwoCorners) {
     LogCapture log;
     Parsed p(
         "v 0 0 0\nv 1 0 0\nv 2 0 0\nv 0 1 0\n"
-        "f 1 1 2\nf 1 2 3\nf 1 2 9\nf 2 4 5\nf 1 2 4\n");
+        "f 1 1 2\nf 1 2 3\nf 1 2 9\nf 2 4 5\nf 1 2\nf 1 2 4\n");
     ASSERT_TRUE(p.ok);
     EXPECT_TRUE(log.Has("FACE WITH DUPLICATE VERTICES"));
     EXPECT_TRUE(log.Has("FACE WITH BAD GEOMETRY"));

@@ -5,9 +5,11 @@
 
 #include <bit>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "prc/reader/BitstreamReader.h"
 #include "prc/reader/FrequentDoubles.h"
 
 namespace Velmora::Test {
@@ -100,5 +102,17 @@ private:
     std::vector<uint8_t> bytes_;
     uint32_t used_ = 0;
 };
+
+// A reader over the bytes and `padding` zero bytes behind them, for readers that look ahead.
+inline std::unique_ptr<PRC::BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes, size_t padding = 0) {
+    const size_t size = bytes.size() + padding;
+    auto copy = new uint8_t[size + 1]();
+    std::copy(bytes.begin(), bytes.end(), copy);
+    auto reader = std::make_unique<PRC::BitstreamReader>();
+    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(size)));
+    return reader;
+}
+
+inline size_t BitsRead(const PRC::BitstreamReader& reader) { return reader.Position() * 8 + reader.BitOffset(); }
 
 }  // namespace Velmora::Test

@@ -209,7 +209,6 @@ private:
     }
 };
 
-// ---- hand-built product occurrence graphs --------------------------------------------------
 // Parts with items on chosen tessellations, occurrences with parts, sons, prototypes, external
 // data and styles, and a model file whose root is one of them.
 

@@ -14,14 +14,8 @@ namespace {
 using Velmora::Test::LogCapture;
 using Velmora::Test::PrcBitWriter;
 
-std::unique_ptr<BitstreamReader> ReaderOver(std::vector<uint8_t> bytes) {
-    bytes.resize(bytes.size() + 8, 0);  // room past the last four bytes for ReadU32
-    auto copy = new uint8_t[bytes.size()];
-    std::copy(bytes.begin(), bytes.end(), copy);
-    auto reader = std::make_unique<BitstreamReader>();
-    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(bytes.size())));
-    return reader;
-}
+// Room past the last four bytes for ReadU32.
+std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) { return Test::ReaderOver(bytes, 8); }
 
 // The Huffman bit sequence: table fields first bit lowest, data codes first bit highest.
 class HuffmanBits {

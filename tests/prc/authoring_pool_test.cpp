@@ -123,8 +123,6 @@ TEST(PrcPool, HighlyCompressedFilesLoad) {
     }
 }
 
-// ---- hand-built graphs ----------------------------------------------------------------------
-
 // Occurrence 0 shows part 0 (the triangle) and links to `linked` by `how`.
 BuiltTree TwoOccurrences(std::vector<BuiltOccurrence> occurrences) {
     BuiltTree tree;
@@ -219,8 +217,6 @@ TEST(PrcPoolGraphs, StylesAreHandedDownToSonsThatHaveNone) {
     for (const AuthorNode* node : Models(*loaded.pool->MasterNode())) styles.insert(node->style);
     EXPECT_EQ(styles, (std::multiset<int32_t>{4, 6}));
 }
-
-// ---- placements and normals -------------------------------------------------------------------
 
 Vec3f Apply(const Rendering::Mat4& m, const Vec3f& p) {
     return {m[0] * p[0] + m[4] * p[1] + m[8] * p[2] + m[12], m[1] * p[0] + m[5] * p[1] + m[9] * p[2] + m[13],

@@ -15,14 +15,7 @@ namespace {
 
 using Test::LogCapture;
 using Test::PrcBitWriter;
-
-std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) {
-    auto copy = new uint8_t[bytes.size() ? bytes.size() : 1];
-    std::copy(bytes.begin(), bytes.end(), copy);
-    auto reader = std::make_unique<BitstreamReader>();
-    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(bytes.size())));
-    return reader;
-}
+using Test::ReaderOver;
 
 TEST(PrcBitstream, IntegersRoundTrip) {
     const uint32_t unsignedValues[] = {0, 1, 127, 128, 255, 256, 65535, 70000, 0x7FFFFFFF, 0xFFFFFFFF};

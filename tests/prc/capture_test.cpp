@@ -1,10 +1,9 @@
-// PRC scenes through the exported interface: captures of the third-party files from a file and
-// from memory, their built triangle counts, kept pictures, and files that must fail cleanly.
+// PRC scenes through the exported interface: captures of the third-party files, their built
+// triangle counts, kept pictures, and files that must fail cleanly.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -34,13 +33,8 @@ struct Scene {
 
 class PrcCapture : public CaptureTest, public testing::WithParamInterface<Scene> {
 protected:
-    Answer Take(bool fromMemory) {
+    Answer Take() {
         Request r = Request::File(PrcFile(GetParam().file));
-        if (fromMemory) {
-            r.loadFlags = Kestrum::KESTRUM_LOAD_FROM_MEMORY;
-            r.data = ReadBytes(r.path);
-            r.path.clear();
-        }
         r.width = kWidth;
         r.height = kHeight;
         r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
@@ -60,11 +54,9 @@ protected:
 };
 
 TEST_P(PrcCapture, FromAFileShowsItsSceneLitAndCentred) {
-    ExpectShown(Take(false));
+    ExpectShown(Take());
     EXPECT_TRUE(lib.LogSaw(GetParam().triangles)) << GetParam().triangles;
 }
-
-TEST_P(PrcCapture, FromMemoryShowsTheSame) { ExpectShown(Take(true)); }
 
 INSTANTIATE_TEST_SUITE_P(
     ThirdParty, PrcCapture,
@@ -128,18 +120,7 @@ TEST_P(PrcPictures, MatchTheKeptPicture) {
     r.captureFlags = Kestrum::KESTRUM_CAPTURE_TO_MEMORY | Kestrum::KESTRUM_CAPTURE_UNLOAD_AFTER;
     const Answer a = CaptureWholeScene(r);
     ASSERT_EQ(a.success, 1);
-    const Picture captured = FromAnswer(a);
-    const std::string path = SourceFile("tests/prc/images/" + stem + ".png");
-    const char* write = std::getenv("KESTRUM_WRITE_REFERENCE_IMAGES");
-    if (write && *write == '1') {
-        ASSERT_TRUE(WritePng(path, captured)) << path;
-        GTEST_SKIP() << "wrote " << path;
-    }
-    Picture kept;
-    ASSERT_TRUE(ReadPng(path, kept)) << path;
-    const double share = DifferentShare(captured, kept, 12);
-    EXPECT_LT(share, 0.01) << stem;
-    if (share >= 0.01) WritePng("/tmp/" + stem + "_actual.png", captured);
+    ExpectKeptPicture(FromAnswer(a), "prc", stem);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kept, PrcPictures, testing::Values("mesh2", "torus_mesh"),

@@ -132,10 +132,7 @@ TEST(CompressedFiles, CylinderNormalsPointAwayFromItsAxis) {
 }
 
 // The independent library's files: every array is consumed and the counts are its own. (The
-// propeller's box is not the writer's: its decoded points drift away from the source by a
-// fraction of the tolerance at a time, as if the offsets had been taken in frames of the
-// writer's unquantised points, and a sliver whose entering edge is far shorter than its offset
-// multiplies that drift; see the test below.)
+// propeller's box is not the writer's: its points drift from the source at a sliver; see below.)
 TEST(CompressedFiles, IndependentWriterFilesConsumeEveryArray) {
     struct Case {
         const char* file;
@@ -163,10 +160,8 @@ std::vector<Vec3f> ObjPositions(const std::string& name) {
     return positions;
 }
 
-// The walk's order decides which edge every later point is predicted from, so one wrong step
-// throws the following points far off the model. Up to the propeller's first sliver (point
-// 742: an entering edge 0.17 long carrying an offset of 23) every decoded point lies on a
-// vertex of the source mesh, within the writer's offset for split points.
+// One wrong step of the walk throws every later point off the model: up to the propeller's
+// first sliver (point 742) every decoded point lies on a vertex of the source mesh.
 TEST(CompressedFiles, PropellerPointsBeforeItsSliverLieOnTheSourceMesh) {
     constexpr size_t kSliverPoint = 742;
     constexpr float kSplitOffset = 0.08f;
@@ -189,8 +184,6 @@ TEST(CompressedFiles, PropellerPointsBeforeItsSliverLieOnTheSourceMesh) {
         ASSERT_LT(nearest, kSplitOffset) << "point " << i;
     }
 }
-
-// ---- hand-made arrays ---------------------------------------------------------------------
 
 constexpr double kTolerance = 0.5;
 

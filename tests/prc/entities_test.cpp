@@ -19,17 +19,13 @@ using Velmora::Test::PrcBitWriter;
 using Velmora::Test::PrcFileBuilder;
 namespace FS = FileStructure;
 
+using Velmora::Test::BitsRead;
+
 std::unique_ptr<BitstreamReader> ReaderOver(const PrcBitWriter& writer, uint32_t version = 8137) {
-    const auto& bytes = writer.Bytes();
-    auto copy = new uint8_t[bytes.size() + 16]();
-    std::copy(bytes.begin(), bytes.end(), copy);
-    auto reader = std::make_unique<BitstreamReader>();
-    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(bytes.size() + 16)));
+    auto reader = Test::ReaderOver(writer.Bytes(), 16);
     reader->SetVersion(version);
     return reader;
 }
-
-size_t BitsRead(const BitstreamReader& reader) { return reader.Position() * 8 + reader.BitOffset(); }
 
 // A view with no annotations, its plane, no scene display parameters, then (from 7094) three
 // flags, and empty lists.

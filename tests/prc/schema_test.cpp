@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 #include "prc/PrcBitWriter.h"
 #include "prc/reader/BitstreamReader.h"
@@ -15,22 +16,15 @@ namespace {
 using Velmora::Test::LogCapture;
 using Velmora::Test::PrcBitWriter;
 
-std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) {
-    auto copy = new uint8_t[bytes.size() + 1]();
-    std::copy(bytes.begin(), bytes.end(), copy);
-    auto reader = std::make_unique<BitstreamReader>();
-    reader->SetData(std::make_shared<Utility::DataHolder<uint8_t>>(copy, static_cast<uint32_t>(bytes.size() + 1)));
-    return reader;
-}
-
-size_t BitsRead(const BitstreamReader& reader) { return reader.Position() * 8 + reader.BitOffset(); }
+using Velmora::Test::BitsRead;
+std::unique_ptr<BitstreamReader> ReaderOver(const std::vector<uint8_t>& bytes) { return Test::ReaderOver(bytes, 1); }
 
 std::shared_ptr<Schema::Executable> Make(const std::vector<uint32_t>& tokens) {
     return Schema::Executable::Create(tokens);
 }
 
-TEST(PrcSchema, EmptyBlockReadsNothing) {
-    auto executable = Make({19, 21});
+TEST(PrcSchema, EmptyBlockReadsNothingAndTokensBehindItAreIgnored) {
+    auto executable = Make({19, 21, 5, 21});
     ASSERT_TRUE(executable);
     auto reader = ReaderOver({0xFF});
     EXPECT_TRUE(executable->Run(*reader));
@@ -150,22 +144,15 @@ TEST(PrcSchema, GlobalSetAndGet) {
     EXPECT_EQ(executable->GlobalValues().at(1)->unsignedValue, 4u);
 }
 
-TEST(PrcSchema, DivisionByZeroIsTrue) {
-    // if (1 / 0) read a double (01: two bits) else read one bit.
-    auto executable = Make({19, 17, 30, 26, 1, 26, 0, 1, 18, 0, 21});
-    ASSERT_TRUE(executable);
-    auto reader = ReaderOver({0b01000000});
-    EXPECT_TRUE(executable->Run(*reader));
-    EXPECT_EQ(BitsRead(*reader), 2u);
-}
-
-TEST(PrcSchema, ComparisonSelectsTheBranch) {
-    // if (2 < 1) read a double else read one bit.
-    auto executable = Make({19, 17, 33, 26, 2, 26, 1, 1, 18, 0, 21});
-    ASSERT_TRUE(executable);
-    auto reader = ReaderOver({0b01000000});
-    EXPECT_TRUE(executable->Run(*reader));
-    EXPECT_EQ(BitsRead(*reader), 1u);
+TEST(PrcSchema, ConditionSelectsTheBranchAndDivisionByZeroIsTrue) {
+    // if (1 / 0) or if (2 < 1): read a double (01: two bits), else read one bit.
+    for (auto [op, a, b, bits] : {std::tuple{30u, 1u, 0u, 2u}, std::tuple{33u, 2u, 1u, 1u}}) {
+        auto executable = Make({19, 17, op, 26, a, 26, b, 1, 18, 0, 21});
+        ASSERT_TRUE(executable);
+        auto reader = ReaderOver({0b01000000});
+        EXPECT_TRUE(executable->Run(*reader));
+        EXPECT_EQ(BitsRead(*reader), bits) << op;
+    }
 }
 
 TEST(PrcSchema, ArithmeticOnTextFails) {
@@ -176,8 +163,6 @@ TEST(PrcSchema, ArithmeticOnTextFails) {
     EXPECT_FALSE(executable->Run(*reader));
     EXPECT_TRUE(log.HasLine("SchemaValue::op+() - INVALID DATA!", 1));
 }
-
-TEST(PrcSchema, TrailingTokensBehindTheRootAreIgnored) { EXPECT_TRUE(Make({19, 21, 5, 21})); }
 
 TEST(PrcSchema, DecoderRefusals) {
     LogCapture log;

@@ -91,15 +91,28 @@ std::shared_ptr<PRCFile> LoadClean(const std::string& name) {
     return file;
 }
 
-TEST(PrcTestData, Mesh1IsOneArrayOfEightTriangles) {
-    const auto file = LoadClean("mesh1.prc");
-    ASSERT_TRUE(file);
-    const Counts c = CountOf(*file);
-    EXPECT_EQ(c.occurrences, 1u);
-    EXPECT_EQ(c.parts, 1u);
-    EXPECT_EQ(c.items, 1u);
-    ASSERT_EQ(c.tessellations.size(), 1u);
-    EXPECT_EQ(TrianglesOf(*c.tessellations[0]), 8u);
+// Triangles of each tessellation in file order; a cube is stored with its eight corners once.
+TEST(PrcTestData, FilesHoldTheirTessellationsAndTriangles) {
+    const struct {
+        const char* name;
+        std::vector<size_t> triangles;
+    } files[] = {{"mesh1.prc", {8}},
+                 {"grid_big.prc", {125000}},
+                 {"torus_mesh.prc", {2304, 12}},
+                 {"cube_tess.prc", {12, 12}},
+                 {"plain_cube.prc", {12}}};
+    for (const auto& f : files) {
+        const auto file = LoadClean(f.name);
+        ASSERT_TRUE(file);
+        const Counts c = CountOf(*file);
+        ASSERT_EQ(c.tessellations.size(), f.triangles.size()) << f.name;
+        for (size_t i = 0; i < f.triangles.size(); ++i) {
+            EXPECT_EQ(TrianglesOf(*c.tessellations[i]), f.triangles[i]) << f.name << " " << i;
+            if (f.triangles[i] == 12) {
+                EXPECT_EQ(c.tessellations[i]->vertices.size(), 8u) << f.name;
+            }
+        }
+    }
 }
 
 TEST(PrcTestData, Mesh2HasPerVertexColours) {
@@ -120,36 +133,6 @@ TEST(PrcTestData, Mesh2HasPerVertexColours) {
     }
 }
 
-TEST(PrcTestData, GridBigHas125000Triangles) {
-    const auto file = LoadClean("grid_big.prc");
-    ASSERT_TRUE(file);
-    const Counts c = CountOf(*file);
-    ASSERT_EQ(c.tessellations.size(), 1u);
-    EXPECT_EQ(TrianglesOf(*c.tessellations[0]), 125000u);
-}
-
-TEST(PrcTestData, TorusWithNormalsAndACube) {
-    const auto file = LoadClean("torus_mesh.prc");
-    ASSERT_TRUE(file);
-    const Counts c = CountOf(*file);
-    ASSERT_EQ(c.tessellations.size(), 2u);
-    EXPECT_EQ(TrianglesOf(*c.tessellations[0]), 2304u);
-    EXPECT_FALSE(static_cast<const Content3DTess&>(*c.tessellations[0]).storedNormals.empty());
-    EXPECT_EQ(TrianglesOf(*c.tessellations[1]), 12u);
-    EXPECT_EQ(c.tessellations[1]->vertices.size(), 8u);
-}
-
-TEST(PrcTestData, CubeTessHasTwoCubesAndNoSphere) {
-    const auto file = LoadClean("cube_tess.prc");
-    ASSERT_TRUE(file);
-    const Counts c = CountOf(*file);
-    ASSERT_EQ(c.tessellations.size(), 2u);
-    for (const auto& tess : c.tessellations) {
-        EXPECT_EQ(TrianglesOf(*tess), 12u);
-        EXPECT_EQ(tess->vertices.size(), 8u);
-    }
-}
-
 TEST(PrcTestData, TeapotIsExactGeometryOnly) {
     const auto file = LoadClean("teapot.prc");
     ASSERT_TRUE(file);
@@ -157,16 +140,6 @@ TEST(PrcTestData, TeapotIsExactGeometryOnly) {
     EXPECT_EQ(c.tessellations.size(), 0u);
     EXPECT_GT(c.items, 0u);
     EXPECT_GT(file->GetFileStructureBlock(0)->geometry.count, 0u);
-}
-
-TEST(PrcTestData, PlainCube) {
-    const auto file = LoadClean("plain_cube.prc");
-    ASSERT_TRUE(file);
-    const Counts c = CountOf(*file);
-    ASSERT_EQ(c.tessellations.size(), 1u);
-    EXPECT_EQ(TrianglesOf(*c.tessellations[0]), 12u);
-    for (const auto& v : c.tessellations[0]->vertices)
-        for (float x : v) EXPECT_TRUE(x == 0.0f || x == 1.0f);
 }
 
 TEST(PrcTestData, HighlyCompressedFilesReadToTheirSectionsEnd) {

@@ -1,9 +1,9 @@
 #pragma once
-// GL tests of the rendering program share one renderer: the first call starts it on the
-// calling thread (any version from 3.1 up, no window anti-aliasing, no vertical sync) and
-// makes its shared context current; later calls only make sure it is still current.
-// Tests must not keep GL objects from one test case to the next: a test of the start-up path
-// may shut the renderer down and start it again.
+// GL tests share one renderer, started by the first call on its thread (3.1 up, no window
+// anti-aliasing or vertical sync). Tests keep no GL objects from one case to the next: a test
+// of the start-up path may shut the renderer down and start it again.
+
+#include <gtest/gtest.h>
 
 #include <string>
 
@@ -20,5 +20,15 @@ std::string TakeGLError();
 
 // A linked program of the two stages, or 0; compile and link logs become test failures.
 unsigned LinkProgram(const std::string& vertexSource, const std::string& fragmentSource);
+
+// A test on the shared context that must leave no GL error behind.
+class GLTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(EnsureGLContext());
+        TakeGLError();
+    }
+    void TearDown() override { EXPECT_EQ(TakeGLError(), ""); }
+};
 
 }  // namespace kestrum_test

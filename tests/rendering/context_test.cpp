@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "GLTestEnvironment.h"
@@ -22,17 +23,17 @@ using Velmora::Test::LogCapture;
 
 TEST(GLVersionText, ParsesVersionStrings) {
     int32_t major = -1, minor = -1;
-    EXPECT_TRUE(ParseGLVersion("4.5 (Core Profile) Mesa 22.3.6", major, minor));
-    EXPECT_EQ(major, 4);
-    EXPECT_EQ(minor, 5);
-    EXPECT_TRUE(ParseGLVersion("4.50", major, minor));
-    EXPECT_EQ(major, 4);
-    EXPECT_EQ(minor, 50);
-    EXPECT_TRUE(ParseGLVersion("OpenGL ES 3.2 Mesa", major, minor));
-    EXPECT_EQ(major, 3);
-    EXPECT_EQ(minor, 2);
-    EXPECT_TRUE(ParseGLVersion("3.30 NVIDIA via Cg compiler", major, minor));
-    EXPECT_EQ(minor, 30);
+    const struct {
+        const char* text;
+        int32_t major, minor;
+    } good[] = {{"4.5 (Core Profile) Mesa 22.3.6", 4, 5},
+                {"4.50", 4, 50},
+                {"OpenGL ES 3.2 Mesa", 3, 2},
+                {"3.30 NVIDIA via Cg compiler", 3, 30}};
+    for (const auto& g : good) {
+        EXPECT_TRUE(ParseGLVersion(g.text, major, minor)) << g.text;
+        EXPECT_EQ(std::pair(major, minor), std::pair(g.major, g.minor)) << g.text;
+    }
     for (const char* bad : {"", "abc", "4", "4.", "4.x", "99999999999.1"}) {
         EXPECT_FALSE(ParseGLVersion(bad, major, minor)) << bad;
         EXPECT_EQ(major, 0) << bad;

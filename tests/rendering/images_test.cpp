@@ -238,14 +238,8 @@ TextureCreationInfo BytesInfo(const std::vector<uint8_t>& bytes, uint32_t w, uin
     return info;
 }
 
-class TextureTest : public ::testing::Test {
+class TextureTest : public kestrum_test::GLTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(kestrum_test::EnsureGLContext());
-        kestrum_test::TakeGLError();
-    }
-    void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
-
     static std::vector<uint8_t> Pixels(const TextureData& data) {
         return {data.pixels.get(), data.pixels.get() + data.size};
     }
@@ -267,24 +261,6 @@ TEST_F(TextureTest, PngAndTiffRoundTripsThroughTheGpuArePixelExact) {
         EXPECT_EQ(data->size, w * h * 4);
         EXPECT_EQ(Pixels(*data), ToTextureLayout(rgba, w, h)) << int(format);
     }
-}
-
-TEST_F(TextureTest, AlphaComesFromTheFirstByteOfTheSecondImage) {
-    const uint32_t w = 12, h = 9;
-    const auto color = MakePattern(w, h, true, 5);
-    std::vector<uint8_t> grey(color.size());
-    for (size_t i = 0; i < grey.size(); i += 4)
-        grey[i] = grey[i + 1] = grey[i + 2] = uint8_t(i * 7 / 4), grey[i + 3] = 255;
-    auto texture = Texture::CreateWithAlphaFrom(
-        BytesInfo(EncodeRgba(ImageFormat::PNG, color, w, h, false), w, h, TextureFormat::PNG),
-        BytesInfo(EncodeRgba(ImageFormat::TIFF, grey, w, h, false), w, h, TextureFormat::TIFF));
-    ASSERT_NE(texture, nullptr);
-    EXPECT_TRUE(texture->HasAlpha());
-    auto expected = color;
-    for (size_t i = 0; i < expected.size(); i += 4) expected[i + 3] = grey[i + 2];  // blue of the grey image
-    auto data = texture->GetTextureDataFromGPU();
-    ASSERT_NE(data, nullptr);
-    EXPECT_EQ(Pixels(*data), ToTextureLayout(expected, w, h));
 }
 
 namespace {

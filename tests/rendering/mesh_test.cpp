@@ -21,14 +21,8 @@ namespace VA = Velmora::Rendering::VertexAttribute;
 
 namespace {
 
-class MeshTest : public ::testing::Test {
+class MeshTest : public kestrum_test::GLTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(kestrum_test::EnsureGLContext());
-        kestrum_test::TakeGLError();
-    }
-    void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
-
     // Rows whose every value is distinct, so a shifted or reordered read-back shows.
     static std::shared_ptr<DataBuffer<float>> Vertices(uint32_t count, uint32_t attributes, float base = 0.0f) {
         const uint32_t stride = VA::FloatsPerVertex(attributes);
@@ -141,13 +135,11 @@ void PointVaoAtRows(const Mesh& mesh) {
     glBindBuffer(GL_ARRAY_BUFFER, 0);
 }
 
-class MeshBatchDrawTest : public ::testing::Test {
+class MeshBatchDrawTest : public kestrum_test::GLTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(kestrum_test::EnsureGLContext());
-        kestrum_test::TakeGLError();
+        GLTest::SetUp();
         savedLimit_ = Mesh::DrawBatchLimit();
-
         program_ = kestrum_test::LinkProgram(kVertexSource, kFragmentSource);
         ASSERT_NE(program_, 0u);
         target_ = std::make_unique<kestrum_test::ColorTarget>(kSize, kSize, true);
@@ -160,7 +152,7 @@ protected:
         glUseProgram(0);
         target_.reset();
         if (program_) glDeleteProgram(program_);
-        EXPECT_EQ(kestrum_test::TakeGLError(), "");
+        GLTest::TearDown();
     }
 
     // Overlapping triangles on few depth levels with blending on: where two share a depth the
@@ -284,14 +276,8 @@ TEST(MeshBatchLimit, SoftwareRasterizerDrawsInBatches) {
 
 namespace {
 
-class MeshInPlaceTest : public ::testing::Test {
+class MeshInPlaceTest : public kestrum_test::GLTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(kestrum_test::EnsureGLContext());
-        kestrum_test::TakeGLError();
-    }
-    void TearDown() override { EXPECT_EQ(kestrum_test::TakeGLError(), ""); }
-
     // Row r, value k of a sub-object: distinct everywhere, so a shifted row shows.
     static float Value(uint32_t sub, uint32_t r, uint32_t k) {
         return float(sub) * 1000.0f + float(r) * 10.0f + float(k) - 40.0f;
@@ -357,25 +343,11 @@ TEST_F(MeshInPlaceTest, AFailingWriterOrMissingRowsLeaveNoMesh) {
     MeshCreationInfo info;
     info.name = "refused";
     info.subObjects.push_back(InPlace(VA::Position | VA::Normal, 3));
-    {
-        Velmora::Test::LogCapture log;
-        EXPECT_EQ(Mesh::Create(info, [](float* const*) { return false; }), nullptr);
-    }
-    {
-        Velmora::Test::LogCapture log;
-        EXPECT_EQ(Mesh::Create(info), nullptr);
-    }
-    {
-        info.subObjects[0].vertexCount = 0xFFFFFFFFu;
-        Velmora::Test::LogCapture log;
-        bool called = false;
-        EXPECT_EQ(Mesh::Create(info, [&](float* const*) { return called = true; }), nullptr);
-        EXPECT_FALSE(called);
-    }
+    Velmora::Test::LogCapture log;
+    EXPECT_EQ(Mesh::Create(info, [](float* const*) { return false; }), nullptr);
+    EXPECT_EQ(Mesh::Create(info), nullptr);
+    info.subObjects[0].vertexCount = 0xFFFFFFFFu;
+    bool called = false;
+    EXPECT_EQ(Mesh::Create(info, [&](float* const*) { return called = true; }), nullptr);
+    EXPECT_FALSE(called);
 }
-
-namespace {
-
-using Velmora::Test::LogCapture;
-
-}  // namespace

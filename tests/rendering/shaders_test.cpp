@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -130,8 +129,6 @@ TEST_F(ShaderProgramTest, EveryKindOfDescriptionCompilesAndLinks) {
         }
     }
     EXPECT_GT(built, 600u);
-    std::printf("[ sweep    ] %zu descriptions, %zu programs\n", built,
-                Manager(0).ProgramCount() + Manager(1).ProgramCount() + Manager(2).ProgramCount());
 }
 
 TEST_F(ShaderProgramTest, EachGeometryModeLinksWithItsStages) {
@@ -143,7 +140,6 @@ TEST_F(ShaderProgramTest, EachGeometryModeLinksWithItsStages) {
         glGetProgramiv(shader->GetProgram(), GL_ATTACHED_SHADERS, &attached);
         EXPECT_EQ(attached, (mode >= 1 && mode <= 3) ? 3 : 2) << mode;
     }
-    EXPECT_TRUE(log.Has("Successfully compiled geometry shader 'DSG_1_0_07_701_3'", 4));
 }
 
 TEST_F(ShaderProgramTest, DescriptionsDifferingInUniformValuesShareOneProgram) {
@@ -175,7 +171,6 @@ TEST_F(ShaderProgramTest, DescriptionsDifferingInUniformValuesShareOneProgram) {
     EXPECT_EQ(other->GetName(), "0_0_03_101_0_a");
 }
 
-// ---------------------------------------------------------------------------------------------
 // Drawing: a full-viewport triangle into a small framebuffer, read back.
 
 class ShaderDrawTest : public ShaderProgramTest {

@@ -344,20 +344,4 @@ TEST(CoderDivision, MatchesDivisionAtEveryQuotientStepOfEveryDivisor) {
     }
 }
 
-// The dividends the decoder really forms: cumulative counts times ranges in
-// (0x4000, 0x10000], for totals of adaptive contexts near the halving limit and of large
-// static contexts.
-TEST(CoderDivision, MatchesDivisionForCoderProducts) {
-    const uint32_t totals[] = {1, 2, 3, 7, 100, 0x1000, 0x1FFE, 0x1FFF, 10000, 16382, 16383};
-    for (uint32_t total : totals) {
-        for (uint32_t range = 0x4001; range <= 0x10000; range += 97) {
-            for (uint32_t cumulative : {0u, 1u, total / 3, total / 2, total - 1, total}) {
-                const uint32_t n = cumulative * range;
-                ASSERT_EQ(CoderDivision::Divide(n, total), n / total)
-                    << "total " << total << " range " << range << " cumulative " << cumulative;
-            }
-        }
-    }
-}
-
 }  // namespace

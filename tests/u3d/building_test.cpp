@@ -278,6 +278,8 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
             ++blended;
         }
         EXPECT_TRUE(pool->MeshPool().meshes.empty()) << "staging meshes are freed as they are built";
+        for (const auto& [name, texture] : pool->TexturePool().Textures())
+            for (const RawTextureImage& raw : texture->rawImages) EXPECT_TRUE(raw.bytes.empty()) << "freed once built";
         const auto counts = CountDocumentMeshes(*scene);
         EXPECT_EQ(counts.meshes, entry.declarations);
         EXPECT_EQ(counts.triangles, entry.faceSum);
@@ -296,36 +298,6 @@ TEST_F(U3DSceneBuild, EveryCLODFileBuildsItsDeclaredFacesAndOneModelPerNodeInsta
     }
     EXPECT_GE(built, 50u);
     EXPECT_GT(blended, 0u);
-}
-
-TEST_F(U3DSceneBuild, TexturedLayersReachTheModels) {
-    auto pool = MakePool();
-    ASSERT_TRUE(pool->LoadFromFile(TestFile("TextureLayers.u3d"), nullptr));
-    const size_t declared = pool->TexturePool().Textures().size();
-    ASSERT_GT(declared, 0u);
-    LogCapture log(2);
-    uint32_t handle = 0;
-    ASSERT_TRUE(pool->BuildSceneGraph(handle, nullptr));
-    SceneGuard guard(handle);
-    const auto& textures = guard.Scene()->GetResources().textureManager;
-    EXPECT_EQ(textures.GetTextureNames().size(), declared + 1) << "the file's textures and the default one";
-    for (const auto& [name, texture] : pool->TexturePool().Textures())
-        for (const RawTextureImage& raw : texture->rawImages) EXPECT_TRUE(raw.bytes.empty()) << "freed once built";
-    size_t layers = 0;
-    ForEachModel(*guard.Scene()->GetModelTree(), [&](const Model& model) {
-        const auto& infos = model.GetRenderInfo().shaderInfos;
-        for (size_t i = 0; i < infos.size(); ++i) {
-            const auto& description = model.GetShaderDescriptions()[i];
-            for (uint32_t layer = 0; layer < 8; ++layer) {
-                if (!(description.textureLayers & (1u << layer))) continue;
-                ++layers;
-                EXPECT_TRUE(infos[i].textureMask & (1u << layer));
-                EXPECT_NE(infos[i].texture[layer], textures.GetDefaultTextureId());
-                EXPECT_TRUE(description.Has(1u << layer)) << "the mesh carries the layer's coordinates";
-            }
-        }
-    });
-    EXPECT_GE(layers, declared);
 }
 
 TEST_F(U3DSceneBuild, ViewNodesBecomeNamedCameras) {

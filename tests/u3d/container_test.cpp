@@ -19,8 +19,11 @@ using U3DWriter::FrameBlock;
 using U3DWriter::U3DFileWriter;
 using Velmora::Test::LogCapture;
 
-std::shared_ptr<AuthoringPool_U3D> MakePool() {
-    return Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+// The pool after a load of the written file that must succeed.
+std::shared_ptr<AuthoringPool_U3D> Load(const U3DFileWriter& w) {
+    auto pool = Velmora::FormatGlue::AuthoringPool::Create(new AuthoringPool_U3D(), nullptr, nullptr);
+    EXPECT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+    return pool;
 }
 
 std::shared_ptr<U3DFile> Split(const std::vector<uint8_t>& bytes) {
@@ -74,9 +77,8 @@ TEST(BlockWalk, UnknownTypeFailsItsBlockOnly) {
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF60, {1, 2, 3, 4});
     w.AddBlock(0xFFFFFF21, U3DWriter::GroupNodeBlock("g", {{""}}));
-    auto pool = MakePool();
     LogCapture log;
-    ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+    auto pool = Load(w);
     EXPECT_EQ(pool->BlocksFailed(), 1u);
     EXPECT_EQ(pool->NodePool().GetRoot()->children.count("g"), 1u);
 }
@@ -91,9 +93,8 @@ TEST(BlockWalk, HeaderProfileSwitchesLaterBlocksToPlainReads) {
     shading.WriteU32(1);
     shading.WriteString("shader");
     w.AddBlock(0xFFFFFF45, shading);
-    auto pool = MakePool();
     LogCapture log(3);
-    ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+    auto pool = Load(w);
     EXPECT_TRUE(pool->NoCompression());
     ASSERT_TRUE(pool->ShaderPool().FindShadingModifier("mesh"));
 }
@@ -118,9 +119,8 @@ TEST(BlockWalk, ModifierChainsAreReadDepthFirstInFileOrder) {
                              FrameBlock(0xFFFFFF21, GroupNodeBlock("d", {{"c"}}))});
     U3DFileWriter w;
     w.AddBlock(0xFFFFFF14, outer);
-    auto pool = MakePool();
     LogCapture log;
-    ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+    auto pool = Load(w);
     auto root = pool->NodePool().GetRoot();
     ASSERT_EQ(root->children.count("a"), 1u);
     auto a = root->children.find("a")->second;
@@ -144,9 +144,8 @@ TEST(BlockWalk, BadChainEndsWithoutLooping) {
     w.WriteBytes("garbage!", 8);
     U3DFileWriter file;
     file.AddBlock(0xFFFFFF14, w);
-    auto pool = MakePool();
     LogCapture log;
-    ASSERT_TRUE(pool->LoadFromMemory(file.Bytes().data(), uint32_t(file.Bytes().size()), nullptr));
+    auto pool = Load(file);
     EXPECT_LE(log.Count("CORRUPTED INPUT DATA"), 1u);
 }
 
@@ -182,9 +181,8 @@ TEST(BlockWalk, ExtensionBlocksAreDeferredToTheEnd) {
     {
         U3DFileWriter w;
         w.AddBlock(0x1000, {0, 0, 0, 0, 0, 0, 0, 0});
-        auto pool = MakePool();
         LogCapture log;
-        ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+        auto pool = Load(w);
         EXPECT_EQ(pool->BlocksFailed(), 1u);
     }
     U3DFileWriter w;
@@ -195,15 +193,13 @@ TEST(BlockWalk, ExtensionBlocksAreDeferredToTheEnd) {
     w.AddBlock(0x1000, block);
     w.AddBlock(0xFFFFFF16, RHTypeDeclaration("Right Hemisphere Adobe Systems"));
     w.AddBlock(0xFFFFFF45, ShadingModifierData("m", "s"));
-    auto pool = MakePool();
     LogCapture log;
-    ASSERT_TRUE(pool->LoadFromMemory(w.Bytes().data(), uint32_t(w.Bytes().size()), nullptr));
+    auto pool = Load(w);
     EXPECT_TRUE(pool->MeshPool().supportedExtensions.count(256));
     U3DFileWriter other;
     other.AddBlock(0xFFFFFF16, RHTypeDeclaration("Someone Else"));
-    auto refused = MakePool();
     log.Clear();
-    ASSERT_TRUE(refused->LoadFromMemory(other.Bytes().data(), uint32_t(other.Bytes().size()), nullptr));
+    auto refused = Load(other);
     EXPECT_TRUE(refused->MeshPool().supportedExtensions.empty());
 }
 

@@ -27,8 +27,6 @@ namespace {
 using namespace Velmora::U3D;
 using Velmora::U3D::Test::ScopedLogCapture;
 
-// ---- Hashing of the decoded arrays --------------------------------------------------------
-
 class Fnv1a {
 public:
     void Bytes(const void* data, size_t size) {
@@ -148,7 +146,6 @@ const std::map<std::string, uint64_t> kExpectedHashes = {
     {"views.u3d", 0x3ee5ca7f6f45333cull},
 };
 
-// ---- Reference normal prediction ----------------------------------------------------------
 // Plain scalar float arithmetic with the library's acos and sin, one position at a time.
 
 using V = Vec3f;

@@ -1,12 +1,10 @@
-// Point lights shine from where the scene shows them: a plane far from the origin, lit by a
-// point light just above one corner, is brightest under the light's marker wherever the
-// whole scene is moved to, and a plane seen from the side away from its light shows only
-// its own emissive colour.
+// Point lights shine from where the scene shows them, wherever the scene is moved to; a plane
+// seen from the side away from its light shows only its own emissive colour.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -68,17 +66,11 @@ Bytes Chain(const std::string& name, uint32_t kind, const std::vector<Bytes>& bl
     });
 }
 
-// A model or light node block parented to the world at `at`.
-Bytes Node(uint32_t type, const std::string& name, const std::string& resource, const Vec3& at) {
-    return Framed(type, [&](BitStreamWriter& w) {
-        w.WriteString(name);
-        w.WriteU32(1);
-        w.WriteString("");
-        for (float v : {1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f}) w.WriteF32(v);
-        for (float v : {at[0], at[1], at[2], 1.0f}) w.WriteF32(v);
-        w.WriteString(resource);
-        if (type == kModelNode) w.WriteU32(3);  // both faces visible
-    });
+// A node's one parent: the world, with the node moved to `at`.
+std::vector<U3DWriter::ParentEntry> WorldAt(const Vec3& at) {
+    U3DWriter::ParentEntry world;
+    std::copy(at.begin(), at.end(), world.transform + 12);
+    return {world};
 }
 
 // A grey square plane at z = 0 facing +z, lit by one white point light with quadratic fall-off
@@ -98,7 +90,8 @@ Bytes LitPlaneScene(const Vec3& offset) {
         w.WriteString("PlaneShader");
     });
     std::vector<Bytes> blocks{
-        Chain("Plane", 0, {Node(kModelNode, "Plane", "PlaneMesh", offset), shading}),
+        Chain("Plane", 0,
+              {FrameBlock(kModelNode, U3DWriter::ModelNodeBlock("Plane", WorldAt(offset), "PlaneMesh")), shading}),
         Chain("PlaneMesh", 1, {mesh}),
         Framed(kLitShader,
                [](BitStreamWriter& w) {
@@ -122,7 +115,7 @@ Bytes LitPlaneScene(const Vec3& offset) {
                    w.WriteU8(kPointLight);
                    for (float v : {1.0f, 1.0f, 1.0f, 1.0f, 0.0f, 0.0f, 1.0f, 180.0f, 1.0f}) w.WriteF32(v);
                }),
-        Chain("Lamp", 0, {Node(kLightNode, "Lamp", "Bulb", light)}),
+        Chain("Lamp", 0, {FrameBlock(kLightNode, U3DWriter::LightNodeBlock("Lamp", WorldAt(light), "Bulb"))}),
         Framed(kBaseMesh, [&](BitStreamWriter& w) {
             w.WriteString("PlaneMesh");
             for (uint32_t v : {0u, 2u, 4u, 1u, 0u, 0u, 0u}) w.WriteU32(v);
@@ -232,8 +225,6 @@ TEST_F(LightPlacement, PointLightIsBrightestUnderItsMarkerWhereverTheSceneLies) 
     for (const Vec3& offset : {Vec3{40.0f, -25.0f, 15.0f}, Vec3{2040.0f, -3025.0f, 1015.0f}}) {
         SCOPED_TRACE(testing::Message() << offset[0] << ", " << offset[1] << ", " << offset[2]);
         const Measured m = CaptureLitPlane(offset);
-        std::printf("offset (%g, %g, %g): marker at (%.1f, %.1f), brightest at (%.1f, %.1f), peak %d\n", offset[0],
-                    offset[1], offset[2], m.marker[0], m.marker[1], m.brightest[0], m.brightest[1], m.peak);
         EXPECT_GT(m.peak, 3 * 100);
         EXPECT_NEAR(m.brightest[0], m.marker[0], 3.0f);
         EXPECT_NEAR(m.brightest[1], m.marker[1], 3.0f);
@@ -253,8 +244,6 @@ TEST_F(LightPlacement, PlaneFacingAwayFromItsLightShowsOnlyItsEmissiveColour) {
     for (const uint32_t x : {kPictureSize / 2 - 25, kPictureSize / 2 + 25}) {
         for (const uint32_t y : {kPictureSize / 2 - 25, kPictureSize / 2 + 25}) {
             const size_t at = (size_t(y) * kPictureSize + x) * 4;  // blue, green, red, alpha
-            std::printf("emissive (%.3f, %.3f, %.3f), pixel (%u, %u) rgb %d %d %d\n", emissive[0], emissive[1],
-                        emissive[2], x, y, pixels[at + 2], pixels[at + 1], pixels[at]);
             for (int c = 0; c < 3; ++c) EXPECT_NEAR(pixels[at + 2 - c], emissive[c] * 255.0f, 2.0f) << x << "," << y;
         }
     }

@@ -72,8 +72,6 @@ TEST(PrimitiveSetFiles, EveryFileLoadsAndBuildsTheCountsItDeclares) {
     }
 }
 
-// ---- blocks written value by value ---------------------------------------------------------
-
 constexpr uint32_t kPointDeclaration = 0xFFFFFF36, kLineDeclaration = 0xFFFFFF37;
 constexpr uint32_t kPointContinuation = 0xFFFFFF3E, kLineContinuation = 0xFFFFFF3F;
 bool ReadBlock(AuthorMeshPool& pool, uint32_t type, const std::vector<uint8_t>& data, bool noCompression = false) {
@@ -137,8 +135,6 @@ TEST(PrimitiveSetBlocks, LineSetValuesDecodeAndBuildOneVertexPerEnd) {
     }
     EXPECT_FLOAT_EQ(rows.Row(0)[3], 1.0f);  // red of colour 0 at the first end
 }
-
-// ---- hostile blocks ------------------------------------------------------------------------
 
 struct Hostile {
     const char* what;

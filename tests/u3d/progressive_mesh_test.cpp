@@ -99,7 +99,6 @@ protected:
     AuthorMeshPool pool;
 };
 
-// ---------------------------------------------------------------------------------------
 // Base mesh
 
 const std::vector<Vec3f> kSquare = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
@@ -162,7 +161,6 @@ TEST_F(MeshBlocks, BaseCountsBeyondDeclarationOrBlockAreRefusedBeforeAllocation)
     EXPECT_TRUE(log.capture->Contains("invalid counts in AuthorMesh 'Big9'"));
 }
 
-// ---------------------------------------------------------------------------------------
 // Progressive updates
 
 // Writes the updates of a tiny mesh without normals or attributes:

@@ -132,8 +132,6 @@ TEST(RHEncodings, FloatAndVectorFormsDecode) {
         for (int k = 0; k < 3; ++k) EXPECT_NEAR(vectors[i][k], expected[i][k], 1e-6f) << i << "," << k;
 }
 
-// ---- whole meshes ---------------------------------------------------------------------------
-
 // Two triangles over four positions: plain positions, alpha-theta normals, quantised colours
 // and plain tex coords; the index arrays in four different encodings.
 std::vector<uint8_t> TwoTrianglePayload() {

@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "support/LogCapture.h"
 #include "util/Logger.h"
 #include "util/Paths.h"
 #include "util/SimpleFile.h"
@@ -21,16 +21,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class CaptureStream : public LogStream {
-public:
-    void Write(int32_t level, const std::string& text) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        entries.emplace_back(level, text);
-    }
-    std::mutex mutex;
-    std::vector<std::pair<int32_t, std::string>> entries;
-};
-
 class FilesTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -38,11 +28,8 @@ protected:
                                             ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(dir_);
         fs::create_directories(dir_);
-        capture_ = std::make_shared<CaptureStream>();
-        Logger::Instance().SetStream(capture_);
     }
     void TearDown() override {
-        Logger::Instance().SetStream(nullptr);
         std::error_code ec;
         fs::permissions(dir_, fs::perms::owner_all, fs::perm_options::add, ec);
         fs::remove_all(dir_, ec);
@@ -53,7 +40,7 @@ protected:
         out << content;
     }
     fs::path dir_;
-    std::shared_ptr<CaptureStream> capture_;
+    Velmora::Test::LogCapture log_{2};
 };
 
 }  // namespace
@@ -113,7 +100,7 @@ TEST_F(FilesTest, PathChecks) {
     EXPECT_TRUE(CheckCreateDirectory(P("x/y/z")));
     EXPECT_TRUE(IsValidDirectory(P("x/y/z")));
     EXPECT_TRUE(CheckCreateDirectory(P("x/y/z")));
-    EXPECT_TRUE(capture_->entries.empty());
+    EXPECT_TRUE(log_.Lines().empty());
 }
 
 TEST_F(FilesTest, FindFilesInFolder) {
@@ -124,34 +111,20 @@ TEST_F(FilesTest, FindFilesInFolder) {
               (std::vector<std::string>{"a.u3d", "b.U3D", "c.prc", "d.obj"}));
     EXPECT_EQ(FindFilesInFolder(dir_.string(), "?.txt"), (std::vector<std::string>{"e.txt"}));
     EXPECT_EQ(FindFilesInFolder(dir_.string(), "").size(), 5u);
-    EXPECT_TRUE(capture_->entries.empty());
+    EXPECT_TRUE(log_.Lines().empty());
     EXPECT_TRUE(FindFilesInFolder(P("missing"), "*").empty());
-    ASSERT_EQ(capture_->entries.size(), 1u);
-    EXPECT_EQ(capture_->entries[0].second.rfind("FindFilesInFolder - exception: ", 0), 0u);
+    ASSERT_EQ(log_.Lines().size(), 1u);
+    EXPECT_EQ(log_.Lines()[0].text.rfind("FindFilesInFolder - exception: ", 0), 0u);
 }
-
-namespace {
-bool AllDigits(const std::string& s) { return !s.empty() && s.find_first_not_of("0123456789") == std::string::npos; }
-// The counter of a name "<prefix>_<14-digit time>_<4-digit counter>.png", or -1.
-int NameCounter(const std::string& name, const std::string& prefix) {
-    constexpr size_t kStampDigits = 14, kCounterDigits = 4;
-    const std::string suffix = ".png";
-    if (name.size() != prefix.size() + 1 + kStampDigits + 1 + kCounterDigits + suffix.size()) return -1;
-    if (name.compare(0, prefix.size() + 1, prefix + "_") != 0) return -1;
-    const std::string stamp = name.substr(prefix.size() + 1, kStampDigits);
-    const std::string counter = name.substr(prefix.size() + 2 + kStampDigits, kCounterDigits);
-    if (name[prefix.size() + 1 + kStampDigits] != '_' || !AllDigits(stamp) || !AllDigits(counter)) return -1;
-    if (name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) return -1;
-    return std::stoi(counter);
-}
-}  // namespace
 
 TEST_F(FilesTest, UniqueFileNamesAndTimeStamp) {
     const std::string ts = TimeStamp();
-    EXPECT_TRUE(ts.size() == 14 && AllDigits(ts)) << ts;
+    EXPECT_TRUE(ts.size() == 14 && ts.find_first_not_of("0123456789") == std::string::npos) << ts;
+    // "<prefix>_<time stamp>_<counter>.png": the counter goes on from one name to the next.
     const std::string a = GetUniqueFileName("capture", ".png", "/tmp/out");
     const std::string b = GetUniqueFileName("capture", ".png", "");
-    const int first = NameCounter(a, "/tmp/out/capture");
-    EXPECT_GE(first, 1) << a;
-    EXPECT_EQ(NameCounter(b, "capture"), first + 1) << b;
+    ASSERT_EQ(a.rfind("/tmp/out/capture_", 0), 0u) << a;
+    ASSERT_EQ(b.size(), a.size() - 9) << b;
+    EXPECT_EQ(b.substr(b.size() - 4), ".png");
+    EXPECT_EQ(std::stoi(b.substr(b.size() - 8, 4)), std::stoi(a.substr(a.size() - 8, 4)) + 1) << a << " " << b;
 }

@@ -12,12 +12,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/Polling.h"
 #include "util/Clock.h"
 #include "util/LogManager.h"
 #include "util/Logger.h"
 #include "util/Strings.h"
 
 using namespace Velmora::Utility;
+using Velmora::Test::WaitFor;
 namespace fs = std::filesystem;
 
 namespace {
@@ -60,14 +62,6 @@ void TestHook(void* userData, int32_t level, char16_t* message) {
 size_t HookedCount() {
     std::lock_guard<std::mutex> lock(g_hookMutex);
     return g_hooked.size();
-}
-
-bool WaitFor(const std::function<bool()>& condition, int ms = 3000) {
-    for (int waited = 0; waited < ms; waited += 5) {
-        if (condition()) return true;
-        Sleep(5);
-    }
-    return condition();
 }
 
 std::string ReadAll(const fs::path& path) {
@@ -267,15 +261,4 @@ TEST_F(DebugChannelTest, StandardErrorOnlyWhileTheVariableAsks) {
     EXPECT_EQ(StderrOfOneMessage(), "");
     ::setenv(kDebugChannelVariable, "1", 1);
     EXPECT_NE(StderrOfOneMessage().find("debug channel probe"), std::string::npos);
-}
-
-TEST_F(DebugChannelTest, FileSessionStaysOffStandardError) {
-    ::unsetenv(kDebugChannelVariable);
-    const fs::path file = dir_ / "quiet.log";
-    ::testing::internal::CaptureStderr();
-    ASSERT_TRUE(LogManager::Instance().StartDefault(file.string(), false, 2));
-    Logger::Log(LogLevel::Error, "to the file only");
-    LogManager::Instance().StopDefault();
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-    EXPECT_NE(ReadAll(file).find("to the file only"), std::string::npos);
 }

@@ -105,15 +105,6 @@ TEST(ThreadManager, The8193rdEntryIsRefused) {
     EXPECT_TRUE(t.order.empty());  // the refused one never ran
 }
 
-TEST(ThreadManager, StopDiscardsQueuedWorkWithoutRunningIt) {
-    auto w = std::make_unique<Worker>(true, true);
-    Target t;
-    auto& tm = ThreadManager::Instance();
-    for (int i = 0; i < 50; ++i) ASSERT_TRUE(tm.Post(MakeCaller(&t, &Target::Bump), w->Id()));
-    w->Stop();
-    EXPECT_EQ(t.count.load(), 0);
-}
-
 TEST(ThreadManager, BlockingCallCaughtByStopIsReleased) {
     auto w = std::make_unique<Worker>(true, true);
     Target t;

@@ -1,5 +1,6 @@
 // Live views under a virtual X server: windows, the render proxy and the tool's camera listing.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
@@ -26,6 +27,7 @@
 #include "rendering/Renderer.h"
 #include "support/ExportedLibrary.h"
 #include "support/LogCapture.h"
+#include "support/Polling.h"
 
 namespace {
 
@@ -47,13 +49,12 @@ public:
     std::vector<std::string> events;
 };
 
-// The library's connection plus a host connection with a mapped top-level window.
-class WindowTest : public ::testing::Test {
+// A host connection with a mapped top-level window, as the host gives the library.
+class HostWindowTest : public ::testing::Test {
 protected:
     void SetUp() override {
         host_ = XOpenDisplay(nullptr);
         if (!host_) GTEST_SKIP() << "no X server";
-        ASSERT_NE(X11Connection::Instance().Open(), nullptr);
         hostWindow_ = XCreateSimpleWindow(host_, DefaultRootWindow(host_), 0, 0, 400, 300, 0, 0, 0);
         XMapWindow(host_, hostWindow_);
         XSync(host_, False);
@@ -63,6 +64,18 @@ protected:
             XDestroyWindow(host_, hostWindow_);
             XCloseDisplay(host_);
         }
+    }
+    Display* host_ = nullptr;
+    Window hostWindow_ = 0;
+};
+
+// The library's own connection beside the host's.
+class WindowTest : public HostWindowTest {
+protected:
+    void SetUp() override {
+        HostWindowTest::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_NE(X11Connection::Instance().Open(), nullptr);
     }
     // Reads the library's connection until `done` holds or a second has passed.
     template <typename Done>
@@ -106,8 +119,6 @@ protected:
     }
 
     Velmora::Test::LogCapture log_;
-    Display* host_ = nullptr;
-    Window hostWindow_ = 0;
 };
 
 TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
@@ -143,23 +154,11 @@ TEST_F(WindowTest, ChildWindowOfHostReceivesPointerEvents) {
 
 using namespace Kestrum;
 
-std::u16string Utf16(const std::string& text) { return std::u16string(text.begin(), text.end()); }
-std::string TestFile(const std::string& name) { return std::string(KESTRUM_TESTDATA) + "/u3d/" + name; }
-std::string SampleScene() { return std::string(KESTRUM_SOURCE_DIR) + "/scenes/sample.u3d"; }
-
-// Polls `done` every few milliseconds for up to `timeoutMs`.
-bool WaitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-using Library = Velmora::Test::ExportedLibrary;
-
-// ---- answers ---------------------------------------------------------------------------------
+using KestrumCaptureTest::Library;
+using KestrumCaptureTest::TestFile;
+using KestrumCaptureTest::Utf16;
+using Velmora::Test::WaitFor;
+std::string SampleScene() { return KestrumCaptureTest::SourceFile("scenes/sample.u3d"); }
 
 struct Answer {
     bool answered = false;
@@ -169,8 +168,6 @@ struct Answer {
     std::vector<std::string> cameras;
     bool hasActive = false;
     std::string active;
-    uint32_t projectionType = 0;
-    uint32_t renderMode = 0;
 };
 
 using Pending = KestrumCaptureTest::BasicPending<Answer>;
@@ -179,7 +176,6 @@ void TakeActive(const ActiveCameraInfo* info, Answer& a) {
     if (info == nullptr) return;
     a.hasActive = true;
     a.active.assign(info->name, info->nameLength);
-    a.projectionType = info->projectionType;
 }
 
 void OnLoad(LoadSceneResult* result, int success) {
@@ -187,7 +183,6 @@ void OnLoad(LoadSceneResult* result, int success) {
     a.success = success;
     a.handle = result->sceneHandle;
     a.userTag = result->userTag;
-    a.renderMode = result->renderMode;
     for (uint32_t i = 0; result->cameraNames && i < result->cameraCount; ++i)
         a.cameras.emplace_back(result->cameraNames[i], size_t(result->cameraNameLengths[i]));
     TakeActive(result->activeCamera, a);
@@ -212,38 +207,21 @@ void OnHandle(uint32_t handle) {
     Pending::Get().Deliver(std::move(a));
 }
 
-std::vector<uint32_t> g_capabilityKinds;
 std::vector<uint32_t> g_anisotropyLevels;
 void OnCapability(uint32_t kind, const uint32_t* values, uint32_t count) {
-    g_capabilityKinds.push_back(kind);
     if (kind == 1) g_anisotropyLevels.assign(values, values + count);
 }
 
-bool Contains(const std::vector<std::string>& list, const std::string& name) {
-    for (const std::string& entry : list)
-        if (entry == name) return true;
-    return false;
-}
-
-// ---- fixture ---------------------------------------------------------------------------------
-
-class RenderProxyTest : public ::testing::Test {
+class RenderProxyTest : public HostWindowTest {
 protected:
     void SetUp() override {
         ASSERT_TRUE(lib.Loaded()) << KESTRUM_LIBRARY_PATH << ": " << dlerror();
-        host_ = XOpenDisplay(nullptr);
-        if (!host_) GTEST_SKIP() << "no X server";
-        hostWindow_ = XCreateSimpleWindow(host_, DefaultRootWindow(host_), 0, 0, 400, 300, 0, 0, 0);
-        XMapWindow(host_, hostWindow_);
-        XSync(host_, False);
+        HostWindowTest::SetUp();
         lib.ClearLog();
     }
     void TearDown() override {
         if (proxy_) lib.DestroyRenderProxy(proxy_);
-        if (host_) {
-            XDestroyWindow(host_, hostWindow_);
-            XCloseDisplay(host_);
-        }
+        HostWindowTest::TearDown();
         for (const std::string& file : files_) std::remove(file.c_str());
     }
 
@@ -318,17 +296,12 @@ protected:
     }
 
     Library& lib = Library::Get();
-    Display* host_ = nullptr;
-    Window hostWindow_ = 0;
     RenderProxy3D* proxy_ = nullptr;
     RenderProxyInfo info_{};
     std::vector<std::string> files_;
 };
 
-// ---- creation --------------------------------------------------------------------------------
-
 TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
-    g_capabilityKinds.clear();
     g_anisotropyLevels.clear();
     proxy_ = MakeProxy();
     ASSERT_NE(proxy_, nullptr);
@@ -349,8 +322,6 @@ TEST_F(RenderProxyTest, CreationMakesAChildWindowAndReportsTheView) {
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 0);
 }
 
-// ---- loading ---------------------------------------------------------------------------------
-
 TEST_F(RenderProxyTest, LoadReportsTheSceneCamerasWithTheBuiltInCameraRenamed) {
     proxy_ = MakeProxy();
     ASSERT_NE(proxy_, nullptr);
@@ -358,10 +329,10 @@ TEST_F(RenderProxyTest, LoadReportsTheSceneCamerasWithTheBuiltInCameraRenamed) {
     ASSERT_EQ(load.success, 1);
     EXPECT_NE(load.handle, 0u);
     EXPECT_EQ(load.userTag, 77u);
-    EXPECT_TRUE(Contains(load.cameras, "<Built-In-Camera>"));
-    EXPECT_TRUE(Contains(load.cameras, "Front"));
-    EXPECT_TRUE(Contains(load.cameras, "Top"));
-    EXPECT_FALSE(Contains(load.cameras, "___DefaultCamera"));
+    EXPECT_THAT(load.cameras, testing::Contains("<Built-In-Camera>"));
+    EXPECT_THAT(load.cameras, testing::Contains("Front"));
+    EXPECT_THAT(load.cameras, testing::Contains("Top"));
+    EXPECT_THAT(load.cameras, testing::Not(testing::Contains("___DefaultCamera")));
     EXPECT_TRUE(load.hasActive);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 1);
     const Answer listed = Cameras();
@@ -373,7 +344,7 @@ TEST_F(RenderProxyTest, NamedViewsOfAThirdPartyFileAreListed) {
     ASSERT_NE(proxy_, nullptr);
     const Answer load = Load(TestFile("views.u3d"));
     ASSERT_EQ(load.success, 1);
-    EXPECT_TRUE(Contains(load.cameras, "<Built-In-Camera>"));
+    EXPECT_THAT(load.cameras, testing::Contains("<Built-In-Camera>"));
     EXPECT_GE(load.cameras.size(), 2u) << "views.u3d holds named views besides the built-in camera";
 }
 
@@ -387,7 +358,7 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     EXPECT_EQ(bad.handle, 0u);
     EXPECT_EQ(bad.userTag, 5u);
     EXPECT_EQ(lib.IsSceneLoaded(proxy_), 1);
-    EXPECT_TRUE(Contains(Cameras().cameras, "Front"));
+    EXPECT_THAT(Cameras().cameras, testing::Contains("Front"));
     Pending::Get().Reset();
     lib.CloseScene(proxy_, OnHandle);
     EXPECT_EQ(Pending::Get().Wait().handle, good.handle);
@@ -396,8 +367,6 @@ TEST_F(RenderProxyTest, ABadPathFailsAndKeepsThePresentScene) {
     lib.CloseScene(proxy_, OnHandle);
     EXPECT_EQ(Pending::Get().Wait().handle, 0u) << "nothing left to close";
 }
-
-// ---- cameras ---------------------------------------------------------------------------------
 
 TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
     proxy_ = MakeProxy();
@@ -419,13 +388,11 @@ TEST_F(RenderProxyTest, ActivationByNameFirstNextAndBuiltIn) {
         seen.push_back(a.active);
     }
     EXPECT_EQ(seen.back(), "<Built-In-Camera>");
-    EXPECT_TRUE(Contains(seen, "Front"));
-    EXPECT_TRUE(Contains(seen, "Top"));
+    EXPECT_THAT(seen, testing::Contains("Front"));
+    EXPECT_THAT(seen, testing::Contains("Top"));
     EXPECT_EQ(Activate(KESTRUM_CAMERA_BY_NAME, "NoSuchCamera").success, 0);
     EXPECT_EQ(Activate(7).success, 0);
 }
-
-// ---- properties ------------------------------------------------------------------------------
 
 TEST_F(RenderProxyTest, BackgroundPropertyChangesThePicture) {
     proxy_ = MakeProxy();

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "host/capture_library.h"
+#include "support/Polling.h"
 
 namespace {
 
@@ -41,12 +42,7 @@ std::string KestrumPath() {
 std::string BoxScene() { return std::string(KESTRUM_TESTDATA) + "/u3d/box.u3d"; }
 
 bool WaitFor(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return condition();
+    return Velmora::Test::WaitFor(condition, int(std::chrono::milliseconds(kPatience).count()), 50);
 }
 
 std::string ReadText(const fs::path& path) {
@@ -94,17 +90,6 @@ Coverage MeasureModel(const Picture& picture) {
     coverage.centreX = sumX / count / picture.width;
     coverage.centreY = sumY / count / picture.height;
     return coverage;
-}
-
-double ChangedShare(const Picture& a, const Picture& b) {
-    constexpr int kNoise = 24;
-    size_t changed = 0;
-    for (size_t i = 0; i + 3 < a.bgra.size(); i += 4) {
-        int delta = 0;
-        for (size_t c = 0; c < 3; ++c) delta += std::abs(int(a.bgra[i + c]) - int(b.bgra[i + c]));
-        if (delta > kNoise) ++changed;
-    }
-    return double(changed) / double(a.bgra.size() / 4);
 }
 
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
@@ -225,7 +210,7 @@ TEST_F(ViewerTest, OrbitTurnsTheModelResizeFollowsAndCloseExitsCleanly) {
     EXPECT_GT(turned.share, 0.2);
     EXPECT_NEAR(turned.centreX, 0.5, 0.2);
     EXPECT_NEAR(turned.centreY, 0.5, 0.2);
-    EXPECT_GT(ChangedShare(before, after), 0.04);
+    EXPECT_GT(KestrumCaptureTest::DifferentShare(before, after, 8), 0.04);
 
     // The view follows the window's size.
     Shell("xdotool windowsize " + window + " 300 200");

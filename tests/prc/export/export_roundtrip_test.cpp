@@ -39,63 +39,54 @@ struct Source {
     bool samePicture;
 };
 
-class RoundTrip : public ExportTest, public testing::WithParamInterface<Source> {};
+class RoundTrip : public ExportTest, public testing::WithParamInterface<Source> {
+protected:
+    // Captures the source, exports it with `flags` and captures the export loaded again.
+    void Trip(uint32_t flags) {
+        const std::string path = TestData(GetParam().path);
+        source = Picture160(Request::File(path));
+        ASSERT_EQ(source.success, 1);
+        ASSERT_TRUE(log.Saw("Primitives (instanced)"));
+        sourceCounts = CountsIn(log.Text());
+        const ExportAnswer exported = ExportPrc(Request::File(path), flags);
+        ASSERT_TRUE(exported.answered);
+        ASSERT_EQ(exported.success, 1);
+        ASSERT_FALSE(exported.bytes.empty());
+        log.Clear();
+        back = Picture160(FromMemory(exported.bytes));
+        ASSERT_EQ(back.success, 1);
+        ASSERT_TRUE(log.Saw("Primitives (instanced)"));
+        backCounts = CountsIn(log.Text());
+    }
+    void ExpectSamePicture(double maxDifferentShare) {
+        if (!GetParam().samePicture) return;
+        const Picture a = FromAnswer(source), b = FromAnswer(back);
+        const int coverage = SolidCoverage(a, kBackground);
+        EXPECT_GT(coverage, 0);
+        EXPECT_NEAR(SolidCoverage(b, kBackground), coverage, kMaxCoverageChange * coverage + kCoverageSlack);
+        EXPECT_LE(DifferentShare(a, b, kChannelTolerance), maxDifferentShare);
+    }
+    Answer source, back;
+    SceneCounts sourceCounts, backCounts;
+};
 
 TEST_P(RoundTrip, ExportedSceneLoadsWithTheSameTrianglesAndPicture) {
-    const std::string path = TestData(GetParam().path);
-    const Answer source = Picture160(Request::File(path));
-    ASSERT_EQ(source.success, 1);
-    ASSERT_TRUE(log.Saw("Primitives (instanced)"));
-    const SceneCounts sourceCounts = CountsIn(log.Text());
-
-    const ExportAnswer exported = ExportPrc(Request::File(path));
-    ASSERT_TRUE(exported.answered);
-    ASSERT_EQ(exported.success, 1);
-    ASSERT_FALSE(exported.bytes.empty());
-
-    log.Clear();
-    const Answer back = Picture160(FromMemory(exported.bytes));
-    ASSERT_EQ(back.success, 1);
-    ASSERT_TRUE(log.Saw("Primitives (instanced)"));
-    const SceneCounts backCounts = CountsIn(log.Text());
+    ASSERT_NO_FATAL_FAILURE(Trip(0));
     EXPECT_GT(sourceCounts.meshes.triangles, 0u);
     EXPECT_EQ(backCounts.meshes, sourceCounts.meshes);
     EXPECT_EQ(backCounts.instanced, sourceCounts.instanced);
-
-    if (!GetParam().samePicture) return;
-    const Picture a = FromAnswer(source), b = FromAnswer(back);
-    const int coverage = SolidCoverage(a, kBackground);
-    EXPECT_GT(coverage, 0);
-    EXPECT_NEAR(SolidCoverage(b, kBackground), coverage, kMaxCoverageChange * coverage + kCoverageSlack);
-    EXPECT_LE(DifferentShare(a, b, kChannelTolerance), kMaxDifferentShare);
+    ExpectSamePicture(kMaxDifferentShare);
 }
 
 // Highly compressed: points move by up to half a step and slivers thinner than the step are
 // left out, so the scene keeps nearly all its triangles and the same picture.
 TEST_P(RoundTrip, CompressedExportLoadsWithNearlyAllTrianglesAndThePicture) {
-    const std::string path = TestData(GetParam().path);
-    const Answer source = Picture160(Request::File(path));
-    ASSERT_EQ(source.success, 1);
-    const SceneCounts sourceCounts = CountsIn(log.Text());
-
-    const ExportAnswer exported = ExportPrc(Request::File(path), Kestrum::KESTRUM_EXPORT_OPTION_A);
-    ASSERT_TRUE(exported.answered);
-    ASSERT_EQ(exported.success, 1);
-
-    log.Clear();
-    const Answer back = Picture160(FromMemory(exported.bytes));
-    ASSERT_EQ(back.success, 1);
-    ASSERT_TRUE(log.Saw("Primitives (instanced)"));
-    const SceneCounts backCounts = CountsIn(log.Text());
-    EXPECT_LE(backCounts.meshes.triangles, sourceCounts.meshes.triangles);
-    EXPECT_GE(backCounts.meshes.triangles, sourceCounts.meshes.triangles - sourceCounts.meshes.triangles / kMaxLostShare);
+    ASSERT_NO_FATAL_FAILURE(Trip(Kestrum::KESTRUM_EXPORT_OPTION_A));
+    const uint64_t triangles = sourceCounts.meshes.triangles;
+    EXPECT_LE(backCounts.meshes.triangles, triangles);
+    EXPECT_GE(backCounts.meshes.triangles, triangles - triangles / kMaxLostShare);
     EXPECT_EQ(backCounts.instanced.points + backCounts.instanced.lines, 0u);
-
-    if (!GetParam().samePicture) return;
-    const Picture a = FromAnswer(source), b = FromAnswer(back);
-    const int coverage = SolidCoverage(a, kBackground);
-    EXPECT_NEAR(SolidCoverage(b, kBackground), coverage, kMaxCoverageChange * coverage + kCoverageSlack);
-    EXPECT_LE(DifferentShare(a, b, kChannelTolerance), kMaxCompressedDifferentShare);
+    ExpectSamePicture(kMaxCompressedDifferentShare);
 }
 
 INSTANTIATE_TEST_SUITE_P(

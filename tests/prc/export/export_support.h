@@ -114,9 +114,8 @@ inline ExportAnswer ExportPrc(const Request& r, uint32_t extraFlags = 0) {
     return PendingExport::Get().Wait();
 }
 
-// A picture of the scene that r names, unloaded after: the built-in camera with the whole
-// scene in sight, and the same fixed lights whatever the document brought, so that a scene
-// and its export, which carries no lights, are lit alike.
+// A picture of the scene that r names, unloaded after, through the built-in camera and fixed
+// lights, so that a scene and its export (which carries no lights) are lit alike.
 // A dark background: some documents draw in white.
 inline constexpr uint32_t kBackground = 0x203040;
 

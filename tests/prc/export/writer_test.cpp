@@ -223,12 +223,6 @@ TEST(WriterHighlyCompressed, ArraysThatDisagreeWithTheFacesAreRefused) {
     EXPECT_FALSE(writer.WriteHighlyCompressed3DTess(tess));
 }
 
-}  // namespace
-}  // namespace Velmora::PRC
-
-namespace Velmora::PRC {
-namespace {
-
 TEST(WriterContainer, ASmallFileIsPaddedToASizeTheReaderTakes) {
     FileStructureBlock block;
     block.uuid.words[3] = 0x50000000;
