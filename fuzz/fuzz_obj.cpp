@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "SilentLog.h"
 #include "obj/AuthorMaterialPool.h"
 #include "obj/AuthorMeshPool.h"
 #include "obj/MeshRowBuilder.h"
@@ -15,7 +16,6 @@
 #include "obj/NodeTreeBuilder.h"
 #include "obj/ObjParser.h"
 #include "rendering/Mesh.h"
-#include "util/Logger.h"
 
 namespace {
 
@@ -53,11 +53,6 @@ void ParseObj(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool quiet = [] {
-        Velmora::Utility::Logger::Instance().SetMaxLevel(-1);
-        return true;
-    }();
-    (void)quiet;
     if (size == 0) return 0;
     const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
     if (data[0] % 2 == 0) {

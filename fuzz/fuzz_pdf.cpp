@@ -9,10 +9,10 @@
 #include <string>
 
 #include "PdfDocument.h"
+#include "SilentLog.h"
 #include "format/Dictionary.h"
 #include "format/PDFHelper.h"
 #include "u3d/U3DSceneDescription.h"
-#include "util/Logger.h"
 
 namespace {
 
@@ -41,11 +41,6 @@ void Extract(const KestrumTool::PdfDocument& document, size_t index, const std::
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool quiet = [] {
-        Velmora::Utility::Logger::Instance().SetMaxLevel(-1);
-        return true;
-    }();
-    (void)quiet;
     KestrumTool::PdfDocument document;
     std::string error;
     if (!document.OpenBytes(std::string(reinterpret_cast<const char*>(data), size), error)) return 0;

@@ -13,12 +13,12 @@
 #include <cstring>
 #include <memory>
 
+#include "SilentLog.h"
 #include "prc/export/MeshTraversalEncode.h"
 #include "prc/reader/AuthoringPool_PRC.h"
 #include "prc/reader/BitstreamReader.h"
 #include "prc/reader/PRCFile.h"
 #include "prc/reader/TesselationDecoder.h"
-#include "util/Logger.h"
 
 namespace {
 
@@ -121,11 +121,6 @@ void ReadSection(uint8_t mode, const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool quiet = [] {
-        Velmora::Utility::Logger::Instance().SetMaxLevel(-1);
-        return true;
-    }();
-    (void)quiet;
     if (size == 0 || size > (64u << 20)) return 0;
     const uint8_t mode = data[0] % kModes;
     if (mode == kWholeFile) {
