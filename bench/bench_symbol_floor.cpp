@@ -39,8 +39,8 @@ uint64_t Replay() {
     std::unique_ptr<BitStreamReader> reader;
     std::string text;
     for (const uint32_t event : SymbolTrace::Events()) {
-        const uint32_t argument = event >> SymbolTrace::kOpBits;
-        switch (event & ((1u << SymbolTrace::kOpBits) - 1)) {
+        const uint32_t argument = SymbolTrace::ArgumentOf(event);
+        switch (SymbolTrace::OpOf(event)) {
             case SymbolTrace::NewReader: {
                 const SymbolTrace::Block& block = SymbolTrace::Blocks()[argument];
                 reader = std::make_unique<BitStreamReader>(block.bytes.data(), uint32_t(block.bytes.size()),
@@ -72,8 +72,7 @@ void Floor(benchmark::State& state, const char* name) {
         return;
     }
     uint64_t coded = 0;
-    for (const uint32_t event : SymbolTrace::Events())
-        coded += (event & ((1u << SymbolTrace::kOpBits) - 1)) >= SymbolTrace::CodedU8;
+    for (const uint32_t event : SymbolTrace::Events()) coded += SymbolTrace::OpOf(event) >= SymbolTrace::CodedU8;
     for (auto _ : state) benchmark::DoNotOptimize(Replay());
     state.counters["coded_reads"] = double(coded);
     state.counters["ns_per_coded_read"] = benchmark::Counter(double(coded) * double(state.iterations()) * 1e-9,

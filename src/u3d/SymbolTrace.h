@@ -18,6 +18,9 @@ class SymbolTrace {
 public:
     enum Op : uint32_t { NewReader = 1, U8, U16, U32, U64, F32, F64, String, CodedU8, CodedU16, CodedU32 };
     static constexpr uint32_t kOpBits = 4;  // an event is op | argument << kOpBits
+    static Op OpOf(uint32_t event) { return static_cast<Op>(event & ((1u << kOpBits) - 1)); }
+    // The block of a NewReader, the context of a coded read.
+    static uint32_t ArgumentOf(uint32_t event) { return event >> kOpBits; }
 
     struct Block {
         std::vector<uint8_t> bytes;

@@ -11,6 +11,7 @@
 
 #include "Kestrum.h"
 #include "exportslib/KestrumExports.h"
+#include "support/Polling.h"
 
 namespace Velmora::Test {
 
@@ -25,15 +26,12 @@ public:
 
     // The hook runs on the library's log thread; waits up to timeoutMs for the text.
     bool LogSaw(const std::string& text, int timeoutMs = 2000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        do {
-            {
+        return Test::WaitFor(
+            [&] {
                 std::lock_guard<std::mutex> lock(logMutex_);
-                if (log_.find(text) != std::string::npos) return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        } while (std::chrono::steady_clock::now() < end);
-        return false;
+                return log_.find(text) != std::string::npos;
+            },
+            timeoutMs);
     }
     // Lets the hook deliver what is queued, then clears the collected text.
     void ClearLog() {

@@ -77,16 +77,17 @@ protected:
         if (IsSkipped()) return;
         ASSERT_NE(X11Connection::Instance().Open(), nullptr);
     }
+    static constexpr int kPumpTimeoutMs = 1000;
+    static constexpr int kPumpPollMs = 2;
     // Reads the library's connection until `done` holds or a second has passed.
     template <typename Done>
     bool PumpUntil(Done done) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-        while (std::chrono::steady_clock::now() < deadline) {
-            WindowBase::ProcessPendingEvents();
-            if (done()) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return false;
+        return Velmora::Test::WaitFor(
+            [&] {
+                WindowBase::ProcessPendingEvents();
+                return done();
+            },
+            kPumpTimeoutMs, kPumpPollMs);
     }
     // Everything the server has sent the library so far, dispatched.
     void Settle() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/capture_library.h"
+#include "support/Polling.h"
 
 namespace PrcExportTest {
 
@@ -29,12 +30,7 @@ public:
     }
     // Waits up to timeoutMs for the text.
     bool Saw(const std::string& text, int timeoutMs = 3000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        do {
-            if (Text().find(text) != std::string::npos) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        } while (std::chrono::steady_clock::now() < end);
-        return false;
+        return Velmora::Test::WaitFor([&] { return Text().find(text) != std::string::npos; }, timeoutMs);
     }
     std::string Text() {
         std::lock_guard<std::mutex> lock(mutex_);
